@@ -1,0 +1,85 @@
+#include "common/sort2.hpp"
+
+#include <array>
+#include <utility>
+
+#include "common/console.hpp"
+
+namespace tessaron {
+
+namespace {
+
+/// Orders elements first..last (counted from 1) by insertion.
+void insertion_sort(int first, int last, double* key, double* other) {
+  for (int j = first + 1; j <= last; ++j) {
+    const double a = key[j], b = other[j];
+    int i = j - 1;
+    for (; i >= first && key[i] > a; --i) {
+      key[i + 1] = key[i];
+      other[i + 1] = other[i];
+    }
+    key[i + 1] = a;
+    other[i + 1] = b;
+  }
+}
+
+}  // namespace
+
+void sort2(int n, double* key_from_1, double* other_from_1) {
+  constexpr int insertion_limit = 7, stack_size = 50;
+  double* key = key_from_1 - 1;
+  double* other = other_from_1 - 1;
+  const auto swap = [&](int i, int j) {
+    std::swap(key[i], key[j]);
+    std::swap(other[i], other[j]);
+  };
+
+  std::array<int, stack_size> stack;
+  int depth = 0;
+  int first = 1, last = n;
+  for (;;) {
+    if (last - first < insertion_limit) {
+      insertion_sort(first, last, key, other);
+      if (depth == 0) return;
+      last = stack[static_cast<std::size_t>(--depth)];
+      first = stack[static_cast<std::size_t>(--depth)];
+      continue;
+    }
+    // Median of first, middle and last becomes the partitioning element, kept at first + 1; the outer two are
+    // sentinels for the scans.
+    swap(first + (last - first) / 2, first + 1);
+    if (key[first] > key[last]) swap(first, last);
+    if (key[first + 1] > key[last]) swap(first + 1, last);
+    if (key[first] > key[first + 1]) swap(first, first + 1);
+    const double a = key[first + 1], b = other[first + 1];
+    int i = first + 1, j = last;
+    for (;;) {
+      do ++i;
+      while (key[i] < a);
+      do --j;
+      while (key[j] > a);
+      if (j < i) break;
+      swap(i, j);
+    }
+    key[first + 1] = key[j];
+    other[first + 1] = other[j];
+    key[j] = a;
+    other[j] = b;
+    if (depth + 2 > stack_size) {
+      // Both parts cannot be kept: this cannot happen below 2^25 elements, since the smaller part goes first.
+      pause_for_operator("NSTACK too small in sort2");
+      return;
+    }
+    if (last - i + 1 >= j - first) {
+      stack[static_cast<std::size_t>(depth++)] = i;
+      stack[static_cast<std::size_t>(depth++)] = last;
+      last = j - 1;
+    } else {
+      stack[static_cast<std::size_t>(depth++)] = first;
+      stack[static_cast<std::size_t>(depth++)] = j - 1;
+      first = i;
+    }
+  }
+}
+
+}  // namespace tessaron

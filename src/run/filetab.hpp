@@ -1,0 +1,72 @@
+#pragma once
+#include <string_view>
+
+#include "common/status.hpp"
+#include "common/table.hpp"
+#include "common/text.hpp"
+
+namespace tessaron {
+
+/// The line that the deck reader works on. `pos` is the place of the next unread character, `last` that of
+/// the last non-blank one, both counted from 1; the line is used up when `pos` is greater than `last`.
+struct DeckLine {
+  Text<400> line;
+  int pos = 1;
+  int last = 0;
+};
+
+/// All open files of the run: a stack of deck files (streams 10 to 19), a pool of data streams (20 to 30) and
+/// the log. Owner: run/filetab.cpp.
+struct FileTable {
+  int cudeck = 9;    ///< current deck stream; 9 when the deck has ended
+  Text<80> inpath;   ///< directory of files that are read; "undefined" for none
+  Text<80> outpath;  ///< directory of files that are written
+  bool logopen = false;
+  Table<bool, 11, 20> in_use;  ///< data streams in use
+};
+extern const FileTable& filetab;
+
+/// Start of the table: no directories, no log, the top-level deck `name` open as stream 10.
+[[nodiscard]] Status fiinit(std::string_view name);
+/// Pushes the current line and makes `name`, under `inpath`, the current deck file; with the name
+/// "*** initialize ***" it only empties the line.
+[[nodiscard]] Status fiio1(std::string_view name, DeckLine& line);
+/// Closes the current deck file and restores the line of the file before; at the end of the top-level deck
+/// the line becomes "exit".
+[[nodiscard]] Status fiio2(DeckLine& line);
+/// Closes all deck files. The status is the count of failed closes.
+[[nodiscard]] Status fiexit();
+/// The stream of the current deck file.
+[[nodiscard]] Status fiunit(int& stream);
+
+/// Takes the lowest free data stream and opens `name` in it under `outpath`, for writing: the file is created
+/// or emptied. Status 1 without a message when all 11 are in use; else the open's code.
+[[nodiscard]] Status fiopno(std::string_view name, int& stream);
+/// The same under `inpath`, for reading; a file that does not exist is created empty.
+[[nodiscard]] Status fiopni(std::string_view name, int& stream);
+/// Closes a data stream; status 1 if it is not in use.
+[[nodiscard]] Status ficlos(int stream);
+
+/// Writes one line, whole and as it is, to a data stream; the status is the code of the write (a full disk is
+/// met here or at the close).
+[[nodiscard]] Status fiwrite(int stream, std::string_view line);
+/// Reads the next line of a stream without its end ("\n" or "\r\n"), cut to the characters that the reader
+/// keeps (400). The view is good until the next read. At the end of the file `at_end` is true.
+[[nodiscard]] Status firead(int stream, std::string_view& line, bool& at_end);
+/// Goes back to the start of a data stream that is written and empties it.
+[[nodiscard]] Status firewind(int stream);
+
+/// The block reader of `io_path`.
+[[nodiscard]] Status iopath();
+
+/// Writes a line to the log if it is open (through `msgout` alone).
+void log_line(std::string_view text);
+
+/// Names the deck file and line where reading stands, for a diagnosis on standard error: "tessar.in:12".
+/// With included files the innermost one. The view stays valid until the next call.
+std::string_view deck_position();
+
+/// Flushes and closes every open file (end of the run).
+void close_all_files();
+
+}  // namespace tessaron
