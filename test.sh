@@ -1,0 +1,34 @@
+#!/bin/sh
+# Builds Tessaron and passes its tests. Without an argument all of them:
+#   release    the optimised program: unit tests, whole runs, examples with few particles
+#   sanitize   the same tests under the address and undefined-behaviour sanitizers, every table index checked
+#   mpi        the process group over Open MPI against one process
+#   tools      the Python companions
+# With arguments only the named ones, for example `./test.sh release tools`.
+set -eu
+cd "$(dirname "$0")"
+. tools/packages.sh
+
+need g++ cmake make libgtest-dev libbenchmark-dev python3 python3-numpy python3-matplotlib python3-h5py \
+  python3-pytest openmpi-bin libopenmpi-dev chromium
+
+build_and_test() {
+  echo "== $1"
+  cmake --preset "$1" >/dev/null
+  cmake --build --preset "$1" -j2
+  ctest --preset "$1" -j2
+}
+
+for part in ${*:-release sanitize mpi tools}; do
+  case "$part" in
+    release | debug | sanitize | mpi) build_and_test "$part" ;;
+    tools)
+      echo "== tools"
+      "$(find_python)" -m pytest -q tools/tests
+      ;;
+    *)
+      echo "unknown part: $part" >&2
+      exit 1
+      ;;
+  esac
+done
