@@ -1,40 +1,65 @@
 #include "common/console.hpp"
 
-#include <cstdio>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
 #include <cstdlib>
 
 namespace tessaron {
 
 namespace {
+
 bool silent = false;
+void (*line_hook)() = nullptr;
 void (*stop_hook)() = nullptr;
+
+/// A console that cannot be written (closed, full) does not stop a run.
+void put(const char* text, std::size_t size) {
+  while (size > 0) {
+    const ssize_t n = ::write(STDOUT_FILENO, text, size);
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) return;
+    text += n;
+    size -= static_cast<std::size_t>(n);
+  }
+}
+
 }  // namespace
 
 void console_line(std::string_view text) {
   if (silent) return;
-  std::fputc(' ', stdout);
-  std::fwrite(text.data(), 1, text.size(), stdout);
-  std::fputc('\n', stdout);
+  if (line_hook != nullptr) line_hook();
+  // One write for a whole line, so that lines stay whole and in order whatever else writes there.
+  std::array<char, 1024> line;
+  char* end = line.data();
+  if (!text.empty()) *end++ = ' ';
+  end = std::copy_n(text.data(), std::min(text.size(), line.size() - 2), end);
+  *end++ = '\n';
+  put(line.data(), static_cast<std::size_t>(end - line.data()));
 }
 
 void console_silence() { silent = true; }
 
-void console_flush() { std::fflush(stdout); }
-
 void pause_for_operator(std::string_view message) {
   if (silent) return;
   console_line(message);
-  console_flush();
-  for (int c = std::getchar(); c != '\n' && c != EOF; c = std::getchar()) {
+  char c = 0;
+  ssize_t n = 1;
+  while (c != '\n' && n != 0) {
+    n = ::read(STDIN_FILENO, &c, 1);
+    if (n < 0 && errno != EINTR) return;
   }
 }
 
 void fatal_stop(std::string_view line) {
   if (!line.empty()) console_line(line);
-  console_flush();
   if (stop_hook != nullptr) stop_hook();
   std::exit(0);
 }
+
+void set_line_hook(void (*hook)()) { line_hook = hook; }
 
 void set_stop_hook(void (*hook)()) { stop_hook = hook; }
 

@@ -3,24 +3,27 @@
 
 namespace tessaron {
 
-/// Writes one free-form line to the console (standard output): a blank, the text, the line's end. Nothing is
-/// written while the console is silent. The log does not get the line.
+/// Writes one free-form line to the console (standard output): a blank, the text, the line's end; an empty
+/// text gives an empty line. The line is handed to the operating system at once. Nothing is written while the
+/// console is silent. The log does not get the line.
 void console_line(std::string_view text);
 
 /// Makes this process write nothing to the console (workers of a process group).
 void console_silence();
 
-/// Hands everything written so far to the operating system.
-void console_flush();
-
 /// A pause: writes the message and waits until the operator enters a line on the console (standard input); at
 /// the input's end it goes on at once. A silent process goes on at once.
 void pause_for_operator(std::string_view message);
 
-/// A fatal stop: writes the line unless it is empty, flushes, closes and ends the process with exit status 0.
+/// A fatal stop: writes the line unless it is empty, calls the stop hook and ends the process with exit
+/// status 0.
 [[noreturn]] void fatal_stop(std::string_view line = {});
 
-/// What a fatal stop calls ahead of its end: the diagnosis for a person, the end of a process group.
+/// What is called ahead of every console line: it takes a progress line off the terminal.
+void set_line_hook(void (*hook)());
+
+/// What a fatal stop calls ahead of its end: it closes the files, tells a person where the run stood, ends a
+/// process group.
 void set_stop_hook(void (*hook)());
 
 }  // namespace tessaron

@@ -66,7 +66,19 @@ void log_line(std::string_view text);
 /// With included files the innermost one. The view stays valid until the next call.
 std::string_view deck_position();
 
-/// Flushes and closes every open file (end of the run).
-void close_all_files();
+/// The last file that could not be opened (`code` is that of the open), or that did not exist and was created
+/// empty for its reader (`code` is 0). The name is blank if there was none.
+struct FileTrouble {
+  Text<200> name;
+  Status code = ok;
+};
+const FileTrouble& file_trouble();
+
+/// Hands what was written to the data streams to the operating system, so that a person can look at it while
+/// the run goes on. A failed write is remembered for the next `fiwrite` or `ficlos`.
+void flush_all_files();
+
+/// Flushes and closes every open file (end of the run). The status is that of the log.
+Status close_all_files();
 
 }  // namespace tessaron

@@ -1,0 +1,54 @@
+#pragma once
+#include <array>
+#include <cstddef>
+#include <string_view>
+
+#include "common/status.hpp"
+
+namespace tessaron {
+
+/// A sequential text file over a plain descriptor, with one fixed buffer: it never allocates. All start
+/// values are zero, so a table of these stays out of the program file. Every status is the `errno` of the
+/// operation that failed; a failed write is remembered, and every later write and the close report it.
+class TextFile {
+ public:
+  /// What a reader keeps of a line; the rest of a longer line is lost.
+  static constexpr std::size_t longest_line = 400;
+
+  /// Opens a file for reading; one that does not exist is created empty, and `created` tells so. Only
+  /// regular files are read: a directory, a pipe, a socket or a device fails, and nothing is created then.
+  [[nodiscard]] Status open_to_read(const char* path, bool& created);
+  /// Opens a file for writing: it is created or emptied. A pipe without a reader fails, it does not wait.
+  [[nodiscard]] Status open_to_write(const char* path);
+  bool is_open() const { return open_; }
+
+  /// Reads the next line, without its end ("\n" or "\r\n") and cut to `longest_line` characters. The view is
+  /// good until the next call. At the end of the file `at_end` is true and the line empty.
+  [[nodiscard]] Status read_line(std::string_view& line, bool& at_end);
+  /// Lines read so far.
+  int line_number() const { return line_number_; }
+
+  /// Appends a text as it is. It reaches the file when the buffer is full, at `flush` or at `close`.
+  [[nodiscard]] Status write(std::string_view text);
+  [[nodiscard]] Status flush();
+  /// Empties a file that is being written and goes back to its start.
+  [[nodiscard]] Status rewind();
+  /// Closes the file; EBADF if it is not open.
+  [[nodiscard]] Status close();
+
+ private:
+  void start(int descriptor, bool writing);
+  /// Reads more bytes behind those of the buffer; `end_` stays where the file ends.
+  [[nodiscard]] Status fill();
+  [[nodiscard]] Status skip_rest_of_line();
+  Status put(const char* text, std::size_t size);
+
+  int descriptor_ = 0;
+  bool open_ = false, writing_ = false;
+  int line_number_ = 0;
+  Status write_failure_ = ok;
+  std::size_t begin_ = 0, end_ = 0;  ///< bytes not yet read, or not yet written
+  std::array<char, 65536> buffer_{};
+};
+
+}  // namespace tessaron
