@@ -1,0 +1,59 @@
+#include "run/diagnosis.hpp"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+
+#include "run/filetab.hpp"
+#include "run/progress.hpp"
+
+namespace tessaron {
+
+namespace {
+
+/// One line for standard error. Bytes that a terminal would obey are shown as question marks.
+class Line {
+ public:
+  Line& operator<<(std::string_view text) {
+    for (const char c : text.substr(0, chars_.size() - 1 - size_)) {
+      const auto code = static_cast<unsigned char>(c);
+      chars_[size_++] = code < 32 || code == 127 ? '?' : c;
+    }
+    return *this;
+  }
+  void write() {
+    progress_wipe();
+    chars_[size_++] = '\n';
+    if (::write(STDERR_FILENO, chars_.data(), size_) < 0) return;  // nobody to tell
+  }
+
+ private:
+  std::array<char, 800> chars_;
+  std::size_t size_ = 0;
+};
+
+}  // namespace
+
+void tell_where_run_stopped(std::string_view doing) {
+  Line line;
+  line << "tessaron: stopped at " << deck_position() << " (" << doing << ")";
+  const FileTrouble& trouble = file_trouble();
+  if (!trouble.name.blank()) {
+    if (trouble.code != 0) {
+      line << "; cannot open " << trouble.name.view() << ": " << std::strerror(trouble.code);
+    } else {
+      line << "; " << trouble.name.view() << " did not exist and was created empty";
+    }
+  }
+  line.write();
+}
+
+void tell_log_is_incomplete(int code) {
+  Line line;
+  line << "tessaron: the log is incomplete: " << std::strerror(code);
+  line.write();
+}
+
+}  // namespace tessaron

@@ -1,0 +1,15 @@
+#pragma once
+#include <string_view>
+
+namespace tessaron {
+
+/// Tells a person on standard error, in one line, where a run stopped that did not come to its orderly end:
+/// the deck file and line that reading stands at and what the run was doing, and, where there is one, the
+/// file that could not be opened or was missing:
+///     tessaron: stopped at tessar.in:12 (command particles); bunch.fmt1 did not exist and was created empty
+void tell_where_run_stopped(std::string_view doing);
+
+/// Tells that the log does not hold all of its lines, with the code of the write that failed.
+void tell_log_is_incomplete(int code);
+
+}  // namespace tessaron
