@@ -1,0 +1,59 @@
+#include "run/data_file.hpp"
+
+#include <cstddef>
+#include <string_view>
+
+#include "common/freeform.hpp"
+#include "run/filetab.hpp"
+
+namespace tessaron {
+
+namespace {
+
+/// True if nothing but separators of free-form words is left.
+bool used_up(std::string_view line) { return line.find_first_not_of(" \t,;\r") == std::string_view::npos; }
+
+/// The next line that holds something, unless the file is at its end.
+Status next_line(int stream, std::string_view& line, bool& at_end) {
+  Status status = ok;
+  do {
+    status = firead(stream, line, at_end);
+  } while (status == ok && !at_end && used_up(line));
+  return status;
+}
+
+}  // namespace
+
+Status read_reals(int stream, std::span<double> numbers, bool& at_end) {
+  std::string_view line;
+  Status status = next_line(stream, line, at_end);
+  if (status != ok || at_end) return status;
+  for (std::size_t k = 0; k < numbers.size(); ++k) {
+    if (used_up(line)) {
+      bool ended = false;
+      status = next_line(stream, line, ended);
+      if (status == ok && ended) status = failed;
+      if (status != ok) return status;
+    }
+    status = next_real(line, numbers[k]);
+    if (status != ok) return status;
+  }
+  return ok;
+}
+
+Status read_one(int stream, double& number) {
+  bool at_end = false;
+  const Status status = read_reals(stream, {&number, 1}, at_end);
+  return status == ok && at_end ? failed : status;
+}
+
+Status read_one(int stream, std::int32_t& number) {
+  std::string_view line;
+  bool at_end = false;
+  Status status = next_line(stream, line, at_end);
+  if (status == ok && at_end) status = failed;
+  if (status == ok) status = next_integer(line, number);
+  return status;
+}
+
+}  // namespace tessaron

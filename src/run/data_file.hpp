@@ -1,0 +1,21 @@
+#pragma once
+#include <cstdint>
+#include <span>
+
+#include "common/status.hpp"
+
+namespace tessaron {
+
+/// Tables of numbers in text files (time grid, sub-bunch table, wake), read from an open data stream.
+
+/// One free-form read of numbers.size() reals. It starts on a new line and goes on over the following lines
+/// until all of them are found; what stands behind the last one on its line is ignored, blank lines are
+/// passed over. `at_end` is true (status 0, numbers untouched) if the file holds nothing more. A text that is
+/// no number, and a file that ends inside the numbers, fail without a message.
+[[nodiscard]] Status read_reals(int stream, std::span<double> numbers, bool& at_end);
+
+/// The same for one real or one integer that has to be there: the end of the file fails.
+[[nodiscard]] Status read_one(int stream, double& number);
+[[nodiscard]] Status read_one(int stream, std::int32_t& number);
+
+}  // namespace tessaron

@@ -1,0 +1,54 @@
+#include <cmath>
+
+#include "tracking/steps.hpp"
+
+namespace tessaron {
+
+namespace {
+
+double squared(double a) { return a * a; }
+
+/// Sums over the source particles, then means.
+struct Moments {
+  double s = 0, s2 = 0, p = 0, p2 = 0, dl2 = 0, dt2 = 0, dp2 = 0;
+};
+
+Moments moments(int n, const ParticleTable& a, const ParticleTable& b, const FlagTable& source) {
+  const double cos_phi = std::cos(b[1].phi), sin_phi = std::sin(b[1].phi);
+  Moments m;
+  int count = 0;
+  for (int i = 1; i <= n; ++i) {
+    if (!source[i]) continue;
+    ++count;
+    const double dx = b[i].x - a[i].x, dy = b[i].y - a[i].y;
+    const double s = cos_phi * (b[i].x - b[1].x) + sin_phi * (b[i].y - b[1].y);
+    m.s += s;
+    m.s2 += squared(s);
+    m.p += b[i].p;
+    m.p2 += squared(b[i].p);
+    m.dl2 += squared(cos_phi * dx + sin_phi * dy);
+    m.dt2 += squared(cos_phi * dy - sin_phi * dx);
+    m.dp2 += squared(b[i].p - a[i].p);
+  }
+  if (count == 0) return m;
+  for (double* sum : {&m.s, &m.s2, &m.p, &m.p2, &m.dl2, &m.dt2, &m.dp2}) *sum /= count;
+  return m;
+}
+
+/// The rms about the mean; rounding can take its square below 0.
+double rms(double mean, double mean_square) {
+  const double square = mean_square - squared(mean);
+  return square > 0 ? std::sqrt(square) : 0;
+}
+
+}  // namespace
+
+StepError step_error(int n, const ParticleTable& a, const ParticleTable& b, const FlagTable& source) {
+  if (n < 1) return {0, 0};
+  const Moments m = moments(n, a, b, source);
+  const double sig_s = rms(m.s, m.s2), sig_p = rms(m.p, m.p2);
+  if (sig_s == 0 || sig_p == 0) return {0, 0};
+  return {std::sqrt(m.dt2 + m.dl2) / sig_s, std::sqrt(m.dp2) / sig_p};
+}
+
+}  // namespace tessaron

@@ -1,0 +1,43 @@
+#include "run/data_file.hpp"
+#include "run/filetab.hpp"
+#include "run/msgout.hpp"
+#include "tracking/trkcom_owner.hpp"
+
+namespace tessaron {
+
+namespace {
+
+Status read_values(int stream) {
+  TrackingRecord& t = trkcom_store;
+  t.ngrid = 0;
+  for (;;) {
+    double value = 0;
+    bool at_end = false;
+    const Status status = read_reals(stream, {&value, 1}, at_end);
+    if (status != ok) return status;
+    if (at_end) return t.ngrid > 0 ? ok : failed;
+    if (t.ngrid > 0 && value < t.grid[t.ngrid]) {
+      msgout("values in time_grid_file not increasing");
+      return failed;
+    }
+    if (t.ngrid + 1 >= matist) {
+      msgout("too many points in time_grid_file: increase matist");
+      return failed;
+    }
+    t.grid[++t.ngrid] = value;
+  }
+}
+
+}  // namespace
+
+Status read_time_grid(std::string_view name) {
+  int stream = 0;
+  Status status = fiopni(name, stream);
+  if (status != ok) return status;
+  msgout("read time_grid_file");
+  status = read_values(stream);
+  const Status closed = ficlos(stream);
+  return status != ok ? status : closed;
+}
+
+}  // namespace tessaron
