@@ -8,11 +8,22 @@
 
 namespace tessaron {
 
-enum class MonitorType : std::int32_t { phase = 0, steps = 1, subbunch = 2, green = 3 };
+/// Monitors: the results of a run. `monitor` writes the bunch at once; `online_monitor` defines an entry of
+/// `montab` that writes during tracking, whenever the bunch time has reached the next point of its output
+/// grid, until its end time. The life of an entry: defined by `onlblk` (active), settled or rejected by
+/// `monchk` (accepted), worked by `monpre` and `monstp` around each step, stopped by `monoff`.
+
+/// What an online monitor writes.
+enum class MonitorType : std::int32_t {
+  phase = 0,     ///< the bunch, one numbered file per output, or one particle, one line per output
+  steps = 1,     ///< the history of the step loop
+  subbunch = 2,  ///< the sub-bunch sizes
+  green = 3,     ///< the meshes of the Green's function model; written by its mesh builder during the step
+};
 
 /// One online monitor.
 struct Monitor {
-  Text<80> name;
+  Text<80> name;   ///< of the file
   int stream = 0;  ///< open data stream, 0 if none
   MonitorType type = MonitorType::phase;
   std::int32_t format = 1;    ///< 0 to 3 for fmt0 to fmt3, or any integer of the deck
@@ -25,7 +36,7 @@ struct Monitor {
   Text<80> start_marker, end_marker;
 };
 inline constexpr int maxmon = 10;
-/// Owner: beam/monitors*.cpp.
+/// Owner: beam/monitor*.cpp.
 struct MonitorTable {
   Table<Monitor, maxmon> entry;
 };
@@ -34,20 +45,27 @@ extern const MonitorTable& montab;
 [[nodiscard]] Status moninit();
 /// The block reader of `monitor`: writes the bunch at once.
 [[nodiscard]] Status monblk();
-/// The block reader of `online_monitor`.
+/// The block reader of `online_monitor`. A block without a name has no effect; one with the name of an active
+/// monitor replaces it.
 [[nodiscard]] Status onlblk();
-/// Resolves the times of the online monitors before a tracking run.
+/// Resolves the times of the online monitors before a tracking run. A monitor that lacks a time or names a
+/// particle that does not exist is rejected with a warning; the run goes on.
 [[nodiscard]] Status monchk();
-/// The hooks of the step loop ahead of a step to `next` and behind a step.
+
+/// The hooks of the step loop ahead of a step to `next` [m] and behind a step. Their status is the sum of the
+/// sizes of all codes met, so that codes never cancel out.
 [[nodiscard]] Status monpre(double next);
 [[nodiscard]] Status monstp();
-/// Stops monitor `number`, or all with 0.
+/// Stops monitor `number`, or all with 0, and closes its file.
 [[nodiscard]] Status monoff(int number);
-/// Writes one whole bunch file.
+
+/// Writes one whole bunch file in `fmt0` to `fmt3`; with any other format it stays empty.
 [[nodiscard]] Status monwrt(std::string_view name, std::int32_t format);
-/// Writes particle records first..last to an open stream.
+/// Writes the records of particles first..last to an open stream, with the bunch time ahead of each if
+/// `time_column` is set.
 [[nodiscard]] Status monrec(int stream, int first, int last, std::int32_t format, bool time_column);
-/// Makes a monitor inactive whose file failed outside the hooks (the mesh files of `green` monitors).
+/// Makes a monitor inactive whose file failed outside the hooks (the mesh files of `green` monitors), and
+/// closes the file.
 void mondrop(int number);
 
 }  // namespace tessaron
