@@ -1,0 +1,83 @@
+"""What came out of the chicane: a summary on the console and pictures beside the run's files."""
+from __future__ import annotations
+
+from pathlib import Path
+
+import matplotlib.pyplot as plt
+import numpy as np
+
+import chicane
+from tessaron_tools import analyse, plots
+from tessaron_tools.bunch import Bunch
+from tessaron_tools.bunchfiles import read_bunch, read_fmt3
+
+
+def show_optics(start: Bunch, end: Bunch, folder: Path) -> None:
+    """A run without self force: compression, and the measured R56 beside the closed form."""
+    before, after = analyse.summary(start), analyse.summary(end)
+    fit = analyse.fit_path_length(start, end)
+    row("rms bunch length before", before.length * 1e6, "um", "200")
+    row("rms bunch length behind", after.length * 1e6, "um", "20.3")
+    row("peak current before", before.peak_current, "A")
+    row("peak current behind", after.peak_current, "A")
+    row("R56 measured", fit.r56 * 1e3, "mm", f"{chicane.r56() * 1e3:.4f} in closed form")
+    row("T566 measured", fit.t566 * 1e3, "mm", f"{chicane.t566() * 1e3:.4f} in closed form")
+    row("norm. emittance in the plane", after.horizontal.emittance * 1e6, "um", f"{before.horizontal.emittance * 1e6:.4f} before")
+    plots.save(plots.longitudinal([("before", start), ("behind the chicane, no self force", end)]), folder / "compression.png")
+
+
+def show_force(start: Bunch, end: Bunch, without: Bunch, last_dipole: Path, folder: Path) -> None:
+    """A run with self force: what it did to energy and emittance, and the force in the last dipole."""
+    change = analyse.energy_change(start, end)
+    before, after, ideal = (analyse.summary(bunch) for bunch in (start, end, without))
+    row("rms bunch length behind", after.length * 1e6, "um", f"{ideal.length * 1e6:.4g} without self force")
+    row("mean energy change", 100 * change.mean / before.energy, "%", "-0.0435")
+    row("added rms energy spread", 100 * change.rms / before.energy, "%", "0.0241")
+    row("norm. emittance before", before.horizontal.emittance * 1e6, "um", "1.00")
+    row("norm. emittance behind", after.horizontal.emittance * 1e6, "um", "1.59")
+
+    figure, axes = plt.subplots(2, 2, figsize=(10, 7.5))
+    phase_space(axes[0, 0], without, end)
+    for bunch, label, colour in ((without, "without self force", "0.5"), (end, "with", plots.INK)):
+        edges, current = analyse.current_profile(bunch, 120)
+        axes[0, 1].stairs(current, edges * 1e6, color=colour, label=label)
+    axes[0, 1].set(xlabel="ahead of the centre / µm", ylabel="current / A")
+    axes[0, 1].legend()
+    _, table = read_fmt3(last_dipole)
+    axes[1, 0].plot(table[:, 4] * 1e6, table[:, 7] * 1e-3, ",", color=plots.INK)
+    axes[1, 0].set(xlabel="ahead of particle 1 / µm", ylabel="force in the last dipole / (keV/m)")
+    local = end.local()
+    axes[1, 1].plot(local.s * 1e6, change.per_particle * 1e-6, ",", color=plots.INK)
+    axes[1, 1].set(xlabel="ahead of the centre / µm", ylabel="energy change on the way / MeV")
+    plots.save(figure, folder / "self_force.png")
+
+
+def phase_space(axes: plt.Axes, without: Bunch, end: Bunch) -> None:
+    """Both final bunches, energies about that of the run without self force."""
+    energy = without.weight @ without.energy
+    for bunch, label, colour in ((without, "without self force", "0.6"), (end, "with", plots.INK)):
+        axes.plot(bunch.local().s * 1e6, (bunch.energy / energy - 1) * 100, ",", color=colour)
+        axes.plot([], [], "o", color=colour, label=label)
+    axes.set(xlabel="ahead of the centre / µm", ylabel="relative energy / %")
+    axes.legend()
+
+
+def row(name: str, value: float, unit: str, expected: str = "") -> None:
+    """One line of the summary."""
+    print(f"  {name:32s} {value:11.5g} {unit:3s}" + (f"  ({expected})" if expected else ""))
+
+
+def show(folders: dict[str, Path], pictures: Path) -> None:
+    """The summary of the runs in `folders`, by force type; `none` must be among them."""
+    start, ideal = (read_bunch(folders["none"] / name, "fmt1") for name in ("start.dat", "end.dat"))
+    print("without self force:")
+    show_optics(start, ideal, pictures)
+    for kind, folder in folders.items():
+        if kind != "none":
+            end = read_bunch(folder / "end.dat", "fmt1")
+            if not np.any(analyse.energy_change(start, end).per_particle):
+                print(f"{kind}: the force was zero throughout; see {folder / 'tessar.log'}")
+                continue
+            print(f"with self force, type {kind}:")
+            show_force(start, end, ideal, folder / "last_dipole.dat", pictures)
+    print("pictures:", *sorted(str(path) for path in pictures.glob("*.png")), sep="\n  ")
