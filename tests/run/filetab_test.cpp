@@ -1,0 +1,184 @@
+#include "run/filetab.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <string>
+#include <vector>
+
+#include "common/console.hpp"
+#include "run/deck.hpp"
+#include "run/msgout.hpp"
+#include "support/capture.hpp"
+
+using namespace tessaron;
+using test::console_of;
+using Lines = std::vector<std::string>;
+
+namespace {
+
+class Files : public testing::Test {
+ protected:
+  /// Starts the table on a deck that holds `io_path` blocks.
+  void open(std::string_view deck) {
+    ASSERT_EQ(close_all_files(), ok);
+    folder.write("tessar.in", deck);
+    ASSERT_EQ(fiinit("tessar.in"), ok);
+    ASSERT_EQ(rdinit(), ok);
+  }
+  void TearDown() override { EXPECT_EQ(close_all_files(), ok); }
+  test::WorkingFolder folder;
+};
+
+TEST_F(Files, ElevenDataStreamsAreOpenAtATime) {
+  open("");
+  int stream = 0;
+  for (int i = 0; i < 11; ++i) {
+    ASSERT_EQ(fiopno("out" + std::to_string(i), stream), ok);
+    EXPECT_EQ(stream, 20 + i);
+  }
+  EXPECT_EQ(console_of([&] { EXPECT_EQ(fiopno("twelfth", stream), failed); }), Lines{});
+  EXPECT_FALSE(folder.exists("twelfth"));
+  EXPECT_EQ(ficlos(24), ok);
+  EXPECT_EQ(ficlos(24), failed);  // not open any more
+  ASSERT_EQ(fiopno("again", stream), ok);
+  EXPECT_EQ(stream, 24);  // the lowest free one
+  for (const int bad : {19, 31, 0, -5, 1000}) EXPECT_EQ(ficlos(bad), failed);
+}
+
+TEST_F(Files, AFileThatDoesNotOpenKeepsNoStream) {
+  open("");
+  int stream = 0;
+  for (int i = 0; i < 30; ++i) EXPECT_EQ(fiopni("no/such/folder", stream), ENOENT);
+  EXPECT_EQ(fiopno("good", stream), ok);
+  EXPECT_EQ(stream, 20);
+}
+
+TEST_F(Files, WrittenLinesReadBackAndTheOldContentIsGone) {
+  open("");
+  folder.write("data", "old\ncontent\n");
+  int stream = 0;
+  ASSERT_EQ(fiopno("data", stream), ok);
+  EXPECT_EQ(fiwrite(stream, "lost"), ok);
+  EXPECT_EQ(firewind(stream), ok);
+  EXPECT_EQ(fiwrite(stream, " 1 2"), ok);
+  EXPECT_EQ(fiwrite(stream, ""), ok);
+  EXPECT_EQ(ficlos(stream), ok);
+  EXPECT_EQ(folder.read("data"), " 1 2\n\n");
+  ASSERT_EQ(fiopni("data   ", stream), ok);  // names are blank padded
+  std::string_view line;
+  bool at_end = true;
+  EXPECT_EQ(firead(stream, line, at_end), ok);
+  EXPECT_EQ(line, " 1 2");
+  EXPECT_FALSE(at_end);
+  EXPECT_NE(fiwrite(stream, "x"), ok);  // open for reading
+  EXPECT_EQ(ficlos(stream), ok);
+}
+
+TEST_F(Files, AFullDiskShowsAtTheClose) {
+  open("");
+  int stream = 0;
+  ASSERT_EQ(fiopno("/dev/full", stream), ok);
+  EXPECT_EQ(fiwrite(stream, "x"), ok);
+  EXPECT_EQ(ficlos(stream), ENOSPC);
+}
+
+TEST_F(Files, DirectoriesArePutAheadOfNames) {
+  folder.make_folder("in");
+  folder.make_folder("out");
+  folder.write("in/a", "from_in");
+  open("{ logfile = log output = out } { input = in } #file { name = a }");
+  ASSERT_EQ(iopath(), ok);
+  EXPECT_TRUE(folder.exists("out/log"));  // whatever the order in the block
+  ASSERT_EQ(iopath(), ok);
+  EXPECT_EQ(filetab.outpath, "out");  // a block changes only what it names
+  Text<80> token;
+  ASSERT_EQ(getcmd(token), ok);
+  EXPECT_EQ(token, "from_in");
+  EXPECT_EQ(deck_position(), "in/a:1");
+  int stream = 0;
+  ASSERT_EQ(fiopno("b", stream), ok);
+  ASSERT_EQ(fiopni("c", stream), ok);
+  EXPECT_TRUE(folder.exists("out/b") && folder.exists("in/c"));
+}
+
+TEST_F(Files, LogGetsWhatIsWrittenWhileItIsOpen) {
+  open("{ logfile = first } { logfile = second } { logfile = first }");
+  const Lines console = console_of([&] {
+    msgout("ahead");
+    ASSERT_EQ(iopath(), ok);
+    msgout("in the first");
+    console_line("console only");
+    ASSERT_EQ(iopath(), ok);
+    msgout("in the second");
+    EXPECT_EQ(folder.lines("first"), Lines{" in the first"});  // closed, it keeps what it got
+    ASSERT_EQ(iopath(), ok);                                   // named again, it is overwritten
+    msgout("anew");
+  });
+  EXPECT_EQ(console, (Lines{" ahead", " in the first", " console only", " in the second", " anew"}));
+  EXPECT_EQ(folder.lines("first"), Lines{" anew"});  // there without waiting for the close
+  EXPECT_EQ(folder.lines("second"), Lines{" in the second"});
+}
+
+TEST_F(Files, MessagesAreCutAndTrimmedAndBegunWithABlank) {
+  open("");
+  const std::string full(72, 'x');
+  EXPECT_EQ(console_of([&] {
+              msgout(full + "y");
+              msgout("abc   ");
+              msgout("  abc", 4);
+              msgout(" ", 1);
+              msgout("");
+              msgout(std::string(80, ' ') + "beyond the field");
+              msgout(FreeForm("n =", 3));
+            }),
+            (Lines{" " + full, " abc", "   ab", "", "", "", "  n = 3"}));
+}
+
+TEST_F(Files, BadIoPathsTellWhatFailed) {
+  folder.make_folder("folder");
+  struct {
+    const char* deck;
+    Lines lines;
+  } const cases[] = {
+      {"{ nothing = 1 }", {" error in assign: unknown identifyer", " error in file io"}},
+      {"input", {" io error in getspc, expected:", " {", " error in file io"}},
+      {"{ logfile = folder }", {" error in file io"}},
+      {"{ output = no_such_folder logfile = log }", {" error in file io"}},
+  };
+  for (const auto& c : cases) {
+    open(c.deck);
+    EXPECT_EQ(console_of([] { EXPECT_NE(iopath(), ok); }), c.lines) << c.deck;
+    EXPECT_FALSE(filetab.logopen);
+  }
+}
+
+TEST_F(Files, ALogOnAFullDiskFailsWhenItIsReplaced) {
+  open("{ logfile = /dev/full } { logfile = log }");
+  (void)console_of([] {
+    EXPECT_EQ(iopath(), ok);
+    msgout("lost");
+    EXPECT_EQ(iopath(), ENOSPC);
+  });
+  EXPECT_FALSE(filetab.logopen);
+}
+
+TEST_F(Files, NoDeckMeansAnEmptyOneAndAFolderIsNone) {
+  EXPECT_EQ(fiinit("tessar.in"), ok);
+  EXPECT_TRUE(folder.exists("tessar.in"));
+  folder.make_folder("deck");
+  EXPECT_EQ(console_of([] { EXPECT_EQ(fiinit("deck"), EISDIR); }), Lines{" error in fiinit"});
+}
+
+TEST_F(Files, ExitClosesAllDeckLevels) {
+  folder.write("inner", "x");
+  open("#file { name = inner } y");
+  Text<80> token;
+  ASSERT_EQ(getcmd(token), ok);
+  EXPECT_EQ(filetab.cudeck, 11);
+  EXPECT_EQ(fiexit(), 0);
+  EXPECT_EQ(filetab.cudeck, 9);
+  EXPECT_EQ(fiexit(), 0);  // nothing left to close
+}
+
+}  // namespace

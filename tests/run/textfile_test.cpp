@@ -1,0 +1,129 @@
+#include "run/textfile.hpp"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <string>
+#include <vector>
+
+#include "support/temp_folder.hpp"
+
+using namespace tessaron;
+using test::WorkingFolder;
+
+namespace {
+
+TextFile file;  // one of these is too large for the stack to hold it with comfort
+
+std::vector<std::string> read_all(const char* name) {
+  std::vector<std::string> lines;
+  bool created = false, at_end = false;
+  EXPECT_EQ(file.open_to_read(name, created), ok);
+  std::string_view line;
+  while (file.read_line(line, at_end) == ok && !at_end) lines.emplace_back(line);
+  EXPECT_TRUE(at_end);
+  EXPECT_EQ(file.line_number(), static_cast<int>(lines.size()));
+  EXPECT_EQ(file.close(), ok);
+  return lines;
+}
+
+TEST(TextFile, ReadsLinesOfEitherEndAndALastLineWithoutOne) {
+  const WorkingFolder folder;
+  folder.write("a", "one\r\n\n  two  \nthree\rfour\nlast");
+  EXPECT_EQ(read_all("a"), (std::vector<std::string>{"one", "", "  two  ", "three\rfour", "last"}));
+  folder.write("a", "");
+  EXPECT_TRUE(read_all("a").empty());
+  folder.write("a", "\n");
+  EXPECT_EQ(read_all("a"), std::vector<std::string>{""});
+}
+
+// Lines of every length around the cut and around the buffer's size, at every place of the buffer.
+TEST(TextFile, CutsLongLinesAt400WhereverTheyLie) {
+  const WorkingFolder folder;
+  std::string text;
+  std::vector<std::string> expected;
+  for (const std::size_t size : {399u, 400u, 401u, 65535u, 65536u, 65537u, 131072u, 7u, 200000u, 1u}) {
+    for (const char* end : {"\n", "\r\n"}) {
+      const std::string line(size, static_cast<char>('a' + expected.size()));
+      text += line + end;
+      expected.push_back(line.substr(0, 400));
+    }
+  }
+  folder.write("a", text);
+  EXPECT_EQ(read_all("a"), expected);
+  folder.write("a", text.substr(0, text.size() - 2) + std::string(70000, 'z'));
+  expected.back() += std::string(399, 'z');
+  EXPECT_EQ(read_all("a"), expected);
+}
+
+TEST(TextFile, CreatesAMissingFileEmptyForItsReader) {
+  const WorkingFolder folder;
+  bool created = false;
+  EXPECT_EQ(file.open_to_read("missing", created), ok);
+  EXPECT_TRUE(created);
+  EXPECT_EQ(file.close(), ok);
+  EXPECT_TRUE(folder.exists("missing"));
+  EXPECT_EQ(file.open_to_read("missing", created), ok);
+  EXPECT_FALSE(created);
+  EXPECT_EQ(file.close(), ok);
+}
+
+// What is there and is no readable file fails at once: nothing waits, nothing is created or emptied.
+TEST(TextFile, RefusesToReadWhatIsNoRegularFile) {
+  const WorkingFolder folder;
+  folder.make_folder("folder");
+  folder.write("secret", "x");
+  ::chmod("secret", 0);
+  ASSERT_EQ(::mkfifo("pipe", 0600), 0);
+  bool created = true;
+  EXPECT_EQ(file.open_to_read("folder", created), EISDIR);
+  EXPECT_EQ(file.open_to_read("no/such/folder", created), ENOENT);
+  EXPECT_EQ(file.open_to_read("", created), ENOENT);
+  EXPECT_EQ(file.open_to_read("pipe", created), EINVAL);
+  EXPECT_EQ(file.open_to_read("/dev/zero", created), EINVAL);
+  if (::geteuid() != 0) {  // root may read everything
+    EXPECT_EQ(file.open_to_read("secret", created), EACCES);
+  }
+  EXPECT_FALSE(created);
+  EXPECT_FALSE(file.is_open());
+  EXPECT_NE(file.open_to_write("folder"), ok);
+  EXPECT_NE(file.open_to_write("pipe"), ok);
+  EXPECT_EQ(file.close(), EBADF);
+}
+
+TEST(TextFile, WritesThroughItsBufferAndReadsBack) {
+  const WorkingFolder folder;
+  ASSERT_EQ(file.open_to_write("a"), ok);
+  std::vector<std::string> expected;
+  for (int i = 0; i < 30000; ++i) {
+    expected.push_back("line " + std::to_string(i));
+    ASSERT_EQ(file.write(expected.back() + "\n"), ok);
+  }
+  ASSERT_EQ(file.close(), ok);
+  EXPECT_EQ(read_all("a"), expected);
+}
+
+TEST(TextFile, RewindEmptiesTheFile) {
+  const WorkingFolder folder;
+  ASSERT_EQ(file.open_to_write("a"), ok);
+  ASSERT_EQ(file.write(std::string(100000, 'x')), ok);
+  ASSERT_EQ(file.rewind(), ok);
+  ASSERT_EQ(file.write("new"), ok);
+  ASSERT_EQ(file.close(), ok);
+  EXPECT_EQ(folder.read("a"), "new");
+}
+
+TEST(TextFile, AFullDiskShowsInTheWriteOrInTheClose) {
+  ASSERT_EQ(file.open_to_write("/dev/full"), ok);
+  EXPECT_EQ(file.write("a few characters wait in the buffer"), ok);
+  EXPECT_EQ(file.close(), ENOSPC);
+  ASSERT_EQ(file.open_to_write("/dev/full"), ok);
+  EXPECT_EQ(file.write(std::string(200000, 'x')), ENOSPC);
+  EXPECT_EQ(file.write("x"), ENOSPC);  // remembered
+  EXPECT_EQ(file.close(), ENOSPC);
+  EXPECT_FALSE(file.is_open());
+}
+
+}  // namespace

@@ -1,0 +1,119 @@
+#pragma once
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <vector>
+
+#include "support/temp_folder.hpp"
+
+namespace tessaron::test {
+
+/// What a run of the program left behind.
+struct ProgramRun {
+  std::string console;   ///< standard output, whole
+  std::string errors;    ///< standard error, whole
+  int exit_status = -1;  ///< -1 if a signal ended it
+  int signal = 0;        ///< the signal that ended it
+  bool hung = false;     ///< it did not end by itself in time and was killed
+
+  std::vector<std::string> lines() const { return split_lines(console); }
+  /// It ended by itself as every run should, however bad its input.
+  bool orderly() const { return !hung && signal == 0 && exit_status == 0; }
+};
+
+/// The banner as it stands on the console.
+inline const std::vector<std::string>& banner_lines() {
+  static const std::vector<std::string> lines = {
+      " ------------------------------------------------------",
+      " Tessaron",
+      "    rel1.2   0001                   from 06.02.06",
+      "    maxprt=  300000",
+      "    solver: fld3f3_13_no_wint2  from 17.03.05",
+      "            rel1_projected           17.03.05",
+      " ------------------------------------------------------",
+  };
+  return lines;
+}
+
+/// The console lines without the banners, whose number comes out too.
+inline std::vector<std::string> without_banners(const std::vector<std::string>& lines, int& banners) {
+  const std::vector<std::string>& banner = banner_lines();
+  std::vector<std::string> rest;
+  banners = 0;
+  for (std::size_t i = 0; i < lines.size();) {
+    if (lines.size() - i >= banner.size() &&
+        std::equal(banner.begin(), banner.end(), lines.begin() + static_cast<std::ptrdiff_t>(i))) {
+      ++banners;
+      i += banner.size();
+    } else {
+      rest.push_back(lines[i++]);
+    }
+  }
+  return rest;
+}
+
+/// A working directory to run the program in: write its deck and files, run it, read what it wrote.
+///     RunFolder folder;
+///     folder.write("tessar.in", "lattice { }");
+///     const ProgramRun run = folder.run();
+class RunFolder : public TempFolder {
+ public:
+  /// Runs the program with an empty standard input. It is killed when `timeout` seconds are over.
+  ProgramRun run(double timeout = 60) const {
+    const TempFolder streams;
+    const std::string out = streams.path("out"), err = streams.path("err");
+    const pid_t child = ::fork();
+    if (child == 0) start(out, err);
+    ProgramRun result;
+    int status = 0;
+    if (!wait_for(child, timeout, status)) {
+      result.hung = true;
+      ::kill(child, SIGKILL);
+      ::waitpid(child, &status, 0);
+    }
+    if (WIFEXITED(status)) result.exit_status = WEXITSTATUS(status);
+    if (WIFSIGNALED(status)) result.signal = WTERMSIG(status);
+    result.console = streams.read("out");
+    result.errors = streams.read("err");
+    return result;
+  }
+  /// The same for a deck.
+  ProgramRun run_deck(std::string_view deck, double timeout = 60) const {
+    write("tessar.in", deck);
+    return run(timeout);
+  }
+
+ private:
+  /// In the child: becomes the program.
+  [[noreturn]] void start(const std::string& out, const std::string& err) const {
+    const int in = ::open("/dev/null", O_RDONLY);
+    const int console = ::open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    const int errors = ::open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    ::dup2(in, STDIN_FILENO);
+    ::dup2(console, STDOUT_FILENO);
+    ::dup2(errors, STDERR_FILENO);
+    if (::chdir(path().c_str()) == 0) ::execl(TESSARON_PROGRAM, "tessaron", static_cast<char*>(nullptr));
+    ::_exit(127);
+  }
+
+  static bool wait_for(pid_t child, double timeout, int& status) {
+    using Clock = std::chrono::steady_clock;
+    const auto end = Clock::now() + std::chrono::duration<double>(timeout);
+    // Most runs take a few milliseconds: look often at first, then seldom.
+    for (auto nap = std::chrono::microseconds(200);;
+         nap = std::min(nap * 2, std::chrono::microseconds(20000))) {
+      if (::waitpid(child, &status, WNOHANG) == child) return true;
+      if (Clock::now() > end) return false;
+      std::this_thread::sleep_for(nap);
+    }
+  }
+};
+
+}  // namespace tessaron::test
