@@ -1,0 +1,22 @@
+#pragma once
+#include "common/table.hpp"
+#include "field/vec3.hpp"
+
+namespace tessaron {
+
+inline constexpr int maxpnt = 10000;  ///< mesh points
+
+/// The mesh of the field integral: points in descending order of s. Owner: `zipnts`.
+struct MeshRecord {
+  int ipnt = 0;
+  Table<double, maxpnt> point;    ///< [m]
+  Table<bool, maxpnt> integrate;  ///< the stretch from point i to point i + 1 counts; else it is a gap
+};
+extern const MeshRecord& mesh;
+
+/// Lays the mesh for the present source, observer (t0, r0), limits and expansion. One pass: the steps follow
+/// from the distance, the bunch length and the corners of the path, and nothing is refined afterwards. Too
+/// many points stop the program.
+void zipnts(double t0, const Vec3& r0);
+
+}  // namespace tessaron

@@ -1,0 +1,47 @@
+#include "field/quadrature.hpp"
+
+#include <algorithm>
+
+#include "field/integrand.hpp"
+#include "field/mesh.hpp"
+
+namespace tessaron {
+
+namespace {
+
+Summation way = Summation::batched;
+int parts = 1;
+
+constexpr double weights[5] = {0.077777777777777779, 0.35555555555555557, 0.13333333333333333,
+                               0.35555555555555557, 0.077777777777777779};  // 7, 32, 12, 32, 7 of 90
+
+/// Boole's rule from a to a + h.
+Slots boole(double a, double h) {
+  Slots sum;
+  for (int j = 0; j <= 4; ++j) sum += (weights[j] * h) * zfcach(a + j * h / 4);
+  return sum;
+}
+
+void sum_node_by_node(Slots& result) {
+  Slots total;
+  zfcach_clear();
+  for (int i = mesh.ipnt; i >= 2; --i) {
+    if (!mesh.integrate[i - 1]) continue;
+    const double a = mesh.point[i], b = mesh.point[i - 1];
+    if (!(a < b)) continue;
+    const double h = (b - a) / parts;
+    for (int part = 0; part < parts; ++part) total += boole(a + part * h, h);
+  }
+  result += total;
+}
+
+}  // namespace
+
+void use_summation(Summation chosen, int refinement) {
+  way = chosen;
+  parts = std::max(1, refinement);
+}
+
+void wint1(Slots& result) { sum_node_by_node(result); }
+
+}  // namespace tessaron
