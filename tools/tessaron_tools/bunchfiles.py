@@ -66,9 +66,9 @@ def read_bunch(path: str | Path, fmt: str | None = None, charge: float = 0.0) ->
     words = tokens_of(Path(path).read_text())
     try:
         if fmt in ("fmt1", "fmt2"):
-            return _from_fmt12(float(numbers_of(words[:1])[0]), _table(words[7:], 7), fmt)
+            return bunch_of_table(float(numbers_of(words[:1])[0]), _table(words[7:], 7), fmt)
         if fmt == "umbra":
-            return _from_umbra(_table(words, 10))
+            return bunch_of_table(0.0, _table(words, 10), fmt)
         if fmt == "fmt0":
             return _from_fmt0(_table(words, 6), charge)
         if fmt == "fmt3":
@@ -76,6 +76,11 @@ def read_bunch(path: str | Path, fmt: str | None = None, charge: float = 0.0) ->
     except (ValueError, IndexError) as error:
         raise ValueError(f"{path}: not a bunch in {fmt}: {error}") from None
     raise ValueError(f"unknown bunch format {fmt}")
+
+
+def bunch_of_table(ct: float, table: np.ndarray, fmt: str) -> Bunch:
+    """A bunch from the records of fmt1, fmt2 or umbra, one per row; `ct` [m] is ignored for umbra, which tells it itself."""
+    return _from_umbra(table) if fmt == "umbra" else _from_fmt12(ct, table, fmt)
 
 
 def write_bunch(path: str | Path, bunch: Bunch, fmt: str) -> None:

@@ -165,6 +165,26 @@ def plot(options: Namespace) -> None:
     plots.save(figure, options.output)
 
 
+def check_options(parser: ArgumentParser) -> None:
+    add = parser.add_argument
+    add("deck", nargs="?", default="tessar.in", help="deck; its folder counts as the working folder of the run")
+    add("--json", action="store_true", help="findings as JSON")
+
+
+def check(options: Namespace) -> int:
+    from pathlib import Path
+
+    from .check import check_deck
+
+    findings = check_deck(Path(options.deck))
+    errors = sum(finding.severity == "error" for finding in findings)
+    if options.json:
+        print(json.dumps([{"file": f.place.file, "line": f.place.line, "severity": f.severity, "text": f.text} for f in findings], indent=1))
+    else:
+        print(*findings, f"{errors} errors, {len(findings) - errors} warnings", sep="\n")
+    return 1 if errors else 0
+
+
 COMMANDS = {
     "make-bunch": Command("make a bunch from its parameters", "Makes a bunch that moves along +x and writes it.",
                           make_bunch_options, make_bunch),
@@ -173,4 +193,6 @@ COMMANDS = {
     "analyse": Command("numbers of bunches", "Twiss parameters, emittances, current, length, energy spread, R56, energy loss, "
                        "as a table or JSON.", analyse_options, analyse),
     "plot": Command("pictures of bunches, forces, lattice, meshes, steps", "Draws one picture.", plot_options, plot),
+    "check": Command("check a deck without running it", "Tells everything in a deck that would fail, and what looks wrong, with "
+                     "file and line. Exit status 1 if something would fail.", check_options, check),
 }
