@@ -62,8 +62,9 @@ Status read_real(std::string_view token, double& value) {
 
   const char* begin = text.data();
   const char* end = begin + text.size();
-  if (text.find_first_of("dD") != std::string_view::npos) {
-    std::transform(begin, end, digits.begin(), [](char c) { return c == 'd' || c == 'D' ? 'e' : c; });
+  const auto is_d = [](char c) { return (c | 0x20) == 'd'; };  // upper and lower case differ in this bit
+  if (std::any_of(begin, end, is_d)) {
+    std::transform(begin, end, digits.begin(), [&](char c) { return is_d(c) ? 'e' : c; });
     begin = digits.data();
     end = begin + text.size();
   }

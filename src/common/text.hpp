@@ -2,7 +2,10 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
 #include <string_view>
+#include <type_traits>
 
 namespace tessaron {
 
@@ -24,6 +27,7 @@ class Text {
   /// The text without its trailing blanks; it stays valid as long as the field does.
   constexpr std::string_view view() const {
     std::size_t n = N;
+    if (!std::is_constant_evaluated()) n = without_blank_eights();
     while (n > 0 && chars_[n - 1] == ' ') --n;
     return {chars_.data(), n};
   }
@@ -45,6 +49,16 @@ class Text {
   friend constexpr bool operator==(const Text& a, const char* b) { return a == std::string_view(b); }
 
  private:
+  /// The length less whole groups of eight blanks at the end: most of a field is padding, and every number
+  /// of a particle file passes through one.
+  std::size_t without_blank_eights() const {
+    std::size_t n = N;
+    for (std::uint64_t group = 0; n >= 8; n -= 8) {
+      std::memcpy(&group, chars_.data() + n - 8, 8);
+      if (group != 0x2020202020202020u) break;
+    }
+    return n;
+  }
   std::array<char, N> chars_;
 };
 
