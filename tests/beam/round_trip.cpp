@@ -1,0 +1,99 @@
+#include <cmath>
+#include <random>
+
+#include "beam_fixture.hpp"
+
+namespace tessaron::test {
+namespace {
+
+constexpr int n = 50;
+
+/// A bunch that flies along (phi, theta): rms 1 mm, 1 mrad and 1 percent about its reference particle.
+void make_bunch(double phi, double theta) {
+  std::mt19937 random(12345);
+  std::normal_distribution<double> normal;
+  ptlcom_store.npart = n;
+  for (int i = 1; i <= n; ++i) {
+    const double size = i == 1 ? 0 : 1e-3;
+    ptlcom_store.particle[i] = {3.7 + size * normal(random),       -1.3 + size * normal(random),
+                                0.2 + size * normal(random),       9784.75 * (1 + 10 * size * normal(random)),
+                                phi + size * normal(random),       theta + size * normal(random),
+                                i % 7 == 0 ? 0.0 : 1e-12 / (i + 2)};
+    ptlcom_store.section[i] = 1;
+    ptlcom_store.source[i] = ptlcom_store.particle[i].q != 0;
+    ptlcom_store.test[i] = true;
+  }
+}
+
+/// What reading leaves of the difference between a particle and what was written of it, in units of 1 m and
+/// of its momentum; angles are compared through the momentum they tell.
+double deviation(const Particle& a, const Particle& b) {
+  const auto component = [](const Particle& p, int k) {
+    const double h = p.p * std::cos(p.theta);
+    return k == 0 ? h * std::cos(p.phi) : k == 1 ? h * std::sin(p.phi) : p.p * std::sin(p.theta);
+  };
+  double worst = std::max({std::abs(a.x - b.x) / 3.7, std::abs(a.y - b.y), std::abs(a.z - b.z),
+                           a.q == 0 ? std::abs(b.q) : std::abs(b.q / a.q - 1)});
+  for (int k = 0; k < 3; ++k) worst = std::max(worst, std::abs(component(a, k) - component(b, k)) / a.p);
+  return worst;
+}
+
+class RoundTrip : public Beam {
+ protected:
+  static double worst_deviation(const std::string& format, double degrees, double phi, double theta) {
+    make_bunch(phi, theta);
+    ptlcom_store.ctptcl = 12.345678;
+    ptlcom_store.reference_point_x = 0.4;
+    ptlcom_store.reference_point_y = -2.1;
+    ptlcom_store.reference_point_phi = radians(degrees);
+    std::vector<Particle> written;
+    for (int i = 1; i <= n; ++i) written.push_back(ptlcom.particle[i]);
+    EXPECT_EQ(monwrt("bunch.dat", format == "fmt1" ? 1 : 2), ok);
+    EXPECT_EQ(read_particles("{ reference_point_x = 0.4 reference_point_y = -2.1 reference_point_phi = " +
+                             std::to_string(degrees) + " format = " + format +
+                             " array = #file { name = bunch.dat } }"),
+              ok);
+    EXPECT_EQ(ptlcom.npart, n);
+    EXPECT_EQ(ptlcom.ctptcl, 12.345678);
+    double worst = 0;
+    for (int i = 1; i <= n; ++i) {
+      worst = std::max(worst, deviation(written[static_cast<std::size_t>(i - 1)], ptlcom.particle[i]));
+      EXPECT_EQ(ptlcom.source[i], i % 7 != 0);
+    }
+    return worst;
+  }
+};
+
+// A file has 14 digits: half a unit of the last one is 5e-14 of the smallest mantissa.
+TEST_F(RoundTrip, WritingThenReadingIsTheIdentityForAllFramesAndDirections) {
+  for (const char* format : {"fmt1", "fmt2"}) {
+    for (const double degrees : {0.0, 30.0, 90.0, 137.0, 180.0, -75.0, 360.0, 725.0}) {
+      for (const double phi : {0.0, 0.3, 1.5, 3.1, -2.0}) {
+        for (const double theta : {0.0, 0.4, -1.2, 1.57, -1.57}) {
+          EXPECT_LT(worst_deviation(format, degrees, phi, theta), 1e-13)
+              << format << " frame " << degrees << " direction " << phi << ", " << theta;
+        }
+      }
+    }
+  }
+}
+
+// Differences from the reference keep all their digits however far away the bunch is.
+TEST_F(RoundTrip, OffsetsFromTheReferenceKeepTheirDigits) {
+  for (const int format : {1, 2}) {
+    make_bunch(0.3, 0.1);
+    ptlcom_store.reference_point_phi = 1.1;
+    ASSERT_EQ(monwrt("bunch.dat", format), ok);
+    const std::vector<std::string> lines = lines_of("bunch.dat");
+    ASSERT_EQ(lines.size(), n + 1u);
+    for (int i = 2; i <= n; ++i) {
+      const std::vector<double> v = numbers(lines[static_cast<std::size_t>(i)]);
+      const Particle &a = ptlcom.particle[1], &b = ptlcom.particle[i];
+      EXPECT_NEAR(std::hypot(v[0], v[1], v[2]), std::hypot(b.x - a.x, b.y - a.y, b.z - a.z), 1e-15);
+      EXPECT_EQ(lines[static_cast<std::size_t>(i)].size(), 7u * 23u);
+    }
+  }
+}
+
+}  // namespace
+}  // namespace tessaron::test
