@@ -29,7 +29,7 @@ TEST_F(Records, Fmt3HoldsTheCoordinatesAlongTheDesignOrbit) {
     put(2, orbit, 3.2, -2e-3, 0.01, 0.02, 110);
     put(3, orbit, 5.5, 4e-3, -0.3, -0.2, 90);
     ASSERT_EQ(monwrt("orbit.dat", 3), ok);
-    const std::vector<std::string> lines = lines_of("orbit.dat");
+    const std::vector<std::string> lines = folder.lines("orbit.dat");
     ASSERT_EQ(lines.size(), 4u);
     EXPECT_EQ(lines[0].size(), 234u);
     EXPECT_EQ(lines[0].substr(230), " 0 0");
@@ -62,7 +62,7 @@ TEST_F(Records, Fmt3StaysFiniteAcrossTheOrbitAndStraightUp) {
   ptlcom_store.particle[2] = {0, 0, 0, 100, std::acos(0.0), 0, 0};
   ptlcom_store.particle[3] = {0, 0, 0, 0, 0, std::acos(0.0), 0};
   ASSERT_EQ(monwrt("orbit.dat", 3), ok);
-  for (const std::string& line : lines_of("orbit.dat")) EXPECT_EQ(numbers(line).size(), 12u) << line;
+  for (const std::string& line : folder.lines("orbit.dat")) EXPECT_EQ(numbers(line).size(), 12u) << line;
 }
 
 TEST_F(Records, Fmt1HasAHeaderAndTheReferenceInTheFileFrame) {
@@ -70,7 +70,7 @@ TEST_F(Records, Fmt1HasAHeaderAndTheReferenceInTheFileFrame) {
   ptlcom_store.particle[1] = {3, 4, 5, 100, 0, 0, 2.5e-12};
   ptlcom_store.ctptcl = 0.5;
   ASSERT_EQ(monwrt("bunch.dat", 1), ok);
-  const std::vector<std::string> lines = lines_of("bunch.dat");
+  const std::vector<std::string> lines = folder.lines("bunch.dat");
   ASSERT_EQ(lines.size(), 2u);
   std::string zeros;
   for (int k = 0; k < 6; ++k) zeros += "   0.00000000000000E+00";
@@ -90,7 +90,7 @@ TEST_F(Records, ASliceWithoutTheReferenceHoldsDifferencesAlone) {
   ASSERT_EQ(fiopno("slice.dat", stream), ok);
   ASSERT_EQ(monrec(stream, 2, 3, 1, true), ok);
   ASSERT_EQ(ficlos(stream), ok);
-  const std::vector<std::string> lines = lines_of("slice.dat");
+  const std::vector<std::string> lines = folder.lines("slice.dat");
   ASSERT_EQ(lines.size(), 2u);
   EXPECT_EQ(numbers(lines[0]), (std::vector<double>{0, 1, 2, 3, 0, 0, 0, 0}));
   EXPECT_EQ(numbers(lines[1]), (std::vector<double>{0, 4, 5, 6, 0, 0, 0, 0}));

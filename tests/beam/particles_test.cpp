@@ -148,8 +148,8 @@ TEST_F(Particles, WrongBlocksFailAndKeepWhatWasRead) {
 TEST_F(Particles, TheTableTakesExactlyItsCapacity) {
   std::string records = "0 0 0 0 0 0 0\n";
   for (int i = 0; i < maxprt; ++i) records += "0 0 0 1 0 0 1\n";
-  write_file("full.dat", records);
-  write_file("more.dat", records + "0 0 0 1 0 0 1\n");
+  folder.write("full.dat", records);
+  folder.write("more.dat", records + "0 0 0 1 0 0 1\n");
   EXPECT_EQ(read_particles("{ array = #file { name = full.dat } }"), ok);
   EXPECT_EQ(ptlcom.npart, maxprt);
   EXPECT_EQ(ptlcom.total_charge, maxprt);

@@ -171,31 +171,31 @@ TEST_F(Monitors, EachTypeWritesItsFilesBehindTheSteps) {
   EXPECT_EQ(pass(10.5), ok);  // behind the end
   for (int i = 1; i <= 7; ++i) EXPECT_EQ(montab.entry[i].active, i == 6) << i;
 
-  EXPECT_EQ(lines_of("all_0003.dat").size(), 1u);
-  EXPECT_EQ(lines_of("all_0001.dat")[0].size(), 6u * 23u);
-  EXPECT_EQ(lines_of("one.dat")[1].substr(0, 92),
+  EXPECT_EQ(folder.lines("all_0003.dat").size(), 1u);
+  EXPECT_EQ(folder.lines("all_0001.dat")[0].size(), 6u * 23u);
+  EXPECT_EQ(folder.lines("one.dat")[1].substr(0, 92),
             "   0.50000000000000E+00   0.00000000000000E+00"
             "   0.00000000000000E+00   0.00000000000000E+00");
-  EXPECT_EQ(numbers(lines_of("one.dat")[2]), (std::vector<double>{10, 0, 0, 0, 100, 0, 0}));
+  EXPECT_EQ(numbers(folder.lines("one.dat")[2]), (std::vector<double>{10, 0, 0, 0, 100, 0, 0}));
   EXPECT_EQ(
-      lines_of("steps.dat"),
+      folder.lines("steps.dat"),
       (std::vector<std::string>{"   0.1250000E+00   0.0000000E+00 0      0      0      0      0      0",
                                 "   0.5000000E+00   0.0000000E+00 0      0      0      0      0      0",
                                 "   0.1000000E+02   0.0000000E+00 0      0      0      0      0      0"}));
-  EXPECT_EQ(lines_of("sub.dat").size(), 3u);
-  EXPECT_EQ(lines_of("sub.dat")[0].size(), 64u);
-  EXPECT_EQ(lines_of("green_0002.dat"), std::vector<std::string>{" 0.5"});
-  EXPECT_TRUE(std::filesystem::exists("e_0003.dat"));
-  EXPECT_TRUE(lines_of("e_0003.dat").empty());
+  EXPECT_EQ(folder.lines("sub.dat").size(), 3u);
+  EXPECT_EQ(folder.lines("sub.dat")[0].size(), 64u);
+  EXPECT_EQ(folder.lines("green_0002.dat"), std::vector<std::string>{" 0.5"});
+  EXPECT_TRUE(folder.exists("e_0003.dat"));
+  EXPECT_TRUE(folder.lines("e_0003.dat").empty());
   for (const char* name : {"all_0004.dat", "past_0001.dat", "past.dat", "green_0004.dat"}) {
-    EXPECT_FALSE(std::filesystem::exists(name)) << name;
+    EXPECT_FALSE(folder.exists(name)) << name;
   }
 }
 
 TEST_F(Monitors, AFileThatCannotBeOpenedSwitchesItsMonitorOffAndNoOther) {
   one_particle();
-  std::filesystem::create_directory("taken");
-  std::filesystem::create_directory("mesh_0001.dat");
+  folder.make_folder("taken");
+  folder.make_folder("mesh_0001.dat");
   ASSERT_EQ(read_online_monitor("{ name = taken type = steps " + times + "}"), ok);
   ASSERT_EQ(read_online_monitor("{ name = good type = steps " + times + "}"), ok);
   ASSERT_EQ(read_online_monitor("{ name = mesh.dat type = green " + times + "}"), ok);
@@ -207,7 +207,7 @@ TEST_F(Monitors, AFileThatCannotBeOpenedSwitchesItsMonitorOffAndNoOther) {
   EXPECT_FALSE(montab.entry[1].active);
   EXPECT_EQ(pass(2), ok);
   EXPECT_EQ(monoff(0), ok);
-  EXPECT_EQ(lines_of("good").size(), 2u);
+  EXPECT_EQ(folder.lines("good").size(), 2u);
 }
 
 TEST_F(Monitors, AFullDiskShowsInTheStatusAndSizesOfCodesNeverCancel) {

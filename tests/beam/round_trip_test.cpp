@@ -40,7 +40,7 @@ double deviation(const Particle& a, const Particle& b) {
 
 class RoundTrip : public Beam {
  protected:
-  static double worst_deviation(const std::string& format, double degrees, double phi, double theta) {
+  double worst_deviation(const std::string& format, double degrees, double phi, double theta) const {
     make_bunch(phi, theta);
     ptlcom_store.ctptcl = 12.345678;
     ptlcom_store.reference_point_x = 0.4;
@@ -84,7 +84,7 @@ TEST_F(RoundTrip, OffsetsFromTheReferenceKeepTheirDigits) {
     make_bunch(0.3, 0.1);
     ptlcom_store.reference_point_phi = 1.1;
     ASSERT_EQ(monwrt("bunch.dat", format), ok);
-    const std::vector<std::string> lines = lines_of("bunch.dat");
+    const std::vector<std::string> lines = folder.lines("bunch.dat");
     ASSERT_EQ(lines.size(), n + 1u);
     for (int i = 2; i <= n; ++i) {
       const std::vector<double> v = numbers(lines[static_cast<std::size_t>(i)]);
