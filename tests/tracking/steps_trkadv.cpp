@@ -1,0 +1,232 @@
+#include <cmath>
+
+#include "forces/forcei.hpp"
+#include "tracking/steps_fixture.hpp"
+
+namespace tessaron {
+
+namespace {
+/// A force model for these tests: a drag -k p along the motion, with a call list.
+struct Drag {
+  struct Call {
+    int type;
+    double ct;
+    bool operator==(const Call&) const = default;
+  };
+  double k = 0.2;
+  bool fails = false;
+  std::vector<Call> calls;
+};
+Drag drag;
+}  // namespace
+
+Status forcei(ForceType type, const ParticleTable& particles, const SectionTable&, double ct,
+              ForceTable& forces) {
+  drag.calls.push_back({static_cast<int>(type), ct});
+  if (drag.fails) return failed;
+  for (int i = 1; i <= ptlcom.npart; ++i) forces[i] = {-drag.k * particles[i].p, 0, 0};
+  return ok;
+}
+
+namespace test {
+namespace {
+
+using Calls = std::vector<Drag::Call>;
+
+struct Advance : Steps {
+  void SetUp() override {
+    Steps::SetUp();
+    drag = {};
+    bunch({0, 0.001}, 1000);
+    ptlcom_store.particle[2].p = 1001;
+  }
+  void model(int type, bool precondition, int maxit) {
+    force_settings_store.force_type = static_cast<ForceType>(type);
+    trkcom_store.precondition = precondition;
+    trkcom_store.maxit = maxit;
+  }
+  double advance(double next) {
+    double err = 0;
+    log = console_of([&] { err = trkadv(next); });
+    return err;
+  }
+  Calls calls_of(double next) {
+    drag.calls.clear();
+    advance(next);
+    return drag.calls;
+  }
+};
+
+TEST_F(Advance, WithoutForceOnlyMovesTheBunch) {
+  model(0, true, 3);
+  EXPECT_EQ(advance(0.5), 0);
+  EXPECT_TRUE(drag.calls.empty());
+  EXPECT_TRUE(log.empty());
+  EXPECT_EQ(ptlcom.ctptcl, 0.5);
+  EXPECT_NEAR(ptlcom.particle[1].x, 0.5 * 1000 / std::sqrt(1e6 + 1), 1e-14);
+}
+
+// One pass a stage. The forces at the start of a step are those at the end of the step before.
+TEST_F(Advance, CallsTheModelsInOrder) {
+  model(1, true, 1);
+  EXPECT_EQ(calls_of(0), (Calls{{1, 0}}));
+  EXPECT_EQ(calls_of(0), Calls{});
+  EXPECT_EQ(calls_of(0.5), (Calls{{1, 0.5}, {1, 0.5}}));
+  EXPECT_EQ(force_times.ftrk_time, 0.5);
+  EXPECT_EQ(calls_of(1), (Calls{{1, 1}, {1, 1}}));
+
+  struct Case {
+    int type, pre;
+  };
+  for (const Case c : {Case{2, 4}, Case{3, 5}, Case{4, 1}, Case{5, 1}}) {
+    SetUp();
+    model(c.type, true, 1);
+    EXPECT_EQ(calls_of(0), (Calls{{c.pre, 0}, {c.type, 0}}));
+    EXPECT_EQ(calls_of(0.5), (Calls{{c.pre, 0.5}, {c.pre, 0.5}, {c.type, 0.5}}));
+    EXPECT_EQ(log.size(), 2u);
+    EXPECT_EQ(log[0].substr(0, 43), "                 *** step_error/step_time= ");
+    EXPECT_EQ(log[1].substr(0, 43), "                     step_error/step_time= ");
+    EXPECT_EQ(calls_of(1), (Calls{{c.pre, 1}, {c.pre, 1}, {c.type, 1}}));
+  }
+  SetUp();
+  model(4, false, 3);
+  trkcom_store.error_per_ct = 1e-30;
+  EXPECT_EQ(calls_of(0), (Calls{{4, 0}}));
+  EXPECT_EQ(calls_of(0.5), (Calls{{4, 0.5}, {4, 0.5}, {4, 0.5}}));
+  EXPECT_EQ(log.size(), 3u);
+}
+
+// Predictor: the force falls to zero, p1 = p (1 - kh/2). Corrector: the trapezoid of k p and k p1.
+TEST_F(Advance, OfTheProjectedModelIsPredictorAndTrapezoid) {
+  model(1, false, 1);
+  const double a = drag.k * 0.5 / 2, p = ptlcom.particle[1].p;
+  advance(0.5);
+  const double p1 = p * (1 - a), p2 = p - a * (p + p1);
+  EXPECT_NEAR(ptlcom.particle[1].p, p2, 1e-12 * p);
+  EXPECT_NEAR(ftrk[1].along, -drag.k * p2, 1e-12 * p) << "the force of the corrector's end";
+}
+
+// The pre-conditioned model starts from the end force of the cheap one, p2; its own force stays one pass
+// behind: that of its predictor p3.
+TEST_F(Advance, OfAPreconditionedModelStartsFromTheCheapForce) {
+  model(4, true, 1);
+  const double a = drag.k * 0.5 / 2, p = ptlcom.particle[1].p;
+  advance(0.5);
+  const double p1 = p * (1 - a), p2 = p - a * (p + p1), p3 = p - a * (p + p2), p4 = p - a * (p + p3);
+  EXPECT_NEAR(ptlcom.particle[1].p, p4, 1e-12 * p);
+  EXPECT_NEAR(ftrk[1].along, -drag.k * p3, 1e-12 * p);
+  EXPECT_EQ(force_times.fpre_time, 0.5);
+
+  SetUp();
+  model(4, false, 1);
+  advance(0.5);
+  EXPECT_NEAR(ptlcom.particle[1].p, p - a * (p + p1), 1e-12 * p);
+}
+
+TEST_F(Advance, ConvergesWithOrderTwoToTheExponentialDecay) {
+  std::vector<double> errors;
+  for (const int steps : {8, 16, 32}) {
+    SetUp();
+    model(1, true, 50);
+    trkcom_store.error_per_ct = 1e-13;
+    const double p = ptlcom.particle[1].p;
+    for (int k = 1; k <= steps; ++k) advance(2.0 * k / steps);
+    errors.push_back(std::abs(ptlcom.particle[1].p / p - std::exp(-drag.k * 2)));
+  }
+  EXPECT_NEAR(errors[0] / errors[1], 4, 0.1);
+  EXPECT_NEAR(errors[1] / errors[2], 4, 0.1);
+}
+
+TEST_F(Advance, PassesUntilTheErrorIsSmallOrThePassesAreSpent) {
+  model(1, true, 5);
+  trkcom_store.error_per_ct = 1e10;
+  EXPECT_EQ(calls_of(0.1).size(), 3u) << "start, predictor, one pass";
+  trkcom_store.error_per_ct = 1e-300;
+  EXPECT_EQ(calls_of(0.2).size(), 6u) << "predictor, five passes";
+  model(1, true, 50);
+  trkcom_store.error_per_ct = 1e-6;
+  const double err = advance(0.3);
+  EXPECT_GT(err, 0);
+  EXPECT_LE(err / 0.1, 1e-6);
+
+  SetUp();
+  ptlcom_store.npart = 1;
+  model(1, true, 10);
+  trkcom_store.error_per_ct = 1e-300;
+  EXPECT_EQ(calls_of(0.1).size(), 3u) << "one particle has no step error";
+}
+
+TEST_F(Advance, GoesOnWhereTheModelFails) {
+  model(2, true, 3);
+  drag.k = 0;
+  advance(0);
+  drag.fails = true;
+  EXPECT_EQ(advance(0.5), 0);
+  EXPECT_EQ(ptlcom.ctptcl, 0.5);
+  EXPECT_EQ(ptlcom.particle[1].p, 1000);
+  EXPECT_EQ(ftrk[1].along, 0);
+}
+
+TEST_F(Advance, TakesAStepErrorApartIntoPlaceAndMomentum) {
+  static ParticleTable a, b;
+  static FlagTable source;
+  // Particle 1 flies along y. Along y: 0 and 2, rms 1; p: 10 and 12, rms 1. The third one is no source.
+  b[1] = {0, 0, 0, 10, pi / 2, 0, 1};
+  b[2] = {0, 2, 5, 12, 0, 0, 7};
+  b[3] = {9, 9, 9, 99, 0, 0, 1};
+  a = b;
+  a[1].x += 0.1;
+  a[1].y -= 0.3;
+  a[1].p += 0.5;
+  a[2].z = a[3].x = 77;
+  source[1] = source[2] = true;
+  const StepError error = step_error(3, a, b, source);
+  EXPECT_NEAR(error.position, std::sqrt((0.01 + 0.09) / 2), 1e-14);
+  EXPECT_NEAR(error.momentum, std::sqrt(0.25 / 2), 1e-14);
+  b[2].p = 10;
+  EXPECT_EQ(step_error(3, a, b, source).position, 0) << "no momentum spread";
+}
+
+struct NextDuty : Steps {};
+
+TEST_F(NextDuty, FindsTheFirstBoundaryAndItsTimes) {
+  EXPECT_FALSE(next_duty().have) << "no lattice";
+  boundaries({1, 2, 3, 4});
+  latcom_store.duty[1] = latcom_store.duty[3] = latcom_store.duty[4] = false;
+  bunch({0.1, 0.5}, 1e9);
+  DutyState duty = next_duty();
+  ASSERT_TRUE(duty.have);
+  EXPECT_EQ(duty.dfirst, 2);
+  EXPECT_EQ(duty.dlast, 2);
+  EXPECT_NEAR(duty.tmin, 1.5, 1e-12);
+  EXPECT_NEAR(duty.tmax, 1.9, 1e-12);
+
+  bunch({3.5}, 1e9);  // the bunch straddles boundary 2; the one ahead has no duty boundary left
+  duty = next_duty();
+  EXPECT_EQ(duty.dfirst, 2);
+  EXPECT_EQ(duty.dlast, 4);
+  EXPECT_NEAR(duty.tmin, 1.5, 1e-12);
+
+  ptlcom_store.npart = 0;
+  bunch({2.5, 3.5}, 1e9);
+  EXPECT_FALSE(next_duty().have) << "all particles are behind the last duty boundary";
+}
+
+TEST_F(NextDuty, DoesNotCountLostParticles) {
+  boundaries({1, 2});
+  bunch({0.1, 0.2, 1.5}, 1e9);
+  ptlcom_store.particle[2].phi = pi;
+  DutyState duty = next_duty();
+  EXPECT_EQ(duty.dfirst, 1);
+  EXPECT_NEAR(duty.tmax, 0.9, 1e-12);
+  ptlcom_store.particle[1].phi = pi;  // nobody behind boundary 1 will reach it
+  duty = next_duty();
+  ASSERT_TRUE(duty.have);
+  EXPECT_EQ(duty.dfirst, 2);
+  EXPECT_EQ(duty.dlast, 2);
+  EXPECT_NEAR(duty.tmin, 0.5, 1e-12);
+}
+
+}  // namespace
+}  // namespace test
+}  // namespace tessaron
