@@ -56,11 +56,11 @@ TEST_F(ForcesBlock, AFileThatCannotBeOpenedFails) {
 
 // sigwak 1e-5, step 1e-5: three steps on both sides are enough.
 TEST_F(ForcesBlock, WakeFilesAreRead) {
-  const std::string long_comment = "! " + std::string(80, 'x');
+  const std::string long_comment(80, '!');
   folder_.write("wake", "a comment ! behind it\n" + long_comment +
                             "\n1e-5 sigma\n 1e-5\n-3 first\n\n4\n1\n2\n3\n4 V/C\n5\n6\n7\n-8d0\n9 ignored\n");
   EXPECT_EQ(read("{ type=none wake_file=wake }"), ok);
-  EXPECT_EQ(log, (Lines{" read wakefile: wake", " a comment ! behind it", " " + long_comment.substr(0, 72)}));
+  EXPECT_EQ(log, (Lines{" read wakefile: wake", " a comment ! behind it", std::string(1, ' ').append(long_comment, 0, 72)}));
   EXPECT_TRUE(f.wake_used);
   EXPECT_EQ(f.sigwak, 1e-5);
   EXPECT_EQ(f.stpwak, 1e-5);
