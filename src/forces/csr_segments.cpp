@@ -9,7 +9,7 @@ namespace {
 
 /// More nodes than any segment of a real orbit takes: the end of a walk that does not get on (a step that is
 /// nothing beside its coordinate, a radius that is nothing beside the bunch).
-constexpr int max_nodes = 2'000'000;
+constexpr int max_nodes = 1'000'000;
 
 /// Simpson's rule with one deposit per node: the end weights of neighbouring intervals are joined.
 class SimpsonDeposit {
