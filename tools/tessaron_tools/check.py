@@ -85,7 +85,8 @@ def _io_path(state: CheckState, reader: DeckReader, command: Token) -> None:
         if not state.output_path(".").is_dir():
             state.error(values["output"].place, f"the folder {state.output_path('.')} does not exist; make it before the run")
     if "logfile" in values:
-        path = state.output_path(values["logfile"].text)
+        state.logfile = values["logfile"].text
+        path = state.output_path(state.logfile)
         if path.is_dir() or not path.parent.is_dir():
             state.error(values["logfile"].place, f"the log {path} cannot be written")
 

@@ -3,7 +3,7 @@ from __future__ import annotations
 
 from .blocks import Value, read_block
 from .check_particles import place_beam
-from .check_state import CheckState, OnlineMonitor
+from .check_state import CheckState, OnlineMonitor, OutputFile
 from .deck import DeckReader, Place, Token
 from .keys import CAPACITY, MONITOR, MONITOR_FORMATS, ONLINE_MONITOR
 
@@ -18,6 +18,7 @@ def check_monitor(state: CheckState, reader: DeckReader, command: Token) -> None
         state.error(command.place, "monitor needs name")
         return
     _note_output(state, values["name"].text, command.place)
+    state.outputs.append(OutputFile(values["name"].text, "bunch", values["format"].text if "format" in values else "fmt1"))
     if "format" in values and values["format"].text == "fmt3" and not state.boundaries:
         state.warn(values["format"].place, "fmt3 needs a lattice")
 
@@ -47,6 +48,11 @@ def check_online_monitor(state: CheckState, reader: DeckReader, command: Token) 
         state.error(command.place, f"more than {CAPACITY['maxmon']} online monitors at a time")
         return
     state.monitors.append(OnlineMonitor(name, command.place, values))
+    kind = values["type"].text if "type" in values else "phase"
+    whole = "particle" not in values or values["particle"].text == "all"
+    fmt = values["format"].text if "format" in values else "fmt1"
+    content = ("bunch" if whole else "particle") if kind == "phase" else kind
+    state.outputs.append(OutputFile(name, content, f"fmt{fmt}" if fmt.isdigit() else fmt, content in ("bunch", "green")))
 
 
 def _suspicions(state: CheckState, place: Place, values: dict[str, Value]) -> None:

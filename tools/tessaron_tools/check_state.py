@@ -37,6 +37,16 @@ class OnlineMonitor:
     outputs: bool = False  #: at least one output was due
 
 
+@dataclass(frozen=True)
+class OutputFile:
+    """A file that a monitor writes; a series has numbered names instead of its own."""
+
+    name: str
+    kind: str  #: bunch, particle, steps, subbunch or green
+    fmt: str
+    series: bool = False
+
+
 @dataclass
 class Beam:
     """The bunch of the last `particles` block, as far as a check can follow it."""
@@ -74,6 +84,8 @@ class CheckState:
     time_grid: list[float] | None = None
     monitors: list[OnlineMonitor] = field(default_factory=list)
     written: dict[str, Place] = field(default_factory=dict)  #: output files by name
+    outputs: list[OutputFile] = field(default_factory=list)  #: the same with what they hold
+    logfile: str | None = None
     trackers: int = 0
     force_checked: set[str] = field(default_factory=set)
 

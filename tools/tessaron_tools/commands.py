@@ -185,6 +185,21 @@ def check(options: Namespace) -> int:
     return 1 if errors else 0
 
 
+def report_options(parser: ArgumentParser) -> None:
+    add = parser.add_argument
+    add("folder", nargs="?", default=".", help="working folder of a finished run, with its tessar.in")
+    add("-o", "--output", help="page to write; report.html in the folder otherwise")
+    add("--slices", type=int, default=50, metavar="N", help="number of slices and bins")
+
+
+def report(options: Namespace) -> None:
+    from pathlib import Path
+
+    from .report import write_report
+
+    print(write_report(Path(options.folder), Path(options.output) if options.output else None, options.slices))
+
+
 COMMANDS = {
     "make-bunch": Command("make a bunch from its parameters", "Makes a bunch that moves along +x and writes it.",
                           make_bunch_options, make_bunch),
@@ -193,6 +208,8 @@ COMMANDS = {
     "analyse": Command("numbers of bunches", "Twiss parameters, emittances, current, length, energy spread, R56, energy loss, "
                        "as a table or JSON.", analyse_options, analyse),
     "plot": Command("pictures of bunches, forces, lattice, meshes, steps", "Draws one picture.", plot_options, plot),
+    "report": Command("an HTML page of a finished run", "Writes one self-contained page: deck, settings, pictures, tables, "
+                      "warnings, time spent.", report_options, report),
     "check": Command("check a deck without running it", "Tells everything in a deck that would fail, and what looks wrong, with "
                      "file and line. Exit status 1 if something would fail.", check_options, check),
 }

@@ -97,6 +97,7 @@ class DeckReader:
         self._note = note
         self._levels = [_Level(deck.name, _lines_of(deck))]
         self._last = self._levels[0]
+        self.included: list[Path] = []  #: files that `#file` opened
 
     @property
     def place(self) -> Place:
@@ -183,6 +184,7 @@ class DeckReader:
             what = "is no file" if path.exists() else "does not exist; the program would create it empty"
             raise DeckFault(f"{path} {what}", name.place)
         self._levels.append(_Level(name.text, _lines_of(path)))
+        self.included.append(path)
 
     def _scan(self, level: _Level) -> list[str]:
         line = level.lines[level.number]

@@ -112,6 +112,36 @@ def force(forces: list[tuple[str, ParticleForce]], current: Grid | None = None) 
     return figure
 
 
+def force_on_path(table: np.ndarray, title: str = "") -> Figure:
+    """The three force components of an fmt3 file along the bunch."""
+    figure, axes = plt.subplots(figsize=(7, 4.5))
+    factor, unit = unit_of(table[:, 4], "m")
+    scale, scale_unit = unit_of(table[:, 7:10], "eV/m")
+    for column, label, colour in ((7, "along the motion", INK), (8, "across, in the plane", SECOND), (9, "across, vertical", THIRD)):
+        if np.any(table[:, column]):
+            axes.plot(table[:, 4] * factor, table[:, column] * scale, ".", ms=1.5, color=colour, label=label, rasterized=True)
+    axes.set_xlabel(f"ahead of particle 1 / {unit}")
+    axes.set_ylabel(f"force / ({scale_unit})")
+    if axes.lines:
+        axes.legend(markerscale=5)
+    axes.set_title(title)
+    return figure
+
+
+def subbunch(table: np.ndarray) -> Figure:
+    """Sizes of the sub-bunches against c*t, from a `subbunch` monitor."""
+    figure, axes = plt.subplots(figsize=(8, 3.5))
+    factor, unit = unit_of(table[:, 1:], "m")
+    for column, label in ((1, "along"), (2, "radial"), (3, "vertical")):
+        if np.any(table[:, column]):
+            axes.plot(table[:, 0], table[:, column] * factor, label=label)
+    axes.set_xlabel("c·t / m")
+    axes.set_ylabel(f"rms size of the sub-bunches / {unit}")
+    if axes.lines:
+        axes.legend()
+    return figure
+
+
 def floor_plan(boundaries: list[Boundary]) -> Figure:
     """The lattice from above: field boundaries, bending sections, the design orbit."""
     figure, axes = plt.subplots(figsize=(9, 3.6))
@@ -195,6 +225,8 @@ def development(columns: dict[str, np.ndarray]) -> Figure:
     bottom.plot(columns["ct"], columns["emittance_u"] * 1e6, ".-", color=INK, label="in the orbit plane")
     bottom.plot(columns["ct"], columns["emittance_w"] * 1e6, ".--", color=SECOND, label="vertical")
     bottom.set_ylabel("norm. emittance / µm")
+    if columns["emittance_u"].min() > 0 and columns["emittance_u"].max() > 20 * columns["emittance_u"].min():
+        bottom.set_yscale("log")  # inside a chicane the dispersion counts as emittance
     bottom.set_xlabel("c·t / m")
     bottom.legend()
     return figure
