@@ -58,14 +58,13 @@ TEST(Forces, AFailedEvaluationIsToldAndTheRunGoesOn) {
   };
   for (const Case& c : {Case{"projected", 3}, Case{"csr_p_to_p", 5}, Case{"csr_g_to_m", 5}}) {
     RunFolder folder;
-    const Lines lines =
-        lines_of(folder,
-                 "lattice { dipole { position { rho = 9 psi = 0 } position { rho = 10 psi = 0 } } }\n"
-                 "particles { array = 0 a b c d e f   0 0 0 5e8 0 0 1e-9 }\n"
-                 "forces { type = " +
-                     c.type +
-                     " sigma_long = relative relative_long = 1 }\n"
-                     "tracker { end_time_c0 = 0.1 }");
+    const Lines lines = lines_of(folder,
+                                 "lattice { dipole { position { rho = 9 psi = 0 } } }\n"
+                                 "particles { array = 0 a b c d e f   0 0 0 5e8 0 0 1e-9 }\n"
+                                 "forces { type = " +
+                                     c.type +
+                                     " sigma_long = relative relative_long = 1 }\n"
+                                     "tracker { end_time_c0 = 0.1 }");
     EXPECT_EQ(std::count(lines.begin(), lines.end(), " error in frcsub (sub-bunch dimensions)"),
               c.evaluations);
     EXPECT_EQ(std::count(lines.begin(), lines.end(), " error in forcei"), c.evaluations);
