@@ -1,0 +1,218 @@
+#pragma once
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <utility>
+#include <vector>
+
+/// A brute-force retarded field of a line charge, written apart from the program: own path, own profile, own
+/// adaptive quadrature in long double. The reference of the field library's tests.
+namespace retarded {
+
+using Real = long double;
+using Vec = std::array<Real, 3>;
+
+inline Vec operator+(const Vec& a, const Vec& b) { return {a[0] + b[0], a[1] + b[1], a[2] + b[2]}; }
+inline Vec operator-(const Vec& a, const Vec& b) { return {a[0] - b[0], a[1] - b[1], a[2] - b[2]}; }
+inline Vec operator*(Real w, const Vec& a) { return {w * a[0], w * a[1], w * a[2]}; }
+inline Real dot(const Vec& a, const Vec& b) { return a[0] * b[0] + a[1] * b[1] + a[2] * b[2]; }
+inline Vec cross(const Vec& a, const Vec& b) {
+  return {a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2], a[0] * b[1] - a[1] * b[0]};
+}
+inline Real norm(const Vec& a) { return std::sqrt(dot(a, a)); }
+
+inline constexpr Real c = 299792458.0L;
+inline constexpr Real coulomb_constant = 8987551787.3665428L;
+
+/// A path through the origin along x: an arc of constant signed curvature from `arc_begin` to `arc_end`,
+/// straight before and behind; the origin may lie on the arc or on either straight.
+struct Path {
+  Real curvature, arc_begin, arc_end;
+  /// The point of the arc nearest to the origin: the path is straight from there to the origin.
+  Real anchor() const { return std::min(std::max(0.0L, arc_begin), arc_end); }
+  Vec on_arc(Real s) const {
+    const Real u = s - anchor();
+    if (curvature == 0) return {s, 0, 0};
+    const Real half = std::sin(curvature * u / 2);
+    return {anchor() + std::sin(curvature * u) / curvature, 2 * half * half / curvature, 0};
+  }
+  Vec direction(Real s) const {
+    const Real u = std::min(std::max(s, arc_begin), arc_end) - anchor();
+    return {std::cos(curvature * u), std::sin(curvature * u), 0};
+  }
+  Vec place(Real s) const {
+    const Real t = std::min(std::max(s, arc_begin), arc_end);
+    return on_arc(t) + (s - t) * direction(s);
+  }
+};
+
+/// A charge of 1 C with the truncated Gaussian time profile a exp(-u^2/2) - b + d tau^2, u = tau/sigma, that
+/// vanishes with its slope at |u| = n.
+struct Profile {
+  Real sigma, n, beta, a, b, d;
+  Profile(Real sigma_t, Real cut, Real beta_) : sigma(sigma_t), n(cut), beta(beta_) {
+    const Real edge = std::exp(-n * n / 2);
+    // The normalisation integral of the three terms over |tau| < n sigma.
+    const Real area = std::sqrt(2 * std::acos(-1.0L)) * sigma * std::erf(n / std::sqrt(2.0L)) -
+                      (1 + n * n / 2) * edge * 2 * n * sigma +
+                      edge / (2 * sigma * sigma) * 2 * std::pow(n * sigma, 3.0L) / 3;
+    a = 1 / (c * area);
+    b = (1 + n * n / 2) * a * edge;
+    d = a * edge / (2 * sigma * sigma);
+  }
+  Real density(Real tau) const {
+    const Real u = tau / sigma;
+    return std::abs(u) >= n ? 0 : (a * std::exp(-u * u / 2) - b + d * tau * tau) / beta;
+  }
+  Real slope(Real tau) const {
+    const Real u = tau / sigma;
+    return std::abs(u) >= n ? 0 : (-a * u / sigma * std::exp(-u * u / 2) + 2 * d * tau) / beta;
+  }
+};
+
+struct Field {
+  Vec e, cb, a, a_t;
+  Real phi, phi_t;
+};
+
+/// All slots of the field at the place r and the time t, as integrals over the source point s of the retarded
+/// density: Lienard-Wiechert potentials and Jefimenko's fields of a line charge.
+///     phi = k Int lambda/R ds,  A = k/c Int beta e lambda/R ds,
+///     E = k Int (N R/R^3 - beta e lambda_t/(c R)) ds,  c B = k Int beta N (e x R)/R^3 ds,  N = lambda + R
+///     lambda_t/c
+class LineCharge {
+ public:
+  LineCharge(const Path& path, Real gamma, Real sigma_t, Real cut)
+      : path_(path), beta_(std::sqrt(1 - 1 / (gamma * gamma))), profile_(sigma_t, cut, beta_) {}
+
+  Field at(Real t, const Vec& r, Real tolerance = 1e-13L) const {
+    // The retarded bunch time falls along the path, so that each end of the support is a root by bisection.
+    const Real head = root(t, r, -profile_.n * profile_.sigma),
+               tail = root(t, r, profile_.n * profile_.sigma);
+    const Real first = std::min(head, tail), last = std::max(head, tail);
+    // Panels end at the corners of the path and shrink towards the point nearest to the observer.
+    const Real near = nearest(r, first, last);
+    std::array<Real, 5> cuts = {first, clamp(path_.arc_begin, first, last), clamp(near, first, last),
+                                clamp(path_.arc_end, first, last), last};
+    std::sort(cuts.begin(), cuts.end());
+    const Sum sum = integrate(t, r, cuts, tolerance);
+    const auto part = [&](std::size_t i) -> Vec {
+      return {coulomb_constant * sum[i], coulomb_constant * sum[i + 1], coulomb_constant * sum[i + 2]};
+    };
+    return {part(0), part(3), part(6), part(9), coulomb_constant * sum[12], coulomb_constant * sum[13]};
+  }
+
+ private:
+  using Sum = std::array<Real, 14>;
+  static Real clamp(Real x, Real lo, Real hi) { return std::min(std::max(x, lo), hi); }
+
+  /// The point s at which the retarded bunch time t - R/c - s/(beta c) equals tau.
+  Real root(Real t, const Vec& r, Real tau) const {
+    const auto excess = [&](Real s) { return t - norm(r - path_.place(s)) / c - s / (beta_ * c) - tau; };
+    Real lo = -1, hi = 1;
+    while (excess(lo) < 0) lo *= 2;
+    while (excess(hi) > 0) hi *= 2;
+    for (int i = 0; i < 200; ++i) {
+      const Real mid = (lo + hi) / 2;
+      (excess(mid) > 0 ? lo : hi) = mid;
+    }
+    return (lo + hi) / 2;
+  }
+  /// The nearest point of the path within about a metre of the origin, by a scan and golden section.
+  Real nearest(const Vec& r, Real first, Real last) const {
+    const auto distance = [&](Real s) { return norm(r - path_.place(s)); };
+    Real lo = std::max(first, -1.0L), hi = std::min(last, 1.0L);
+    if (lo >= hi) return first;
+    for (int i = 0; i < 300; ++i) {
+      const Real a = lo + (hi - lo) / 3, b = hi - (hi - lo) / 3;
+      (distance(a) < distance(b) ? hi : lo) = distance(a) < distance(b) ? b : a;
+    }
+    return (lo + hi) / 2;
+  }
+  Sum integrand(Real t, const Vec& r, Real s) const {
+    const Vec e = path_.direction(s), to = r - path_.place(s);
+    const Real distance = norm(to), tau = t - distance / c - s / (beta_ * c);
+    const Real lambda = profile_.density(tau), lambda_t = profile_.slope(tau);
+    const Real n = (lambda + distance * lambda_t / c) / (distance * distance * distance);
+    const Vec electric = n * to - (beta_ * lambda_t / (c * distance)) * e;
+    const Vec magnetic = (beta_ * n) * cross(e, to);
+    const Vec a = (beta_ * lambda / (c * distance)) * e, a_t = (beta_ * lambda_t / (c * distance)) * e;
+    return {
+        electric[0], electric[1], electric[2], magnetic[0], magnetic[1],       magnetic[2],        a[0], a[1],
+        a[2],        a_t[0],      a_t[1],      a_t[2],      lambda / distance, lambda_t / distance};
+  }
+  /// Ten-point Gauss-Legendre; one value against the sum of two halves decides on halving.
+  Sum gauss(Real t, const Vec& r, Real lo, Real hi) const {
+    static constexpr std::array<Real, 5> x = {
+        0.148874338981631210884826001129719985L, 0.433395394129247190799265943165784162L,
+        0.679409568299024406234327365114873576L, 0.865063366688984510732096688423493049L,
+        0.973906528517171720077964012084452053L};
+    static constexpr std::array<Real, 5> w = {
+        0.295524224714752870173815619188769256L, 0.269266719309996355091226921569469353L,
+        0.219086362515982043995534934228163192L, 0.149451349150580593145863396957697332L,
+        0.066671344308688137593568809893331793L};
+    const Real mid = (lo + hi) / 2, half = (hi - lo) / 2;
+    Sum sum{};
+    for (std::size_t i = 0; i < 5; ++i) {
+      const Sum a = integrand(t, r, mid - half * x[i]), b = integrand(t, r, mid + half * x[i]);
+      for (std::size_t j = 0; j < sum.size(); ++j) sum[j] += half * w[i] * (a[j] + b[j]);
+    }
+    return sum;
+  }
+  struct Panel {
+    Real lo, hi, error;
+    Sum value;
+    bool operator<(const Panel& other) const { return error < other.error; }
+  };
+  /// A panel by its two halves; the error is that against the whole, of the fields and of phi in units of
+  /// their scales.
+  Panel panel(Real t, const Vec& r, Real lo, Real hi, const std::array<Real, 3>& scale) const {
+    const Real mid = (lo + hi) / 2;
+    const Sum whole = gauss(t, r, lo, hi), left = gauss(t, r, lo, mid), right = gauss(t, r, mid, hi);
+    Panel result{lo, hi, 0, {}};
+    for (std::size_t j = 0; j < whole.size(); ++j) {
+      result.value[j] = left[j] + right[j];
+      const Real size = j < 6 ? scale[0] : j == 12 ? scale[1] : j == 13 ? scale[2] : 0;
+      if (size > 0) result.error = std::max(result.error, std::abs(whole[j] - result.value[j]) / size);
+    }
+    return result;
+  }
+  /// Halves the worst panel until none is worse than the tolerance.
+  Sum integrate(Real t, const Vec& r, const std::array<Real, 5>& cuts, Real tolerance) const {
+    std::array<Real, 3> scale = {1, 1, 1};
+    std::vector<Panel> panels;
+    Sum total{};
+    // Twice: the first, coarse pass finds the scales.
+    for (const Real goal : {1e-3L, tolerance}) {
+      panels.clear();
+      for (std::size_t i = 0; i + 1 < cuts.size(); ++i) {
+        if (cuts[i + 1] > cuts[i]) panels.push_back(panel(t, r, cuts[i], cuts[i + 1], scale));
+      }
+      std::make_heap(panels.begin(), panels.end());
+      for (int step = 0; step < 4000 && !panels.empty(); ++step) {
+        std::pop_heap(panels.begin(), panels.end());
+        const Panel worst = panels.back();
+        panels.pop_back();
+        const Real mid = (worst.lo + worst.hi) / 2;
+        for (const auto& [lo, hi] : {std::pair{worst.lo, mid}, std::pair{mid, worst.hi}}) {
+          panels.push_back(panel(t, r, lo, hi, scale));
+          std::push_heap(panels.begin(), panels.end());
+        }
+        total = {};
+        if (step > 60 && panels.front().error < goal) break;
+      }
+      for (const Panel& p : panels) {
+        for (std::size_t j = 0; j < total.size(); ++j) total[j] += p.value[j];
+      }
+      const Real fields = std::abs(total[0]) + std::abs(total[1]) + std::abs(total[2]);
+      scale = {fields, std::abs(total[12]), std::abs(total[12]) / profile_.sigma};
+    }
+    return total;
+  }
+
+  Path path_;
+  Real beta_;
+  Profile profile_;
+};
+
+}  // namespace retarded
