@@ -1,7 +1,9 @@
 #include "field/quadrature.hpp"
 
 #include <algorithm>
+#include <cmath>
 
+#include "field/batch.hpp"
 #include "field/integrand.hpp"
 #include "field/mesh.hpp"
 
@@ -35,6 +37,42 @@ void sum_node_by_node(Slots& result) {
   result += total;
 }
 
+/// Lists the nodes and weights of all stretches and sums them in batches.
+void sum_in_batches(Slots& result) {
+  static NodeList list;
+  Slots total;
+  list.n = 0;
+  double end = -HUGE_VAL;  // of the stretch before
+  for (int i = mesh.ipnt; i >= 2; --i) {
+    if (!mesh.integrate[i - 1]) continue;
+    const double a = mesh.point[i], b = mesh.point[i - 1];
+    if (!(a < b)) continue;
+    const double h = (b - a) / parts;
+    for (int part = 0; part < parts; ++part) {
+      if (list.n + 5 > NodeList::capacity) {
+        add_nodes(list, total);
+        list.n = 0;
+      }
+      const double start = a + part * h;
+      // The last node of the stretch before is the first one of this.
+      const bool joined = list.n > 0 && (part > 0 || a == end);
+      if (joined) {
+        list.weight[list.n] += weights[0] * h;
+      } else {
+        list.s[++list.n] = start;
+        list.weight[list.n] = weights[0] * h;
+      }
+      for (int j = 1; j <= 4; ++j) {
+        list.s[++list.n] = start + j * h / 4;
+        list.weight[list.n] = weights[j] * h;
+      }
+    }
+    end = b;
+  }
+  add_nodes(list, total);
+  result += total;
+}
+
 }  // namespace
 
 void use_summation(Summation chosen, int refinement) {
@@ -42,6 +80,6 @@ void use_summation(Summation chosen, int refinement) {
   parts = std::max(1, refinement);
 }
 
-void wint1(Slots& result) { sum_node_by_node(result); }
+void wint1(Slots& result) { way == Summation::batched ? sum_in_batches(result) : sum_node_by_node(result); }
 
 }  // namespace tessaron

@@ -1,0 +1,80 @@
+#pragma once
+#include <cmath>
+#include <cstdint>
+
+// Four reals at a time, and the functions of them that the field integral needs, to the accuracy of the
+// library's own. Only for sources that are compiled for several instruction sets at once; everything here is
+// inlined into them. No fused operation is used, so all of them give the same digits.
+
+#pragma GCC diagnostic ignored "-Wpsabi"  // no lane type crosses a call
+
+namespace tessaron {
+
+inline constexpr int lane_count = 4;
+using Lanes = double __attribute__((vector_size(8 * lane_count)));
+using LaneBits = std::int64_t __attribute__((vector_size(8 * lane_count)));
+
+#define TESSARON_LANES_INLINE [[gnu::always_inline]] inline
+
+TESSARON_LANES_INLINE Lanes lanes_of(double value) { return Lanes{value, value, value, value}; }
+TESSARON_LANES_INLINE Lanes lanes_at(const double* p) { return Lanes{p[0], p[1], p[2], p[3]}; }
+TESSARON_LANES_INLINE double sum_of(const Lanes& v) { return (v[0] + v[1]) + (v[2] + v[3]); }
+
+TESSARON_LANES_INLINE Lanes sqrt_of(const Lanes& v) {
+  return Lanes{__builtin_sqrt(v[0]), __builtin_sqrt(v[1]), __builtin_sqrt(v[2]), __builtin_sqrt(v[3])};
+}
+TESSARON_LANES_INLINE Lanes abs_of(const Lanes& v) {
+  return reinterpret_cast<Lanes>(reinterpret_cast<LaneBits>(v) & INT64_MAX);
+}
+
+/// sin and cos by their Taylor series, to rounding for |x| <= 0.8.
+inline constexpr double small_angle = 0.8;
+TESSARON_LANES_INLINE void small_sin_cos(const Lanes& x, Lanes& sine, Lanes& cosine) {
+  const Lanes q = x * x;
+  Lanes s = lanes_of(1.0 / 355687428096000);
+  s = s * q - 1.0 / 1307674368000;
+  s = s * q + 1.0 / 6227020800;
+  s = s * q - 1.0 / 39916800;
+  s = s * q + 1.0 / 362880;
+  s = s * q - 1.0 / 5040;
+  s = s * q + 1.0 / 120;
+  s = s * q - 1.0 / 6;
+  sine = x + x * (q * s);
+  Lanes c = lanes_of(1.0 / 20922789888000);
+  c = c * q - 1.0 / 87178291200;
+  c = c * q + 1.0 / 479001600;
+  c = c * q - 1.0 / 3628800;
+  c = c * q + 1.0 / 40320;
+  c = c * q - 1.0 / 720;
+  c = c * q + 1.0 / 24;
+  cosine = 1.0 - (0.5 * q - q * (q * c));
+}
+
+/// exp(x) for x <= 0; below -700 it is 0. exp(n ln 2 + r) = 2^n exp(r), |r| <= ln(2) / 2.
+TESSARON_LANES_INLINE Lanes exp_of_negative(const Lanes& x) {
+  constexpr double shifter = 6755399441055744.0;  // 1.5 * 2^52: a sum with it rounds to an integer
+  constexpr double ln2_high = 0x1.62e42fefa0000p-1, ln2_low = 0x1.cf79abc9e3b3ap-40;
+  const Lanes reach = x > -700.0 ? x : lanes_of(-700.0);
+  const Lanes shifted = reach * 1.4426950408889634 + shifter;
+  const Lanes n = shifted - shifter;
+  const Lanes r = (reach - n * ln2_high) - n * ln2_low;
+  Lanes p = lanes_of(1.0 / 6227020800);
+  p = p * r + 1.0 / 479001600;
+  p = p * r + 1.0 / 39916800;
+  p = p * r + 1.0 / 3628800;
+  p = p * r + 1.0 / 362880;
+  p = p * r + 1.0 / 40320;
+  p = p * r + 1.0 / 5040;
+  p = p * r + 1.0 / 720;
+  p = p * r + 1.0 / 120;
+  p = p * r + 1.0 / 24;
+  p = p * r + 1.0 / 6;
+  p = p * r + 0.5;
+  p = 1.0 + (r + r * (r * p));
+  // The low bits of `shifted` hold n; moved into the exponent of p they multiply it by 2^n.
+  const Lanes scaled =
+      reinterpret_cast<Lanes>(reinterpret_cast<LaneBits>(p) + (reinterpret_cast<LaneBits>(shifted) << 52));
+  return x > -700.0 ? scaled : lanes_of(0.0);
+}
+
+}  // namespace tessaron
