@@ -15,6 +15,10 @@ namespace {
 /// A limit this far ahead is none: the search for a boundary goes on until it is found.
 constexpr double no_limit = 1e9;  // [m]
 
+/// A motion that approaches a boundary by no more than this part of itself runs along it: the rest is
+/// rounding of the angles.
+constexpr double along_boundary = 1e-14;
+
 /// Most Runge-Kutta steps of one segment. No magnet that bends a real bunch asks for so many; data that ask
 /// for more get this many.
 constexpr double most_steps = 1e6;
@@ -38,10 +42,9 @@ Sight sight(const Boundary& b, double x, double y) {
 /// boundary, or away from it.
 double straight_distance(const Boundary& b, const Coordinates& y, const Direction& u, bool forward) {
   constexpr double nan = std::numeric_limits<double>::quiet_NaN();
-  constexpr double along_boundary = 1e-14;  // an angle of this size is rounding
   const Sight s = sight(b, y.x, y.y);
   const double approach = u.sphi * s.ny + u.cphi * s.nx;
-  if (!(std::abs(approach) > along_boundary)) return nan;
+  if (!(std::abs(approach * u.ctheta) > along_boundary)) return nan;
   const double d = s.distance / approach;
   const bool away = approach < 0 && (forward ? d < 0 : d > 0);
   return away ? nan : d;
@@ -159,6 +162,7 @@ struct Prediction {
   bool arrives;   ///< the steps end at the boundary
   bool lost;      ///< there is no limit, and the boundary is never met
 };
+
 Prediction predict(const Boundary* target, const Coordinates& y, const Direction& u, double bh, double rho_p,
                    bool bends, double t, double t_end) {
   const bool forward = t < t_end;
@@ -185,7 +189,8 @@ bool time_left(const Boundary& target, const Prediction& end, const Coordinates&
   e = s.distance / approach;
   const bool met = forward ? e <= 0 || end.tc + e < t_end : e >= 0 || end.tc + e > t_end;
   // Cut short by the limit, a particle has passed the boundary only if it moves along the orbit.
-  if (std::isfinite(e) && met && (end.arrives || approach > 0)) return true;
+  const auto along_orbit = [&] { return approach > along_boundary * std::hypot(rate.x, rate.y, rate.z); };
+  if (std::isfinite(e) && met && (end.arrives || along_orbit())) return true;
   e = t_end - end.tc;
   if (std::abs(e) > no_limit) e = 0;
   return false;
