@@ -1,0 +1,17 @@
+#pragma once
+#include "beam/ptlcom.hpp"
+
+namespace tessaron {
+
+/// Tells the field library what a source is: a Gaussian sub-bunch of 1 C with the present sizes, cut off at
+/// five standard deviations, with the image charges of the shielding. The rms duration follows from the
+/// speed of the reference particle. The models call it at the start of each evaluation; the limits of the
+/// path are added by `setpth`.
+void pass_field_settings(const Particle& reference);
+
+/// The speed of a particle in units of c.
+double beta_of(const Particle& particle);
+/// Its Lorentz factor.
+double gamma_of(const Particle& particle);
+
+}  // namespace tessaron
