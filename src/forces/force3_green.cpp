@@ -8,9 +8,9 @@
 #include "field/ffield.hpp"
 #include "field/path.hpp"
 #include "forces/force_settings.hpp"
-#include "forces/green_lookup.hpp"
 #include "forces/green_monitor.hpp"
 #include "forces/green_rows.hpp"
+#include "forces/green_sources.hpp"
 #include "forces/models.hpp"
 #include "lattice/latcom.hpp"
 #include "run/pg.hpp"
@@ -117,7 +117,7 @@ void add_sources(const ParticleTable& particles, const ReferenceMotion& referenc
   for (std::int32_t i = 1; i <= ptlcom.npart; ++i) {
     if (ptlcom.source[i]) {
       const Particle& p = particles[i];
-      green_add_source(green_source_term(p.x, p.y, p.phi, p.q * mc_per_ev, reference.phi, reference.beta),
+      green_add_source(GreenSourceTerm(p.x, p.y, p.phi, p.q * mc_per_ev, reference.phi, reference.beta),
                        first_pass, points);
     }
     if (master) green_progress(" isrc_gmesh2=", i, " npart =", ptlcom.npart);

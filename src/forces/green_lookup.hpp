@@ -1,6 +1,4 @@
 #pragma once
-#include <span>
-
 #include "forces/green_mesh.hpp"
 
 namespace tessaron {
@@ -26,27 +24,5 @@ Cover gmesh1(double a, double b);
 
 /// Computes row j of line i, given by its running number, and marks it.
 void green_fill_row(int i, std::int64_t j);
-
-/// Observation points in the order in which they are worked through: neighbours in the table are neighbours
-/// on the mesh.
-struct GreenPoints {
-  std::span<const double> x, y;  ///< lab place [m]
-  std::span<GreenRow> sum;       ///< field sums, along and across the reference direction
-};
-
-/// What one source adds to a point: its charge times the field, turned to the reference direction and
-/// corrected to a test particle with that direction:
-///     f1 += m11 F1 + m12 F2 + m13 Bz,   f2 += m21 F1 + m22 F2 + m23 Bz,   bz += w Bz
-struct GreenSourceTerm {
-  double x, y, c, s;  ///< lab place [m], cosine and sine of its angle
-  double m11, m12, m13, m21, m22, m23, w;
-};
-GreenSourceTerm green_source_term(double x, double y, double phi, double weight, double ref_phi,
-                                  double ref_beta);
-
-/// Adds the field of one source to all points that the present block covers, as `gmesh2` would for each. A
-/// position that the mesh does not cover at all is computed directly, once: in the block that has its strip,
-/// or in the first pass.
-void green_add_source(const GreenSourceTerm& source, bool first_pass, const GreenPoints& points);
 
 }  // namespace tessaron

@@ -164,7 +164,7 @@ bool take_block() {
   mesh.gbase = before;
   mesh.nblock = static_cast<std::int32_t>(mesh.line[mesh.glast].gend - before);
   if (mesh.nblock > mesh.capacity) mesh_too_large();
-  std::ranges::fill(mesh.gflag.run(1, mesh.nblock), false);
+  for (std::int32_t place = 1; place <= mesh.nblock; ++place) mesh.empty(place);
   return mesh.more();
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 #include <cstdint>
+#include <limits>
 
 #include "forces/green_lines.hpp"
 #include "forces/whole_part.hpp"
@@ -63,6 +64,11 @@ struct GreenMesh {
 
   bool is_inner(int i) const { return i >= iline1 && i <= iline2; }
   bool more() const { return glast < nxg; }
+  /// A row without a field is no number, so that a lookup finds it in its result.
+  void empty(int place) {
+    gtab[place].f1 = std::numeric_limits<double>::quiet_NaN();
+    gflag[place] = false;
+  }
 };
 extern const GreenMesh& green_mesh;
 

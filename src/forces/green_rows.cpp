@@ -78,6 +78,9 @@ void green_rows_of_block(const GreenPoints& own, const ParticleTable& particles,
   compute_share(id);
   pgsum(&mesh.gtab[1].f1, 3, mesh.nblock);
   pgrows(&mesh.gtab[1].f1, 3, mesh.nblock, maxgre);
+  for (std::int32_t place = 1; place <= mesh.nblock; ++place) {
+    if (!mesh.gflag[place]) mesh.empty(place);
+  }
 }
 
 }  // namespace tessaron

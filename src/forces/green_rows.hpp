@@ -2,7 +2,7 @@
 #include <string_view>
 
 #include "beam/ptlcom.hpp"
-#include "forces/green_lookup.hpp"
+#include "forces/green_sources.hpp"
 
 namespace tessaron {
 
