@@ -45,8 +45,9 @@ class PolygonBuilder {
 /// A corner of the set that the cuts would meet exactly may stand out by 1e-8 of the polygon's size.
 template <class Support>
 void bounda(const Support& support, double margin, Polygon& polygon) {
-  PolygonBuilder builder(support(0) + margin, support(1.5707963267948966) + margin,
-                         support(3.141592653589793) + margin, support(4.71238898038469) + margin);
+  const double right = support(0) + margin, top = support(1.5707963267948966) + margin;
+  const double left = support(3.141592653589793) + margin, bottom = support(4.71238898038469) + margin;
+  PolygonBuilder builder(right, top, left, bottom);
   while (!builder.complete()) builder.cut(support(builder.next_direction()) + margin);
   polygon = builder.polygon();
 }

@@ -1,0 +1,188 @@
+#include "forces/green_lines.hpp"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <random>
+
+namespace tessaron {
+namespace {
+
+GreenLines lines;
+PathArcs arcs;
+
+struct Random {
+  std::mt19937 engine{17};
+  double uniform(double low, double high) { return std::uniform_real_distribution<double>(low, high)(engine); }
+  double log_uniform(double low, double high) { return std::exp(uniform(std::log(low), std::log(high))); }
+};
+
+void start(double x0) {
+  lines.n = 0;
+  ASSERT_TRUE(lines.add(x0));
+}
+double step(int i) { return lines.x[i + 1] - lines.x[i]; }
+
+Polygon box(double xmin, double xmax, double ymin, double ymax) {
+  Polygon polygon;
+  bounda([&](double th) {
+    return std::max(xmin * std::cos(th), xmax * std::cos(th)) + std::max(ymin * std::sin(th), ymax * std::sin(th));
+  }, 0, polygon);
+  return polygon;
+}
+
+// L = 6, h0 = 1, h1 = 2, ratio 1.5: one step grows before the limit, k = trunc(log 2 / log 1.5) = 1, so the
+// growing ones have S = 1 + 1.5; m = trunc(3.5 / 2 + 1) = 2 full steps; all are scaled by 6 / (4 + 2.5).
+TEST(GradedSteps, OfAWideGapGrowToTheLimitAndAreScaledToFit) {
+  start(10);
+  ASSERT_TRUE(gmshst(16, 1, 2, 1.5, FineEnd::left, lines));
+  ASSERT_EQ(lines.n, 5);
+  const double scale = 6 / 6.5;
+  const double expected[] = {1, 1.5, 2, 2};
+  for (int i = 1; i <= 4; ++i) EXPECT_NEAR(step(i), expected[i - 1] * scale, 1e-14) << i;
+}
+
+// L = 2 < S = 2.5: k = trunc(log(2) / log 1.5) = 1, two steps 1 and 1.5 scaled by 2 / 2.5, from both ends.
+TEST(GradedSteps, OfAShortGapShrink) {
+  start(0);
+  ASSERT_TRUE(gmshst(4, 1, 2, 1.5, FineEnd::both, lines));
+  ASSERT_EQ(lines.n, 5);
+  const double expected[] = {0.8, 1.2, 1.2, 0.8};
+  for (int i = 1; i <= 4; ++i) EXPECT_NEAR(step(i), expected[i - 1], 1e-14) << i;
+}
+
+TEST(GradedSteps, KeepTheirRulesInARandomSweep) {
+  Random random;
+  for (int sweep = 0; sweep < 500; ++sweep) {
+    const double h0 = random.log_uniform(1e-7, 1e-3), h1 = h0 * random.uniform(1.67, 17);
+    const double L = h0 * random.log_uniform(1e-3, 1e3), ratio = 1.5;
+    for (const FineEnd fine : {FineEnd::left, FineEnd::right, FineEnd::both}) {
+      start(-1e-3);
+      ASSERT_TRUE(gmshst(L - 1e-3, h0, h1, ratio, fine, lines));
+      ASSERT_EQ(lines.last(), L - 1e-3);
+      const int n = lines.n - 1;
+      for (int i = 1; i <= n; ++i) {
+        const double tiny = 1e-12 * L + 1e-17;
+        ASSERT_GT(step(i), 0);
+        ASSERT_LE(step(i), h1 + tiny);
+        const bool grows = fine == FineEnd::left || (fine == FineEnd::both && i <= n / 2);
+        const int inner = grows ? i - 1 : i + 1;  // the neighbour nearer to the fine end
+        const bool at_end = inner < 1 || inner > n;
+        ASSERT_LE(step(i), (at_end ? h0 : ratio * step(inner)) + tiny);
+      }
+    }
+  }
+}
+
+TEST(Zones, WithoutCurvatureInThePastThereIsOnlyTheOneAroundTheSubBunch) {
+  arcs[1] = {0.5, 0.5, 0, 0.1};
+  GreenZones zones;
+  for (const bool shielded : {false, true}) {
+    green_zones(box(-100, 40, -3, 3), arcs, 1, mesh_steps(1, shielded), zones);
+    ASSERT_EQ(zones.n, 1);
+    EXPECT_EQ(zones.zone[1].from, -5);
+    EXPECT_EQ(zones.zone[1].to, 5);
+    EXPECT_EQ(zones.zone[1].step, shielded ? 0.5 : 5);
+  }
+  green_zones(box(6, 40, -3, 3), arcs, 1, mesh_steps(1, false), zones);
+  EXPECT_EQ(zones.n, 0);
+}
+
+// Any point of a wavefront over the polygon lies in a zone whose step resolves its slope there; sampled.
+TEST(Zones, HoldAllOfEachWavefrontOverThePolygon) {
+  Random random;
+  for (int sweep = 0; sweep < 200; ++sweep) {
+    const double sigma = random.log_uniform(1e-6, 1e-4), size = sigma * random.log_uniform(10, 1000);
+    const Polygon polygon = box(-size * random.uniform(0.1, 1), size * random.uniform(0.1, 1),
+                                -size * random.uniform(0.01, 1), size * random.uniform(0.01, 1));
+    const double r = size * random.log_uniform(0.1, 1e5), angle = random.uniform(-pi, pi);
+    // the circle passes at some point near the polygon
+    const double x0 = size * random.uniform(-0.5, 0.5), y0 = size * random.uniform(-0.5, 0.5);
+    arcs[1] = {-r, x0 - r * std::cos(angle), y0 - r * std::sin(angle), 0};
+    arcs[2] = {0, 0, 0, 0};
+    const MeshSteps steps = mesh_steps(sigma, false);
+    GreenZones zones;
+    green_zones(polygon, arcs, 2, steps, zones);
+    double xmin, xmax;
+    polygon_range(polygon, xmin, xmax);
+    for (int k = 0; k < 200; ++k) {
+      const double turn = std::min(1.0, 2 * size / r) * random.uniform(-3, 3);
+      const double x = arcs[1].x + r * std::cos(angle + turn), y = arcs[1].y + r * std::sin(angle + turn);
+      bool over = true;
+      for (int j = 1; j <= maxcorner; ++j) {
+        const PlanePoint &p = polygon[j], &q = polygon[j % maxcorner + 1];
+        over = over && (q.x - p.x) * (y - p.y) - (q.y - p.y) * (x - p.x) > 1e-9 * size * size;
+      }
+      if (!over) continue;
+      bool held = false;
+      for (int j = 1; j <= zones.n; ++j) held = held || (zones.zone[j].from <= x && x <= zones.zone[j].to);
+      ASSERT_TRUE(held) << sweep;
+    }
+    for (int j = 1; j <= zones.n; ++j) {
+      ASSERT_GE(zones.zone[j].step, steps.fine);
+      ASSERT_LE(zones.zone[j].step, steps.cap);
+      ASSERT_LE(zones.zone[std::max(j - 1, 1)].from, zones.zone[j].from);
+    }
+  }
+}
+
+// The circle of radius 5 about (-4, 0) meets the box -2 .. 2 by -3 .. 3 in its upper and lower edge, at
+// (0, +-3), and has its right end (1, 0) inside. A change of a by fine = 0.2 there, dx = 4, dy = 3:
+// w = sqrt(9 + 4.2^2 - 16) - 3 = sqrt(10.64) - 3.
+TEST(Zones, TakeTheStepInBFromTheSlopeOfTheWavefront) {
+  arcs[1] = {-5, -4, 0, 0};
+  GreenZones zones;
+  green_zones(box(-2, 2, -3, 3), arcs, 1, {0.2, 0.5, 5}, zones);
+  ASSERT_EQ(zones.n, 2);  // the sub-bunch's own from -0.5 to 0.5
+  EXPECT_NEAR(zones.zone[1].from, -0.5, 1e-6);
+  EXPECT_NEAR(std::max(zones.zone[1].to, zones.zone[2].to), 1.5, 1e-6);
+  EXPECT_NEAR(std::min(zones.zone[1].step, zones.zone[2].step), std::sqrt(10.64) - 3, 1e-6);
+}
+
+// Zones of all kinds: apart, overlapping, touching, of no length, at the ends of the mesh.
+TEST(Lines, KeepTheirRulesInARandomSweep) {
+  Random random;
+  for (int sweep = 0; sweep < 500; ++sweep) {
+    const MeshSteps steps = mesh_steps(random.log_uniform(1e-6, 1e-4), sweep % 2 == 0);
+    const double xmin = -steps.fine * random.log_uniform(1, 2000), xmax = steps.fine * random.log_uniform(1, 2000);
+    GreenZones zones;
+    double from = xmin;
+    while (zones.n < 8 && from <= xmax) {
+      const double to = std::min(xmax, from + steps.fine * random.log_uniform(1e-9, 100));
+      zones.zone[++zones.n] = {from, to, steps.fine};
+      const double gap = random.uniform(0, 1) < 0.3 ? 1e-17 * sweep : steps.fine * random.log_uniform(1e-12, 100);
+      from = random.uniform(0, 1) < 0.2 ? from : to + gap;
+    }
+    ASSERT_TRUE(gmshx(xmin, xmax, steps, zones, lines));
+    ASSERT_EQ(lines.x[1], xmin);
+    ASSERT_EQ(lines.last(), xmax);
+    for (int i = 1; i < lines.n; ++i) {
+      ASSERT_GT(step(i), 0);
+      for (int j = 1; j <= zones.n; ++j) {
+        const bool overlap = lines.x[i] < zones.zone[j].to && lines.x[i + 1] > zones.zone[j].from;
+        ASSERT_LE(step(i), (overlap ? steps.fine : steps.cap) * (1 + 1e-9)) << sweep;
+      }
+    }
+  }
+}
+
+TEST(Lines, WithoutZonesAreEvenWithTheLargestStep) {
+  GreenZones none;
+  ASSERT_TRUE(gmshx(10, 32, mesh_steps(1, false), none, lines));
+  ASSERT_EQ(lines.n, 6);  // trunc(22 / 5 + 1) = 5 steps of 4.4
+  for (int i = 1; i <= 5; ++i) EXPECT_NEAR(step(i), 4.4, 1e-13);
+}
+
+TEST(Lines, ThatDoNotFitAreRefused) {
+  GreenZones none;
+  EXPECT_FALSE(gmshx(0, 1, mesh_steps(1e-7, false), none, lines));
+  EXPECT_FALSE(gmshx(0, std::nan(""), mesh_steps(1, false), none, lines));
+  EXPECT_FALSE(gmshx(-1e308, 1e308, mesh_steps(1, false), none, lines));
+  GreenZones zones;
+  zones.zone[++zones.n] = {0.4, 0.6, 1};
+  EXPECT_FALSE(gmshx(0, 1, mesh_steps(1e-7, true), zones, lines));
+}
+
+}  // namespace
+}  // namespace tessaron

@@ -1,0 +1,251 @@
+#include "forces/green_mesh.hpp"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <random>
+#include <vector>
+
+#include "forces/green_lookup.hpp"
+#include "forces/green_sources.hpp"
+
+namespace tessaron {
+namespace {
+
+int calls = 0;
+
+// Bilinear interpolation between rows of any spacing reproduces a plane; a quadratic shows its order.
+void plane(double a, double b, GreenRow& f) { f = {1 + 2 * a - 3 * b, 4 * b - a, 0.5 + a + b}, ++calls; }
+void quadratic(double a, double b, GreenRow& f) { f = {a * a, b * b, a * b}, ++calls; }
+void wavy(double a, double b, GreenRow& f) {
+  f = {std::sin(a + 2 * b), std::cos(2 * a - b), std::sin(a) * std::cos(b)}, ++calls;
+}
+
+struct Random {
+  std::mt19937 engine{5};
+  double uniform(double low, double high) { return std::uniform_real_distribution<double>(low, high)(engine); }
+};
+
+/// A polygon around an ellipse, with sharp ends where ry is small.
+Polygon around(double x0, double y0, double rx, double ry) {
+  Polygon polygon;
+  bounda([&](double th) {
+    const double c = std::cos(th), s = std::sin(th);
+    return x0 * c + y0 * s + std::hypot(rx * c, ry * s);
+  }, 0, polygon);
+  return polygon;
+}
+
+struct Case {
+  double x0, y0, rx, ry;  // polygon
+  double front;           // radius of a wavefront from (-front, 0), 0 for none
+  double sigma_rad;
+  bool shielded;
+};
+// sigma_long is 1: the inner range is -5 .. 5, the fine rows reach to 10 sigma_rad.
+const Case cases[] = {
+    {0, 0, 40, 30, 0, 1, false},    {0, 0, 40, 30, 100, 1, false}, {0, 0, 40, 5, 0, 1, true},
+    {60, 0, 50, 20, 0, 1, false},   {-60, 0, 50, 20, 0, 1, false}, {0, 25, 40, 20, 0, 1, false},
+    {0, -25, 40, 20, 0, 1, false},  {0, 0, 40, 0.01, 0, 1, false}, {0, 0, 0.01, 30, 0, 1, false},
+    {3, 2, 1e-6, 1e-6, 0, 1, true}, {0, 0, 3, 3, 0, 0.3, false},   {0, 0, 60, 40, 50, 0.5, true},
+};
+PathArcs arcs;
+
+bool lay(const Case& c, GreenField field, std::int32_t capacity = maxgre) {
+  arcs[1] = {-c.front, -c.front, 0, 0};
+  return gmesh0({around(c.x0, c.y0, c.rx, c.ry), arcs, c.front > 0 ? 1 : 0, 1, c.sigma_rad, c.shielded, field,
+                 capacity});
+}
+
+/// Places inside the polygon, away from its edge.
+std::vector<PlanePoint> places(const Case& c, int n) {
+  Random random;
+  std::vector<PlanePoint> list;
+  while (static_cast<int>(list.size()) < n) {
+    const double u = random.uniform(-1, 1), v = random.uniform(-1, 1);
+    if (u * u + v * v < 0.99) list.push_back({c.x0 + u * c.rx, c.y0 + v * c.ry});
+  }
+  return list;
+}
+
+TEST(GreenMesh, ReproducesAPlaneEverywhereInThePolygon) {
+  for (const Case& c : cases) {
+    ASSERT_FALSE(lay(c, plane));
+    for (const PlanePoint& p : places(c, 500)) {
+      GreenRow f, exact;
+      ASSERT_EQ(gmesh2(p.x, p.y, f), Cover::inside) << c.x0 << " " << p.x << " " << p.y;
+      plane(p.x, p.y, exact);
+      ASSERT_NEAR(f.f1, exact.f1, 1e-10);
+      ASSERT_NEAR(f.f2, exact.f2, 1e-10);
+      ASSERT_NEAR(f.bz, exact.bz, 1e-10);
+    }
+  }
+}
+
+TEST(GreenMesh, KeepsTheSpacingOfRows) {
+  for (const Case& c : cases) {
+    lay(c, plane);
+    const GreenMesh& m = green_mesh;
+    std::int64_t before = 0;
+    for (int i = 1; i <= m.nxg; ++i) {
+      GreenStretches s;
+      green_stretches(m, i, s);
+      ASSERT_EQ(s.jb[0], before + 1);
+      ASSERT_EQ(s.jb[3], m.line[i].gend);
+      ASSERT_GE(s.jb[3] - s.jb[0], 1);
+      EXPECT_EQ(green_row_place(s, s.jb[0]), m.line[i].ylo);
+      EXPECT_NEAR(green_row_place(s, s.jb[3]), m.line[i].yhi, 1e-13);
+      for (std::int64_t j = s.jb[0]; j < s.jb[3]; ++j) {
+        const double b = green_row_place(s, j), step = green_row_place(s, j + 1) - b, R = 10 * c.sigma_rad;
+        ASSERT_GT(step, 0);
+        ASSERT_LE(step, 5 + 1e-12);
+        const bool fine = m.is_inner(i) && b > -R && b + step < R;
+        if (fine) {
+          ASSERT_LE(step, 0.2 * c.sigma_rad + 1e-12);
+        }
+      }
+      before = m.line[i].gend;
+    }
+    EXPECT_EQ(m.ngreen, before);
+    EXPECT_LE(m.iline2 - m.iline1 + 1, 53);
+  }
+}
+
+TEST(GreenMesh, FindsTheStripOfEveryPlace) {
+  for (const Case& c : cases) {
+    lay(c, plane);
+    const GreenMesh& m = green_mesh;
+    int k;
+    for (int i = 1; i <= m.nxg; ++i) {
+      const double x = m.line[i].x, below = std::nextafter(x, -1e300);
+      ASSERT_TRUE(fmesh2(x, k));
+      EXPECT_EQ(k, std::min(i, m.nxg - 1));
+      ASSERT_EQ(fmesh2(below, k), i > 1);
+      EXPECT_EQ(k, std::max(i - 1, 1));
+    }
+    EXPECT_FALSE(fmesh2(std::nextafter(m.line[m.nxg].x, 1e300), k));
+    EXPECT_FALSE(fmesh2(std::nan(""), k));
+  }
+}
+
+TEST(GreenMesh, ComputesARowWhenItIsFirstNeededAndNeverAgain) {
+  lay(cases[0], wavy);
+  calls = 0;
+  GreenRow first, again;
+  gmesh2(7.3, 2.1, first);
+  EXPECT_EQ(calls, 4);
+  gmesh2(7.3, 2.1, again);
+  EXPECT_EQ(calls, 4);
+  EXPECT_EQ(first.f1, again.f1);
+  EXPECT_EQ(std::count(&green_mesh.gflag[1], &green_mesh.gflag[1] + green_mesh.nblock, true), 4);
+}
+
+TEST(GreenMesh, MarksTheRowsThatLookupsCompute) {
+  for (const Case& c : cases) {
+    const auto list = places(c, 300);
+    lay(c, plane);
+    for (const PlanePoint& p : list) EXPECT_EQ(gmesh1(p.x, p.y), Cover::inside);
+    const std::vector<bool> marked(&green_mesh.gflag[1], &green_mesh.gflag[1] + green_mesh.nblock);
+    lay(c, plane);
+    GreenRow f;
+    for (const PlanePoint& p : list) gmesh2(p.x, p.y, f);
+    const std::vector<bool> computed(&green_mesh.gflag[1], &green_mesh.gflag[1] + green_mesh.nblock);
+    EXPECT_EQ(marked, computed);
+  }
+}
+
+TEST(GreenMesh, TellsHowAPlaceBeyondItLies) {
+  lay(cases[0], plane);
+  GreenRow f;
+  EXPECT_EQ(gmesh2(41, 0, f), Cover::beyond_mesh);
+  EXPECT_EQ(gmesh2(-41, 0, f), Cover::beyond_mesh);
+  EXPECT_EQ(gmesh2(0, 31, f), Cover::beside_lines);
+  EXPECT_EQ(gmesh2(39, 29, f), Cover::beside_lines);
+  EXPECT_EQ(gmesh2(std::nan(""), 0, f), Cover::beyond_mesh);
+  EXPECT_EQ(gmesh2(0, std::nan(""), f), Cover::beside_lines);
+}
+
+// Rows and lines are half as far apart for a sub-bunch half as long and wide.
+TEST(GreenMesh, InterpolatesWithSecondOrder) {
+  double error[2];
+  for (int half = 0; half < 2; ++half) {
+    const double sigma = half == 0 ? 1 : 0.5;
+    gmesh0({around(0, 0, 4 * sigma, 4 * sigma), arcs, 0, sigma, sigma, false, quadratic});
+    error[half] = 0;
+    for (const PlanePoint& p : places({0, 0, 4 * sigma, 4 * sigma, 0, 1, false}, 3000)) {
+      GreenRow f;
+      gmesh2(p.x, p.y, f);
+      error[half] = std::max({error[half], std::abs(f.f1 - p.x * p.x), std::abs(f.f2 - p.y * p.y)});
+    }
+  }
+  EXPECT_NEAR(error[0], 0.2 * 0.2 / 4, 0.002);  // h^2/8 of the second derivative 2
+  EXPECT_NEAR(error[0] / error[1], 4, 0.2);
+}
+
+/// Sums of some sources at some points, block by block.
+std::vector<GreenRow> sums(const Case& c, std::int32_t capacity, int& blocks) {
+  const auto list = places({c.x0, c.y0, c.rx * 1.1, c.ry * 1.1, 0, 1, false}, 400);  // some beyond the mesh
+  std::vector<double> x, y;
+  for (const PlanePoint& p : list) x.push_back(p.x + 1), y.push_back(p.y - 2);
+  std::vector<GreenRow> sum(x.size());
+  bool first = true, more = lay(c, wavy, capacity);
+  for (blocks = 1;; ++blocks) {
+    for (const double phi : {0.0, 0.1, -0.2}) {
+      green_add_source(GreenSourceTerm(1, -2, phi, 2.5, 0.05, 0.9), first, {x, y, sum});
+    }
+    if (!more) return sum;
+    more = gmesh0_next();
+    first = false;
+  }
+}
+
+TEST(GreenMesh, SplitIntoBlocksGivesTheSameSumsAsOne) {
+  for (const Case& c : {cases[0], cases[1], cases[11]}) {
+    int blocks;
+    const auto whole = sums(c, maxgre, blocks);
+    ASSERT_EQ(blocks, 1);
+    for (const std::int32_t capacity : {4000, 1000}) {
+      const auto split = sums(c, capacity, blocks);
+      EXPECT_GT(blocks, 1);
+      for (std::size_t e = 0; e < whole.size(); ++e) {
+        ASSERT_NEAR(split[e].f1, whole[e].f1, 1e-12) << e;
+        ASSERT_NEAR(split[e].f2, whole[e].f2, 1e-12);
+        ASSERT_NEAR(split[e].bz, whole[e].bz, 1e-12);
+      }
+    }
+  }
+}
+
+// One source at (1, 2) with the angle phi, a plane field E + beta n x cB of it: the sums are the field of a
+// test particle with the direction and speed of reference, in reference axes. The field is linear, so the
+// mesh has it exactly.
+TEST(SourceTerm, TurnsTheFieldAndCorrectsItsVelocityTerm) {
+  const double phi = 0.3, ref_phi = -0.2, beta = 0.8, q = 3;
+  lay(cases[0], plane);
+  std::vector<double> x{4.5}, y{1.25};
+  std::vector<GreenRow> sum(1);
+  green_add_source(GreenSourceTerm(1, 2, phi, q, ref_phi, beta), true, {x, y, sum});
+
+  const double a = std::cos(phi) * 3.5 - std::sin(phi) * 0.75, b = -std::cos(phi) * 0.75 - std::sin(phi) * 3.5;
+  GreenRow f;
+  plane(a, b, f);
+  // electric field in lab axes: n x (0, 0, B) = (ny, -nx) B is taken off along the source's direction
+  const double ex = std::cos(phi) * f.f1 - std::sin(phi) * f.f2 - beta * std::sin(phi) * f.bz;
+  const double ey = std::sin(phi) * f.f1 + std::cos(phi) * f.f2 + beta * std::cos(phi) * f.bz;
+  const double fx = ex + beta * std::sin(ref_phi) * f.bz, fy = ey - beta * std::cos(ref_phi) * f.bz;
+  EXPECT_NEAR(sum[0].f1, q * (std::cos(ref_phi) * fx + std::sin(ref_phi) * fy), 1e-11);
+  EXPECT_NEAR(sum[0].f2, q * (std::cos(ref_phi) * fy - std::sin(ref_phi) * fx), 1e-11);
+  EXPECT_NEAR(sum[0].bz, q * f.bz, 1e-11);
+}
+
+TEST(GreenMeshDeath, AMeshThatDoesNotFitStopsTheRun) {
+  const auto clean_end = testing::ExitedWithCode(0);
+  EXPECT_EXIT(lay(cases[0], plane, 100), clean_end, "");                      // no two lines fit
+  EXPECT_EXIT(lay({0, 0, 1e6, 1, 0, 1, true}, plane), clean_end, "");         // too many lines
+  EXPECT_EXIT(lay({0, 0, 4, 1e300, 0, 1, true}, plane), clean_end, "");       // too many rows on a line
+  EXPECT_EXIT(lay({std::nan(""), 0, 4, 1, 0, 1, true}, plane), clean_end, "");
+}
+
+}  // namespace
+}  // namespace tessaron
