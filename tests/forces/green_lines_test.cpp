@@ -14,7 +14,9 @@ PathArcs arcs;
 
 struct Random {
   std::mt19937 engine{17};
-  double uniform(double low, double high) { return std::uniform_real_distribution<double>(low, high)(engine); }
+  double uniform(double low, double high) {
+    return std::uniform_real_distribution<double>(low, high)(engine);
+  }
   double log_uniform(double low, double high) { return std::exp(uniform(std::log(low), std::log(high))); }
 };
 
@@ -26,9 +28,12 @@ double step(int i) { return lines.x[i + 1] - lines.x[i]; }
 
 Polygon box(double xmin, double xmax, double ymin, double ymax) {
   Polygon polygon;
-  bounda([&](double th) {
-    return std::max(xmin * std::cos(th), xmax * std::cos(th)) + std::max(ymin * std::sin(th), ymax * std::sin(th));
-  }, 0, polygon);
+  bounda(
+      [&](double th) {
+        return std::max(xmin * std::cos(th), xmax * std::cos(th)) +
+               std::max(ymin * std::sin(th), ymax * std::sin(th));
+      },
+      0, polygon);
   return polygon;
 }
 
@@ -145,13 +150,15 @@ TEST(Lines, KeepTheirRulesInARandomSweep) {
   Random random;
   for (int sweep = 0; sweep < 500; ++sweep) {
     const MeshSteps steps = mesh_steps(random.log_uniform(1e-6, 1e-4), sweep % 2 == 0);
-    const double xmin = -steps.fine * random.log_uniform(1, 2000), xmax = steps.fine * random.log_uniform(1, 2000);
+    const double xmin = -steps.fine * random.log_uniform(1, 2000),
+                 xmax = steps.fine * random.log_uniform(1, 2000);
     GreenZones zones;
     double from = xmin;
     while (zones.n < 8 && from <= xmax) {
       const double to = std::min(xmax, from + steps.fine * random.log_uniform(1e-9, 100));
       zones.zone[++zones.n] = {from, to, steps.fine};
-      const double gap = random.uniform(0, 1) < 0.3 ? 1e-17 * sweep : steps.fine * random.log_uniform(1e-12, 100);
+      const double gap =
+          random.uniform(0, 1) < 0.3 ? 1e-17 * sweep : steps.fine * random.log_uniform(1e-12, 100);
       from = random.uniform(0, 1) < 0.2 ? from : to + gap;
     }
     ASSERT_TRUE(gmshx(xmin, xmax, steps, zones, lines));

@@ -24,16 +24,20 @@ void wavy(double a, double b, GreenRow& f) {
 
 struct Random {
   std::mt19937 engine{5};
-  double uniform(double low, double high) { return std::uniform_real_distribution<double>(low, high)(engine); }
+  double uniform(double low, double high) {
+    return std::uniform_real_distribution<double>(low, high)(engine);
+  }
 };
 
 /// A polygon around an ellipse, with sharp ends where ry is small.
 Polygon around(double x0, double y0, double rx, double ry) {
   Polygon polygon;
-  bounda([&](double th) {
-    const double c = std::cos(th), s = std::sin(th);
-    return x0 * c + y0 * s + std::hypot(rx * c, ry * s);
-  }, 0, polygon);
+  bounda(
+      [&](double th) {
+        const double c = std::cos(th), s = std::sin(th);
+        return x0 * c + y0 * s + std::hypot(rx * c, ry * s);
+      },
+      0, polygon);
   return polygon;
 }
 
@@ -227,7 +231,8 @@ TEST(SourceTerm, TurnsTheFieldAndCorrectsItsVelocityTerm) {
   std::vector<GreenRow> sum(1);
   green_add_source(GreenSourceTerm(1, 2, phi, q, ref_phi, beta), true, {x, y, sum});
 
-  const double a = std::cos(phi) * 3.5 - std::sin(phi) * 0.75, b = -std::cos(phi) * 0.75 - std::sin(phi) * 3.5;
+  const double a = std::cos(phi) * 3.5 - std::sin(phi) * 0.75,
+               b = -std::cos(phi) * 0.75 - std::sin(phi) * 3.5;
   GreenRow f;
   plane(a, b, f);
   // electric field in lab axes: n x (0, 0, B) = (ny, -nx) B is taken off along the source's direction
@@ -241,9 +246,9 @@ TEST(SourceTerm, TurnsTheFieldAndCorrectsItsVelocityTerm) {
 
 TEST(GreenMeshDeath, AMeshThatDoesNotFitStopsTheRun) {
   const auto clean_end = testing::ExitedWithCode(0);
-  EXPECT_EXIT(lay(cases[0], plane, 100), clean_end, "");                      // no two lines fit
-  EXPECT_EXIT(lay({0, 0, 1e6, 1, 0, 1, true}, plane), clean_end, "");         // too many lines
-  EXPECT_EXIT(lay({0, 0, 4, 1e300, 0, 1, true}, plane), clean_end, "");       // too many rows on a line
+  EXPECT_EXIT(lay({0, 0, 4, 30, 0, 1, false}, plane, 100), clean_end, "");  // no two lines fit
+  EXPECT_EXIT(lay({0, 0, 1e6, 1, 0, 1, true}, plane), clean_end, "");       // too many lines
+  EXPECT_EXIT(lay({0, 0, 4, 1e300, 0, 1, true}, plane), clean_end, "");     // too many rows on a line
   EXPECT_EXIT(lay({std::nan(""), 0, 4, 1, 0, 1, true}, plane), clean_end, "");
 }
 

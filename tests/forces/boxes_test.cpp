@@ -1,0 +1,161 @@
+#include "forces/force3_boxes.hpp"
+
+#include <gtest/gtest.h>
+
+#include "forces/field_settings.hpp"
+#include "forces/models_fixture.hpp"
+
+namespace tessaron {
+namespace {
+
+using test::Models;
+
+struct Boxes : Models {
+  static inline ObservationPoints points;
+  static inline ForceTable table;
+  static constexpr double sigma = 1e-5;
+
+  Force at(std::int32_t i) const { return table[i]; }
+  void build(bool to_mesh = true) {
+    log = test::console_of([&] { frcbox(ptlcom.particle, sigma, sigma, to_mesh, points); });
+  }
+  /// Gives each point a field that depends on its place, and takes it to the particles.
+  template <class Field>
+  void take(Field field, const ReferenceMotion& reference) {
+    for (std::int32_t e = 1; e <= points.ne; ++e) points.sum[e] = field(points.lab[e].x, points.lab[e].y);
+    frcint(ptlcom.particle, reference, points, table);
+  }
+  void cloud(int n, double length, double width, double angle) {
+    for (int i = 0; i < n; ++i) add(length * normal(), width * normal(), 0);
+    move(angle, 3, -2);
+  }
+};
+
+// Interpolation in a box, a turned frame and the numbers of nodes and corners all enter.
+TEST_F(Boxes, ReproduceALinearFieldExactly) {
+  for (const double angle : {0.0, 0.7, -2.9}) {
+    ptlcom_store.npart = 0;
+    cloud(3000, 4e-5, 1e-5, angle);
+    build();
+    ASSERT_GT(box_mesh.nbox, 50);
+    ASSERT_LE(points.ne, ptlcom.npart);
+    const double phi = ptlcom.particle[1].phi, beta = beta_of(ptlcom.particle[1]);
+    const auto linear = [](double x, double y) {
+      return GreenRow{1 + 1e4 * (x - 3) - 2e4 * (y + 2), 3e4 * (x - 3) + 1e4 * (y + 2), 7};
+    };
+    take(linear, {phi, beta, 0});
+    for (std::int32_t i = 1; i <= ptlcom.npart; ++i) {
+      const GreenRow exact = linear(ptlcom.particle[i].x, ptlcom.particle[i].y);
+      ASSERT_NEAR(at(i).along, exact.f1, 1e-9);
+      ASSERT_NEAR(at(i).across, exact.f2, 1e-9);
+    }
+  }
+}
+
+// Midway between nodes h apart the chord of x^2 lies h^2/4 above it.
+TEST_F(Boxes, InterpolateWithSecondOrder) {
+  std::uniform_real_distribution<double> even(-1, 1);
+  for (int i = 0; i < 40000; ++i) add(4e-5 * even(engine), 2e-5 * even(engine), 0);
+  for (const double size : {0.5, 0.25}) {
+    force_settings_store.sbox = force_settings_store.rbox = size;
+    build();
+    take([](double x, double y) { return GreenRow{x * x, y * y, 0}; }, {0, 1, 0});
+    double along = 0, across = 0;
+    for (std::int32_t i = 1; i <= ptlcom.npart; ++i) {
+      const Particle& p = ptlcom.particle[i];
+      along = std::max(along, std::abs(at(i).along - p.x * p.x));
+      across = std::max(across, std::abs(at(i).across - p.y * p.y));
+    }
+    EXPECT_NEAR(along / (box_mesh.du * box_mesh.du / 4), 1, 0.01);
+    EXPECT_NEAR(across / (box_mesh.dv * box_mesh.dv / 4), 1, 0.01);
+    EXPECT_NEAR(box_mesh.du, size * sigma, 0.1 * size * sigma);
+  }
+}
+
+// The sums are E + beta n x c B for the reference motion; the force is that for the particle's own.
+TEST_F(Boxes, ForceIsThatOfTheParticlesOwnMotion) {
+  for (int i = 0; i < 200; ++i) add(0, 0, 3 * normal(), 1e-12, std::exp(3 * normal()));
+  build(false);
+  ASSERT_EQ(points.ne, 200);
+  const double ex = 2, ey = -3, bz = 1.7, phi = 0.4, beta = 0.95;
+  const double fx = ex + beta * std::sin(phi) * bz, fy = ey - beta * std::cos(phi) * bz;
+  const GreenRow sum{std::cos(phi) * fx + std::sin(phi) * fy, std::cos(phi) * fy - std::sin(phi) * fx, bz};
+  take([&](double, double) { return sum; }, {phi, beta, 0});
+  for (std::int32_t i = 1; i <= 200; ++i) {
+    const Particle& p = ptlcom.particle[i];
+    const double c = std::cos(p.phi), s = std::sin(p.phi), v = beta_of(p);
+    const double gx = ex + v * s * bz, gy = ey - v * c * bz;
+    ASSERT_NEAR(at(i).along, c * gx + s * gy, 1e-12);
+    ASSERT_NEAR(at(i).across, c * gy - s * gx, 1e-12);
+    ASSERT_EQ(at(i).up, 0);
+  }
+}
+
+TEST_F(Boxes, TakeFourParticlesAndNoFewer) {
+  for (const int n : {3, 4}) {
+    ptlcom_store.npart = 0;
+    add(0, 0, 0);
+    for (int i = 0; i < n; ++i) add(1e-4 + 1e-7 * i, 0, 0);
+    add(5e-5, 0, 0);
+    ptlcom_store.test[n + 2] = false;  // neither counts in a box nor is a point
+    build();
+    EXPECT_EQ(log.at(0),
+              n == 3 ? "  boxes = 0  e_points= 0  p_points= 4" : "  boxes = 1  e_points= 4  p_points= 1");
+    take([](double, double) { return GreenRow{1, 2, 0}; }, {0, 1, 0});
+    EXPECT_EQ(at(1).along, 1);
+    EXPECT_NEAR(at(3).across, 2, 1e-14);
+    EXPECT_EQ(at(n + 2).along, 0);
+    EXPECT_EQ(at(n + 2).across, 0);
+  }
+}
+
+// Neighbouring boxes share their corners: four full cells in a square have nine nodes.
+TEST_F(Boxes, ShareTheirCorners) {
+  force_settings_store.sbox = force_settings_store.rbox = 1;
+  for (const double u : {0.5, 1.9}) {
+    for (const double v : {0.5, 1.9}) {
+      for (int k = 0; k < 4; ++k) add(u * sigma, v * sigma, 0);
+    }
+  }
+  for (int i = 1; i <= 2; ++i) add(2 * sigma * (i == 1), 2 * sigma * (i == 2), 0);
+  ptlcom_store.particle[1].x = ptlcom_store.particle[1].y = 0;
+  build();
+  EXPECT_EQ(box_mesh.nu, 2);
+  EXPECT_EQ(log.at(0), "  boxes = 4  e_points= 9  p_points= 0");
+}
+
+TEST_F(Boxes, OfAThinBunchAreOneCellWide) {
+  for (const double width : {0.0, 1e-30, 1e-9}) {
+    ptlcom_store.npart = 0;
+    cloud(100, 1e-4, width, 0);
+    build();
+    EXPECT_EQ(box_mesh.nv, 1);
+    take([](double x, double) { return GreenRow{x, 1, 0}; }, {0, 1, 0});
+    for (std::int32_t i = 1; i <= 100; ++i) {
+      ASSERT_NEAR(at(i).along, ptlcom.particle[i].x, 1e-12);
+      ASSERT_NEAR(at(i).across, 1, 1e-12);
+    }
+  }
+  ptlcom_store.npart = 0;
+  cloud(10, 0, 0, 0.3);
+  build();
+  EXPECT_EQ(log.at(0), "  boxes = 1  e_points= 4  p_points= 0");
+}
+
+// Positions that no mesh can hold: there is a result, whatever it is.
+TEST_F(Boxes, StandAnyPosition) {
+  const double bad[] = {std::nan(""), 1e300, -1e300, INFINITY, 1e12};
+  for (const double x : bad) {
+    for (const double y : bad) {
+      ptlcom_store.npart = 0;
+      cloud(20, 1e-4, 1e-5, 0);
+      add(x, y, 0);
+      build();
+      take([](double, double) { return GreenRow{1, 1, 0}; }, {0, 1, 0});
+      EXPECT_LE(points.ne, ptlcom.npart);
+    }
+  }
+}
+
+}  // namespace
+}  // namespace tessaron
