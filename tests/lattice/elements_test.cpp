@@ -1,0 +1,184 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "common/undefined.hpp"
+#include "lattice/deck_lattice.hpp"
+
+using namespace tessaron;
+using test::read_lattice;
+using Lines = std::vector<std::string>;
+
+namespace {
+
+void expect_element(int i, ElementClass kind, std::int32_t subtype, std::int32_t iend, std::int32_t rend) {
+  const Element& e = latcom.elem[i];
+  EXPECT_EQ(e.kind, kind) << i;
+  EXPECT_EQ(e.subtype, subtype) << i;
+  EXPECT_EQ(e.iend, iend) << i;
+  EXPECT_EQ(e.rend, rend) << i;
+}
+
+std::string repeated(const char* text, int count) {
+  std::string all = "{ ";
+  for (int i = 0; i < count; ++i) all.append(text).append("\n");
+  return all + "}";
+}
+
+}  // namespace
+
+// One of each kind; every boundary has both ends of its private data set.
+TEST(Elements, KeepTheirDataInThePools) {
+  ASSERT_EQ(
+      read_lattice(
+          "{ quadrupole { position { delta_s=1 } properties { strength=3 alpha=90 horizontal_offset=0.1 "
+          "vertical_offset=0.2 }\n position { delta_s=1 } }\n"
+          "dipole { position { delta_s=1 } properties { r=5 } position { delta_s=1 } }\n"
+          "multipole { position { delta_s=1 } properties { poles=8 strength=7 } position { delta_s=1 } }\n"
+          "multipole { position { delta_s=1 } properties { poles=2 strength=7 } position { delta_s=1 } }\n"
+          "thin_quadrupole { position { delta_s=1 } properties { effective_length=0.5 quadrupole_k=4 } }\n"
+          "discrete_free { position { delta_s=1 } properties { type=7 integer=3 real=2 }\n"
+          "  real_array { 1.5 2.5d0 } integer_array { 11 } } }"),
+      ok);
+  using enum ElementClass;
+  ASSERT_EQ(latcom.nlat, 10);
+  expect_element(1, field, 0, 0, 0);
+  expect_element(2, field, 1, 1, 4);
+  expect_element(3, field, 0, 1, 4);
+  expect_element(4, field, 0, 1, 4);
+  expect_element(6, field, 1, 2, 8);
+  expect_element(8, field, 0, 2, 8);
+  expect_element(9, discrete, 1, 2, 40);
+  expect_element(10, discrete, 7, 5, 42);
+  EXPECT_EQ(latcom.ipool_used, 5);
+  EXPECT_EQ(latcom.rpool_used, 42);
+  EXPECT_EQ(latcom.bnd[4].r, 5);
+  EXPECT_EQ(latcom.bnd[8].r, 0);
+
+  const double quadrupole[] = {0.1, 0.2, 3, pi / 2}, octupole[] = {0, 0, 7, 0};
+  for (int k = 1; k <= 4; ++k) EXPECT_EQ(latcom.rpool[k], quadrupole[k - 1]);
+  for (int k = 1; k <= 4; ++k) EXPECT_EQ(latcom.rpool[k + 4], octupole[k - 1]);
+  EXPECT_EQ(latcom.ipool[1], 2);
+  EXPECT_EQ(latcom.ipool[2], 4);
+  const double first[] = {1, -2, 0, 0, 0, 1, 0, 0, 0, 0, 1, 2, 0, 0, 0, 1};
+  const double second[] = {1, 0, 0, 0, 2, 1, 0, 0, 0, 0, 1, 0, 0, 0, -2, 1};
+  for (int k = 1; k <= 16; ++k) EXPECT_EQ(latcom.rpool[8 + k], first[k - 1]) << k;
+  for (int k = 1; k <= 16; ++k) EXPECT_EQ(latcom.rpool[24 + k], second[k - 1]) << k;
+  EXPECT_EQ(latcom.rpool[41], 1.5);
+  EXPECT_EQ(latcom.rpool[42], 2.5);
+  EXPECT_EQ(latcom.ipool[3], 11);
+  EXPECT_EQ(latcom.ipool[4], undefined_integer);
+  EXPECT_EQ(latcom.ipool[5], undefined_integer);
+
+  // The next lattice has nothing of this one: arrays that it leaves out hold the markers.
+  ASSERT_EQ(
+      read_lattice("{ discrete_free { position { delta_s=1 } properties { type=1 integer=2 real=3 } } }"),
+      ok);
+  expect_element(1, discrete, 1, 2, 3);
+  for (int k = 1; k <= 2; ++k) EXPECT_EQ(latcom.ipool[k], undefined_integer);
+  for (int k = 1; k <= 3; ++k) EXPECT_EQ(latcom.rpool[k], undefined_real);
+}
+
+TEST(Elements, FillThePoolsToTheLastPlace) {
+  const char* free = "discrete_free { position { delta_s=1 } properties { type=1 integer=250 real=250 } }";
+  Lines lines;
+  EXPECT_EQ(read_lattice(repeated(free, 4)), ok);
+  EXPECT_EQ(latcom.ipool_used, 1000);
+  EXPECT_EQ(latcom.rpool_used, 1000);
+  EXPECT_NE(read_lattice(repeated(free, 5), &lines), ok);
+  EXPECT_EQ(lines, (Lines{" increase ilalen (latcom)", " error in dicrete_free", " error in lattice"}));
+
+  const char* magnet = "quadrupole { position { delta_s=1 } }";
+  EXPECT_EQ(read_lattice(repeated(magnet, 100)), ok);
+  EXPECT_EQ(latcom.nlat, 100);
+  EXPECT_NE(read_lattice(repeated(magnet, 101), &lines), ok);
+  EXPECT_EQ(lines, (Lines{" error in position: increase maxlat (latcom)", " error in dipole/multipole",
+                          " error in lattice"}));
+}
+
+TEST(Elements, EndWithOneBoundaryWhereTheBlockCloses) {
+  EXPECT_EQ(read_lattice("{ dipole { } }"), ok);
+  EXPECT_EQ(latcom.nlat, 0);
+  EXPECT_EQ(read_lattice("{ quadrupole { position { delta_s=1 } properties { strength=1 } } }"), ok);
+  EXPECT_EQ(latcom.nlat, 1);
+  EXPECT_EQ(latcom.ipool_used, 0);
+  EXPECT_EQ(read_lattice("{ dipole { position { delta_s=1 } properties { } position { delta_s=1 } } }"), ok);
+  EXPECT_EQ(latcom.bnd[2].r, 0);
+}
+
+TEST(Latout, ListsBoundariesElementsAndPrivateData) {
+  test::WorkingFolder folder;
+  folder.write(
+      "tessar.in",
+      "{ dipole { position { delta_s=0.5 marker=start } }\n"
+      "quadrupole { position { delta_s=1 } properties { strength=2 } position { delta_s=0.25 duty=no } } }");
+  Status status = failed;
+  const Lines console = test::console_of([&] {
+    if (fiinit("tessar.in") == ok && rdinit() == ok) status = lattice();
+    close_all_files();
+  });
+  EXPECT_EQ(status, ok);
+  EXPECT_EQ(console,
+            (Lines{" section 1  length= 1", " section 2  length= 0.25", " end of lattice definition"}));
+  const std::string dashes = " " + std::string(48, '-');
+  const Lines expected = {dashes,
+                          " i= 1   marker= start   duty= T",
+                          "",
+                          " 1 0.5",
+                          " 2 0",
+                          " 3 1",
+                          " 4 0",
+                          " 5 1",
+                          " 6 0",
+                          " 7 0.5",
+                          " 8 0",
+                          "",
+                          " 1 1",
+                          " 2 0",
+                          " 3 0",
+                          " 4 0",
+                          dashes,
+                          " i= 2   marker= undefined   duty= T",
+                          "",
+                          " 1 1.5",
+                          " 2 0",
+                          " 3 1",
+                          " 4 0",
+                          " 5 1",
+                          " 6 0",
+                          " 7 1.5",
+                          " 8 0",
+                          "",
+                          " 1 1",
+                          " 2 0",
+                          " 3 0",
+                          " 4 0",
+                          dashes,
+                          " i= 3   marker= undefined   duty= F",
+                          "",
+                          " 1 1.75",
+                          " 2 0",
+                          " 3 1",
+                          " 4 0",
+                          " 5 1",
+                          " 6 0",
+                          " 7 1.75",
+                          " 8 0",
+                          "",
+                          " 1 1",
+                          " 2 1",
+                          " 3 1",
+                          " 4 4",
+                          "",
+                          "   private integers",
+                          " 1 2",
+                          "",
+                          "   private reals",
+                          " 1 0",
+                          " 2 0",
+                          " 3 2",
+                          " 4 0",
+                          dashes};
+  EXPECT_EQ(folder.lines("latout.dat"), expected);
+}

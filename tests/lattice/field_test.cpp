@@ -1,0 +1,150 @@
+#include "lattice/field.hpp"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cmath>
+#include <string>
+#include <vector>
+
+#include "beam/ptlcom_owner.hpp"
+#include "lattice/deck_lattice.hpp"
+
+using namespace tessaron;
+using test::console_of;
+using test::read_lattice;
+using Lines = std::vector<std::string>;
+
+namespace {
+
+constexpr double p0 = 500;
+
+void expect_drift(const SectionField& field) {
+  EXPECT_EQ(field.K, 0);
+  EXPECT_EQ(field.order, 1);
+  EXPECT_EQ(field.strength, 0);
+}
+
+}  // namespace
+
+TEST(SectionField, IsThatOfTheSectionInFrontOfABoundary) {
+  ptlcom_store.reference_momentum = p0;
+  ASSERT_EQ(
+      read_lattice(
+          "{ dipole { position { delta_s=0 } properties { r=-2 } position { delta_s=1 } }\n"
+          "thin_quadrupole { position { delta_s=1 } properties { effective_length=1 quadrupole_k=1 } }\n"
+          "multipole { position { delta_s=1 } properties { poles=6 strength=4 alpha=30 "
+          "horizontal_offset=0.1 vertical_offset=0.2 } position { delta_s=1 } } }"),
+      ok);
+  const Lines console = console_of([] {
+    for (const std::int32_t open_end : {-100, 0, 1, 6, 1000000}) expect_drift(section_field(open_end, true));
+    expect_drift(section_field(3, true));
+    expect_drift(section_field(4, false));
+    EXPECT_EQ(section_field(2, true).K, p0 / -2);
+    EXPECT_EQ(section_field(2, false).order, 1);
+  });
+  EXPECT_TRUE(console.empty());
+
+  for (const bool forward : {true, false}) {
+    const SectionField field = section_field(5, forward);
+    const Boundary& entry = latcom.bnd[forward ? 4 : 5];
+    EXPECT_EQ(field.order, 3);
+    EXPECT_EQ(field.K, 0);
+    EXPECT_EQ(field.G, 4 * p0);
+    EXPECT_EQ(field.strength, 4);
+    EXPECT_EQ(field.alpha, radians(30));
+    EXPECT_EQ(field.z0, 0.2);
+    // a positive offset lies to the left of the orbit, which the dipole has turned by half a radian
+    EXPECT_NEAR(field.Theta, 0.5, 1e-15);
+    EXPECT_NEAR(field.x0, entry.x - 0.1 * std::sin(0.5), 1e-15);
+    EXPECT_NEAR(field.y0, entry.y + 0.1 * std::cos(0.5), 1e-15);
+  }
+}
+
+TEST(SectionField, TellsOfDataWithoutMeaningAtEveryCall) {
+  ptlcom_store.reference_momentum = p0;
+  ASSERT_EQ(read_lattice(
+                "{ dipole { position { delta_s=0 } }\n"
+                "discrete_free { position { delta_s=1 } properties { type=5 integer=0 real=0 } }\n"
+                "quadrupole { position { delta_s=1 } properties { strength=1 } position { delta_s=1 } } }"),
+            ok);
+  const Lines discrete = console_of([] {
+    for (int i = 0; i < 2; ++i) expect_drift(section_field(2, true));
+  });
+  EXPECT_EQ(discrete, Lines(2, " nothing implemented for this case"));
+
+  latcom_store.ipool[latcom.elem[4].iend] = 0;
+  const Lines order = console_of([] { EXPECT_EQ(section_field(4, true).order, 0); });
+  EXPECT_EQ(order, Lines{" multipole with invalid azimuthal order"});
+  for (const std::int32_t outside : {-5, 0, 2000000000}) {
+    latcom_store.elem[4].iend = latcom_store.elem[4].rend = outside;
+    const Lines console = console_of([] { EXPECT_EQ(section_field(4, true).G, 0); });
+    EXPECT_EQ(console, Lines{" multipole with invalid azimuthal order"});
+  }
+}
+
+// A kick -+ K z tan(phi - psi)/p: none on the axis or at right angles to the face, opposite on both sides.
+TEST(Edge, TurnsTheElevation) {
+  Boundary b;
+  b.nx = std::cos(0.3);
+  b.ny = std::sin(0.3);
+  Particle particle{0, 0, 2e-3, p0, 0.5, 0.1, 1e-15};
+  edge_entry(particle, 50, b);
+  EXPECT_NEAR(particle.theta, 0.1 - 50 * 2e-3 * std::tan(0.2) / p0, 1e-16);
+  edge_exit(particle, 50, b);
+  EXPECT_NEAR(particle.theta, 0.1, 1e-16);
+  particle.phi = 0.3;
+  edge_exit(particle, 50, b);
+  EXPECT_NEAR(particle.theta, 0.1, 1e-16);
+  particle = {0, 0, 0, p0, 0.5, 0.1, 1e-15};
+  edge_exit(particle, 50, b);
+  EXPECT_EQ(particle.theta, 0.1);
+}
+
+TEST(Map, IsFoundAtBoundariesWithALinearMapOnly) {
+  ASSERT_EQ(
+      read_lattice(
+          "{ thin_quadrupole { position { delta_s=0.5 } properties { effective_length=1 quadrupole_k=2 } }\n"
+          "dipole { position { delta_s=1 } }\n"
+          "discrete_free { position { delta_s=1 } properties { type=5 integer=0 real=1 } }\n"
+          "thin_quadrupole { position { delta_s=1 } properties { effective_length=1 quadrupole_k=7 } } }"),
+      ok);
+  DiscreteMap map;
+  for (const std::int32_t none : {-1, 0, 2, 3, 5, 100000}) EXPECT_FALSE(get_map(none, map));
+  ASSERT_TRUE(get_map(1, map));
+  EXPECT_EQ(map.matrix[1], -2);
+  EXPECT_EQ(map.x, 0.5);
+  ASSERT_TRUE(get_map(4, map));
+  EXPECT_EQ(map.matrix[1], -7);
+  EXPECT_EQ(map.x, 3.5);
+}
+
+// In the frame of the tangent the particle's offsets and slopes are multiplied by the matrix, column by
+// column.
+TEST(Map, ActsOnOffsetsAndSlopesAcrossTheTangent) {
+  for (const double turn : {0.0, 0.8, -2.5}) {
+    const double c = std::cos(turn), s = std::sin(turn);
+    DiscreteMap map{{}, 2, -1, c, s};
+    std::array<double, 16>& m = map.matrix;
+    for (std::size_t k = 0; k < 16; ++k) m[k] = std::sin(1 + 2.5 * static_cast<double>(k));
+    const double in[] = {2e-3, 0.03, -1e-3, -0.02}, along = 4e-3;
+    Particle particle{2 + along * c - in[0] * s,
+                      -1 + along * s + in[0] * c,
+                      in[2],
+                      p0,
+                      turn + std::atan(in[1]),
+                      std::atan(in[3] / std::hypot(1, in[1])),
+                      1e-15};
+    apply_map(particle, map);
+    double out[4];
+    for (std::size_t a = 0; a < 4; ++a) {
+      out[a] = m[a] * in[0] + m[a + 4] * in[1] + m[a + 8] * in[2] + m[a + 12] * in[3];
+    }
+    EXPECT_NEAR(particle.x, 2 - out[0] * s, 1e-15);
+    EXPECT_NEAR(particle.y, -1 + out[0] * c, 1e-15);
+    EXPECT_NEAR(particle.z, out[2], 1e-16);
+    EXPECT_NEAR(particle.phi, turn + std::atan(out[1]), 1e-15);
+    EXPECT_NEAR(particle.theta, std::atan(out[3] / std::hypot(1, out[1])), 1e-15);
+    EXPECT_EQ(particle.p, p0);
+  }
+}

@@ -1,0 +1,169 @@
+#include "lattice/inila2.hpp"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cmath>
+#include <string>
+#include <vector>
+
+#include "beam/ptlcom_owner.hpp"
+#include "common/undefined.hpp"
+#include "lattice/deck_lattice.hpp"
+
+using namespace tessaron;
+using test::console_of;
+using test::read_lattice;
+using Lines = std::vector<std::string>;
+
+namespace {
+
+constexpr double p0 = 1000;
+const double beta = p0 / std::sqrt(p0 * p0 + 1);
+
+class Preparation : public testing::Test {
+ protected:
+  void SetUp() override {
+    ptlcom_store.reference_momentum = p0;
+    ptlcom_store.ctptcl = 0.5;
+    place({{-1, 0}});
+  }
+  /// A bunch of particles at these places, not yet in sections.
+  void place(std::vector<std::array<double, 2>> places) {
+    ptlcom_store.npart = static_cast<std::int32_t>(places.size());
+    for (int j = 1; j <= ptlcom.npart; ++j) {
+      const auto& q = places[static_cast<std::size_t>(j - 1)];
+      ptlcom_store.particle[j] = {q[0], q[1], 0, p0, 0, 0, 1e-15};
+    }
+    ptlcom_store.sections_valid = false;
+  }
+};
+
+}  // namespace
+
+TEST_F(Preparation, PlacesParticlesBeforeTheFirstBoundaryAheadOfThem) {
+  ASSERT_EQ(
+      read_lattice("{ dipole { position { delta_s=1 } } dipole { position { delta_s=1 delta_psi=45 } } }"),
+      ok);
+  place({{0.5, 0}, {1, 0}, {1.5, 0}, {1.5, 2}, {2, 0}, {2, -1}, {9, 0}});
+  ASSERT_EQ(inila2(), ok);
+  const std::int32_t sections[] = {1, 2, 2, 3, 3, 2, 3};  // on a boundary counts as behind it
+  for (int j = 1; j <= 7; ++j) EXPECT_EQ(ptlcom.section[j], sections[j - 1]) << j;
+  EXPECT_TRUE(ptlcom.sections_valid);
+  EXPECT_TRUE(latcom.latready);
+
+  // Tracking moves the sections on; they stay while bunch and lattice do.
+  ptlcom_store.section[4] = 1;
+  ASSERT_EQ(inila2(), ok);
+  EXPECT_EQ(ptlcom.section[4], 1);
+  ptlcom_store.sections_valid = false;
+  ASSERT_EQ(inila2(), ok);
+  EXPECT_EQ(ptlcom.section[4], 3);
+  ptlcom_store.section[4] = 1;
+  ASSERT_EQ(read_lattice("{ dipole { position { delta_s=1 } } dipole { position { delta_s=1 } } }"), ok);
+  ASSERT_EQ(inila2(), ok);
+  EXPECT_EQ(ptlcom.section[4], 2);
+}
+
+TEST_F(Preparation, RefusesBoundariesThatDoNotFollowEachOther) {
+  ASSERT_EQ(read_lattice("{ dipole { position { delta_s=1 } } dipole { position { delta_s=0 } } }"), ok);
+  Status status = ok;
+  const Lines lines = console_of([&] { status = inila2(); });
+  EXPECT_EQ(status, failed);
+  EXPECT_EQ(lines, Lines{" error in inila2: non positive distance between fbs"});
+}
+
+namespace {
+struct ArcCase {
+  std::vector<double> radii;  ///< of sections 2, 3, ...
+  std::vector<int> listed;    ///< boundaries of the arc list
+};
+}  // namespace
+
+TEST_F(Preparation, ListsEachChangeOfRadius) {
+  const ArcCase cases[] = {
+      {{}, {1}},
+      {{0}, {1}},
+      {{0, 0, 0}, {1}},
+      {{5}, {1, 2}},
+      {{0, 5, 0, 0}, {2, 3}},
+      {{5, 0, 5}, {1, 2, 3, 4}},
+      {{5, 5, 5}, {1, 2, 4}},
+      {{0, 5, -5, 0, 7}, {2, 3, 4, 5, 6}},
+      {{0, 5, 5, 5, 0, 0, 6, 6}, {2, 3, 5, 7, 9}},
+  };
+  for (const ArcCase& c : cases) {
+    // Told section by section: a dipole block would begin with a straight one.
+    ASSERT_EQ(latini(), ok);
+    ASSERT_EQ(position(0, {undefined_real, undefined_real, 0, undefined_real, "", false}), ok);
+    for (const double r : c.radii) {
+      ASSERT_EQ(position(r, {undefined_real, undefined_real, 0.1, undefined_real, "", false}), ok);
+    }
+    SCOPED_TRACE(testing::PrintToString(c.radii));
+    ASSERT_EQ(inila2(), ok);
+    ASSERT_EQ(latcom.narc, static_cast<int>(c.listed.size()));
+    for (int k = 1; k <= latcom.narc; ++k) {
+      const Boundary& listed = latcom.bnd[c.listed[static_cast<std::size_t>(k - 1)]];
+      EXPECT_EQ(latcom.arc[k].s, listed.s);
+      EXPECT_EQ(latcom.arc[k].r, listed.r);
+      EXPECT_EQ(latcom.curv[k].s, listed.s);
+      // the radius that holds behind this boundary: that of its section's successor
+      const int next = c.listed[static_cast<std::size_t>(k - 1)] + 1;
+      EXPECT_EQ(latcom.curv[k].r, next <= latcom.nlat ? latcom.bnd[next].r : 0);
+    }
+  }
+}
+
+// Times run with the design orbit's length, from wherever the particle stands.
+TEST_F(Preparation, FindsWhenTheReferenceParticleMeetsTheBoundaries) {
+  ASSERT_EQ(
+      read_lattice(
+          "{ dipole { position { delta_s=1 delta_psi=20 } properties { r=3 } position { delta_s=0.7 } }\n"
+          "quadrupole { position { delta_s=0.5 } properties { strength=2 } position { delta_s=0.5 } }\n"
+          "dipole { position { delta_s=0.4 delta_psi=-10 } properties { r=-2 } position { delta_s=1 } } }"),
+      ok);
+  ASSERT_EQ(inila2(), ok);
+  for (int i = 1; i <= 6; ++i) EXPECT_NEAR(latcom.tbnd[i], 0.5 + (latcom.bnd[i].s + 1) / beta, 1e-14) << i;
+
+  // From the straight sections, forward and backward: the rows are those of the pass from the start.
+  BoundaryPoints all;
+  fbpts(ptlcom.particle[1], 1, 0.5, all);
+  for (int i = 1; i <= 6; ++i) {
+    EXPECT_EQ(all[i].local_radius, latcom.bnd[i].r);
+    EXPECT_NEAR(std::hypot(all[i].x - latcom.bnd[i].x, all[i].y - latcom.bnd[i].y), 0, 1e-14);
+  }
+  for (const int i : {2, 4, 6}) {
+    const double way = 0.01;
+    const BoundaryPoint& from = all[i];
+    const Particle behind{
+        from.x + way * std::cos(from.phi), from.y + way * std::sin(from.phi), 0, p0, from.phi, 0, 1e-15};
+    BoundaryPoints again;
+    fbpts(behind, i + 1, from.ct + way / beta, again);
+    for (int j = 1; j <= 6; ++j) {
+      EXPECT_NEAR(again[j].ct, all[j].ct, 1e-14);
+      EXPECT_NEAR(again[j].x, all[j].x, 1e-14);
+      EXPECT_NEAR(again[j].phi, all[j].phi, 1e-14);
+    }
+  }
+}
+
+TEST_F(Preparation, NeedsNoParticles) {
+  place({});
+  ASSERT_EQ(read_lattice("{ dipole { position { delta_s=1 } } }"), ok);
+  EXPECT_EQ(inila2(), ok);
+  EXPECT_EQ(latcom.narc, 1);
+  EXPECT_EQ(latcom.curv[1].s, 1);
+  EXPECT_EQ(latcom.curv[1].r, 0);
+  ASSERT_EQ(read_lattice("{ }"), ok);
+  EXPECT_EQ(inila2(), ok);
+  EXPECT_EQ(latcom.narc, 1);
+}
+
+TEST_F(Preparation, StopsWhereTheOrbitDoesNotReachABoundary) {
+  ASSERT_EQ(read_lattice("{ dipole { position { delta_s=1 } } dipole { position { delta_s=1 } } }"), ok);
+  BoundaryPoints table;
+  const Particle across{0.5, 0, 0, p0, pi / 2, 0, 1e-15};
+  // (the line goes to the console, standard output, which a death test does not see)
+  EXPECT_EXIT(fbpts(across, 1, 0, table), testing::ExitedWithCode(0), "");
+  EXPECT_EXIT(fbpts(across, 3, 0, table), testing::ExitedWithCode(0), "");
+}
