@@ -5,6 +5,7 @@
 #include "beam/ptlcom.hpp"
 #include "common/freeform.hpp"
 #include "forces/force_settings.hpp"
+#include "run/diagnosis.hpp"
 #include "run/filetab.hpp"
 #include "tracking/steps.hpp"
 #include "tracking/trkcom.hpp"
@@ -57,11 +58,8 @@ Status write_subbunch(int stream) {
   return fiwrite(stream, {line.data(), line.size()});
 }
 
-/// Makes one output of a monitor that writes behind a step.
-Status make_output(Monitor& monitor) {
-  if (monitor.type == MonitorType::phase && monitor.particle == 0) {
-    return monwrt(numbered_name(monitor.name, monitor.count).view(), monitor.format);
-  }
+/// Writes one line to the file of a monitor that keeps its file open.
+Status write_line(Monitor& monitor) {
   if (const Status status = open_file(monitor, monitor.name); status != ok) return status;
   switch (monitor.type) {
     case MonitorType::phase:
@@ -76,15 +74,26 @@ Status make_output(Monitor& monitor) {
   return ok;
 }
 
+/// Makes one output of a monitor that writes behind a step; the sum of the sizes of its codes.
+Status make_output(Monitor& monitor) {
+  Status sum = ok;
+  if (monitor.type == MonitorType::phase && monitor.particle == 0) {
+    add_size(sum, monwrt(numbered_name(monitor.name, monitor.count).view(), monitor.format));
+  } else {
+    note_code(monitor, write_line(monitor), sum);
+  }
+  return sum;
+}
+
 /// Finishes the mesh file that was opened ahead of the step.
 Status finish_mesh_file(Monitor& monitor) {
   if (monitor.stream == 0) return ok;
   Status sum = ok;
-  add_size(sum, fiwrite(monitor.stream, FreeForm(ptlcom.ctptcl).view()));
+  note_code(monitor, fiwrite(monitor.stream, FreeForm(ptlcom.ctptcl).view()), sum);
   const Status closed = ficlos(monitor.stream);
   monitor.stream = 0;
   if (closed != ok) monitor.active = false;
-  add_size(sum, closed);
+  note_code(monitor, closed, sum);
   return sum;
 }
 
@@ -95,6 +104,13 @@ Status open_mesh_file(Monitor& monitor) {
 }
 
 }  // namespace
+
+void note_code(Monitor& monitor, Status code, Status& sum) {
+  add_size(sum, code);
+  if (code == ok || monitor.failure_told) return;
+  monitor.failure_told = true;
+  tell_monitor_failed(monitor.name.view(), code);
+}
 
 bool output_due(Monitor& monitor, double t) {
   const double due = monitor.start_time + monitor.count * monitor.time_step;
@@ -114,7 +130,7 @@ Status monpre(double next) {
   for (int i = 1; i <= maxmon; ++i) {
     Monitor& monitor = montab_store.entry[i];
     if (!monitor.active || monitor.type != MonitorType::green || next > monitor.end_time) continue;
-    if (output_due(monitor, next)) add_size(sum, open_mesh_file(monitor));
+    if (output_due(monitor, next)) note_code(monitor, open_mesh_file(monitor), sum);
   }
   return sum;
 }

@@ -30,7 +30,8 @@ struct Monitor {
   std::int32_t particle = 0;  ///< 0 for all, or a particle number
   std::int32_t count = 0;     ///< outputs made so far
   bool active = false;
-  bool accepted = false;  ///< `monchk` has settled its times
+  bool accepted = false;      ///< `monchk` has settled its times
+  bool failure_told = false;  ///< a person has been told that its file failed
   bool start_known = false, end_known = false, step_known = false;
   double start_time = 0, end_time = 0, time_step = 0;  ///< c t [m]; while not known, the shift from a marker
   Text<80> start_marker, end_marker;

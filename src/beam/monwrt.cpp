@@ -9,6 +9,7 @@
 #include "common/freeform.hpp"
 #include "forces/force_settings.hpp"
 #include "lattice/arc_position.hpp"
+#include "run/diagnosis.hpp"
 #include "run/filetab.hpp"
 #include "run/msgout.hpp"
 #include "tracking/trkcom.hpp"
@@ -168,7 +169,6 @@ Status write_header(int stream, std::int32_t format) {
 }
 
 Status write_file(std::string_view name, std::int32_t format) {
-  if (ptlcom.npart == 0) return failed;
   int stream = 0;
   Status status = fiopno(name, stream);
   if (status != ok) return status;
@@ -187,7 +187,12 @@ Status told(Status status) {
 
 Status monwrt(std::string_view name, std::int32_t format) {
   msgout(FreeForm(name_line("monitor=", name, "  ctptcl=").view(), ptlcom.ctptcl));
-  return told(write_file(name, format));
+  Status status = failed;
+  if (ptlcom.npart > 0) {
+    status = write_file(name, format);
+    if (status != ok) tell_monitor_failed(name, status);
+  }
+  return told(status);
 }
 
 Status monrec(int stream, int first, int last, std::int32_t format, bool time_column) {

@@ -56,4 +56,11 @@ void tell_log_is_incomplete(int code) {
   line.write();
 }
 
+void tell_monitor_failed(std::string_view name, int code) {
+  Line line;
+  line << "tessaron: monitor file " << name << " failed: ";
+  line << (code == failed ? "too many files are open" : std::strerror(code));
+  line.write();
+}
+
 }  // namespace tessaron

@@ -12,4 +12,8 @@ void tell_where_run_stopped(std::string_view doing);
 /// Tells that the log does not hold all of its lines, with the code of the write that failed.
 void tell_log_is_incomplete(int code);
 
+/// Tells why the file of a monitor is missing or incomplete, with the code of its open, write or close; the
+/// run goes on.
+void tell_monitor_failed(std::string_view name, int code);
+
 }  // namespace tessaron
