@@ -121,7 +121,7 @@ TEST(Csr, TheWalkIsTheRetardedIntegralEverywhereOnAnOrbit) {
       {"third arc, a longer range", chicane, 7.2, 1000, 20e-6, 0, -30, 4, 3e-3, 2e-4},
       {"fourth arc", chicane, 12.9, 1000, 20e-6, 0, -8, 4, 3e-3, 2e-4},
       {"on the first line again", chicane, 14.0, 1000, 20e-6, 0, -8, 4, 1e-3, 2e-5},
-      {"on the first line again, low energy", chicane, 14.0, 30, 20e-6, 0, -200, -20, 1e-3, 2e-5},
+      {"on the first line again, low energy", chicane, 14.0, 30, 200e-6, 0, -125, -85, 1e-3, 5e-5},
       {"second arc, image", chicane, 5.8, 1000, 20e-6, 0.02, -8, 4, 5e-5, 1e-5},
       {"behind the entrance, image", bend, 0.3, 1000, 20e-6, 0.005, -8, 4, 5e-5, 1e-5},
       {"fourth arc, image", chicane, 12.9, 1000, 20e-6, 0.01, -8, 60, 5e-5, 1e-5},
