@@ -36,7 +36,8 @@ def read_block(reader: DeckReader, name: str, keys: dict[str, Key], error: Repor
             error(key.place, f"{name} has no key {key.text!r}{_suggestion(key.text, keys)}")
         token = reader.token()
         if token.text != "=":
-            error(token.place, f"expected = behind {key.text!r}, found {token.text!r}")
+            if known is not None:
+                error(token.place, f"expected = behind {key.text!r}, found {token.text!r}")
             if token.text == "#eof":
                 raise DeckEnd
             if token.text == "{":
@@ -45,7 +46,11 @@ def read_block(reader: DeckReader, name: str, keys: dict[str, Key], error: Repor
                 pending = token
             continue
         token = reader.token()
-        if token.text == "{" and known is None:
+        if token.text == "#file":
+            error(token.place, f"#file is not carried out where the value of {key.text} is read")
+            while reader.token().text not in ("}", "#eof"):
+                pass
+        elif token.text == "{" and known is None:
             reader.skip_block()
         elif known is not None:
             if key.text in values:
@@ -56,9 +61,6 @@ def read_block(reader: DeckReader, name: str, keys: dict[str, Key], error: Repor
 def read_value(name: str, key: Key, token: Token, error: Report, warn: Report) -> Value:
     """One value, converted and tested by its key's table."""
     text, place = token
-    if text == "#file":
-        error(place, f"#file is not carried out where the value of {name} is read")
-        return Value(text, place, None, False)
     if text in ("", "#eof") or text in "(){}[]=":
         error(place, f"the value of {name} is missing; {text or 'an empty word'!r} stands there")
         return Value(text, place, None, False)

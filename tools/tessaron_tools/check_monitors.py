@@ -11,8 +11,7 @@ from .keys import CAPACITY, MONITOR, MONITOR_FORMATS, ONLINE_MONITOR
 def check_monitor(state: CheckState, reader: DeckReader, command: Token) -> None:
     """A `monitor` block, which writes at once."""
     values = read_block(reader, "monitor", MONITOR, state.error, state.warn)
-    if state.beam is None:
-        state.error(command.place, "there are no particles to write")
+    state.need_beam(command.place, "write")
     place_beam(state)
     if "name" not in values:
         state.error(command.place, "monitor needs name")
@@ -111,7 +110,7 @@ def write_monitors(state: CheckState, end: float) -> None:
 
 def end_of_deck(state: CheckState) -> None:
     """What the monitors that are left never did."""
-    for monitor in state.monitors:
+    for monitor in state.monitors if state.beam is not None else []:
         if not monitor.accepted:
             state.warn(monitor.place, f"online_monitor {monitor.name} can never write: no tracker follows it")
         elif not monitor.outputs:

@@ -25,7 +25,7 @@ def check_particles(state: CheckState, reader: DeckReader, command: Token) -> No
         state.warn(monitor.place, f"online_monitor {monitor.name} stands before the particles block at {command.place}, which "
                    "stops all monitors; put it behind")
     state.monitors = []
-    state.beam = None
+    state.beam, state.beam_failed = None, True
     reader.expect("{", "to open particles")
     values: dict[str, Value] = {}
     while (key := reader.command()).text != "}":

@@ -76,6 +76,7 @@ class CheckState:
     lattice_place: Place | None = None
     lattice_good: bool = True
     beam: Beam | None = None
+    beam_failed: bool = False  #: there is a particles block, but it could not be read
     forces: dict[str, Value] = field(default_factory=dict)
     forces_place: Place | None = None
     kept_parameters: dict[str, float] = field(default_factory=dict)  #: par1 to par5 stay from block to block
@@ -96,6 +97,11 @@ class CheckState:
     def warn(self, place: Place, text: str) -> None:
         """Something suspicious."""
         self.findings.append(Finding(place, "warning", text))
+
+    def need_beam(self, place: Place, what: str) -> None:
+        """Tells that there are no particles, unless their block has already been blamed."""
+        if self.beam is None and not self.beam_failed:
+            self.error(place, f"there are no particles to {what}")
 
     @property
     def force_type(self) -> str:

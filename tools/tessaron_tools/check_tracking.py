@@ -59,8 +59,7 @@ def check_tracker(state: CheckState, reader: DeckReader, command: Token) -> None
     """Reads a whole block and carries the state to its end time."""
     values = read_block(reader, "tracker", TRACKER, state.error, state.warn)
     state.trackers += 1
-    if state.beam is None:
-        state.error(command.place, "there are no particles to track")
+    state.need_beam(command.place, "track")
     if not state.boundaries:
         state.warn(command.place, "there is no lattice: the bunch flies straight on")
     place_beam(state)
@@ -96,7 +95,7 @@ def _end_time(state: CheckState, command: Token, values: dict[str, Value]) -> fl
         return None
     else:
         end = value.number + (beam.ct if names[0] == "delta_time_c0" else 0.0)
-    if end is not None and end <= beam.ct:
+    if end is not None and beam is not None and end <= beam.ct:
         state.error(value.place, f"the end time c*t = {end:.6g} m is not behind the bunch time of {beam.ct:.6g} m")
         return None
     return end

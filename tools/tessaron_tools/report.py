@@ -90,7 +90,11 @@ def _troubles(content: Page, state: CheckState, log: RunLog | None) -> None:
     if log is None:
         content.text("The run left no log; give io_path a logfile, or keep the console in console.txt.")
     elif log.troubles:
-        content.table("Warnings and errors in the log", ["line", "text"], [[str(line), text] for line, text in log.troubles])
+        kinds: dict[str, list[int]] = {}
+        for line, text in log.troubles:
+            kinds.setdefault(text, []).append(line)
+        content.table("Warnings and errors in the log", ["first line", "times", "text"],
+                      [[str(lines[0]), str(len(lines)), text] for text, lines in kinds.items()])
     else:
         content.text("The log holds no warning and no error.")
     if state.findings:

@@ -1,0 +1,210 @@
+"""Decks with planted faults: each is found on its line, in plain words, and nothing else is reported."""
+from pathlib import Path
+
+import pytest
+from conftest import ROOT
+
+from tessaron_tools.bunchfiles import write_bunch
+from tessaron_tools.check import check_deck
+from tessaron_tools.deck import DeckReader, integer_of, real_of, split_line
+from tessaron_tools.generate import BunchRequest, make_bunch
+
+DECK = """\
+lattice {
+  dipole { position { delta_s = 1 marker = in } properties { r = 5 } position { delta_s = 0.5 marker = out } }
+  dipole { position { delta_s = 2 marker = end duty = no } }
+}
+particles { format = fmt1 array = #file { name = bunch.dat } }
+forces { type = projected sigma_long = relative relative_long = 0.1 }
+track_step { ct_step_max = 0.1 ct_step_min = 0.01 }
+online_monitor { name = s.dat type = steps start_time_c0 = now end_time_marker = end time_step_c0 = all }
+tracker { end_time_marker = end }
+monitor { name = end.dat }
+"""
+
+
+@pytest.fixture(scope="module")
+def bunch_file(tmp_path_factory) -> Path:
+    path = tmp_path_factory.mktemp("bunch") / "bunch.dat"
+    write_bunch(path, make_bunch(BunchRequest(2000, 1e9, 1e-9, 1e-4)), "fmt1")
+    return path
+
+
+def findings(folder: Path, bunch: Path | None, deck: str) -> list[str]:
+    if bunch is not None:
+        (folder / "bunch.dat").write_bytes(bunch.read_bytes())
+    (folder / "tessar.in").write_text(deck)
+    return [str(finding) for finding in check_deck(folder / "tessar.in")]
+
+
+def test_a_good_deck_has_no_findings(tmp_path, bunch_file):
+    assert findings(tmp_path, bunch_file, DECK) == []
+
+
+# What is replaced by what, the line it stands on, kind, and words of the finding. Only this one must come.
+ERRORS = [
+    ("marker = in }", "markr = in }", 2, "no key 'markr'; did you mean marker"),
+    ("delta_s = 0.5", "delta_s = 0,5x", 2, "no key '5x'"),
+    ("r = 5", "r = five", 2, "must be a number in m"),
+    ("r = 5", "strength = 5", 2, "no key 'strength'"),
+    ("position { delta_s = 0.5 marker = out }", "position { psi = 0 }", 2, "rho or delta_s"),
+    ("dipole { position { delta_s = 2 m", "sextupole { position { delta_s = 2 m", 3, "no element 'sextupole'"),
+    ("delta_s = 2 ", "delta_s = 0 ", 3, "length above 0"),
+    ("dipole { position { delta_s = 2 m", "thin_quadrupole { position { delta_s = 2 m", 3, "needs position and properties"),
+    ("name = bunch.dat", "name = bunch.txt", 5, "does not exist"),
+    ("fmt1", "fmt3", 5, "must be one of fmt1, fmt2, umbra"),
+    ("fmt1 array", "umbra array", 1, "no whole records of 10"),
+    ("projected", "csr", 6, "must be one of none"),
+    ("type = projected", "", 6, "forces needs type"),
+    ("= 0.1 }", "= 2.5 }", 6, "above 0 and at most 2"),
+    ("relative_long = 0.1", "", 6, "needs relative_long"),
+    ("sigma_long = relative relative_long = 0.1", "sigma_long = file", 6, "not specified"),
+    ("0.1 }", "0.1 wake_file = w.dat }", 6, "w.dat does not exist"),
+    ("ct_step_min = 0.01", "ct_step_min = 0.1", 7, "ct_step_min must be below ct_step_max, which is 0.1 m"),
+    ("ct_step_min = 0.01", "ct_step_first = 0.2", 7, "between ct_step_min and ct_step_max, here 0.01 m and 0.1 m"),
+    ("ct_step_min = 0.01", "iterative = 2.5", 7, "must be an integer"),
+    ("ct_step_min = 0.01", "time_grid_file = g.dat", 7, "g.dat does not exist"),
+    ("type = steps", "type = stepz", 8, "must be one of phase"),
+    ("start_time_c0 = now ", "", 8, "needs start_time_c0 or start_time_marker"),
+    ("tracker { end_time_marker = end }", "tracker { end_time_marker = ende }", 9, "no field boundary has the marker ende"),
+    ("tracker { end_time_marker = end }", "tracker { end_time_c0 = 0 }", 9, "is not behind the bunch time"),
+    ("tracker { end_time_marker = end }", "tracker { }", 9, "end time is undefined"),
+    ("monitor { name = end.dat }", "monitor { format = fmt1 }", 10, "monitor needs name"),
+    ("monitor { name = end.dat }", "monitor { name = out/end.dat }", 10, "does not exist"),
+    ("monitor { name = end.dat }", "moniter { name = end.dat }", 10, "unknown command 'moniter'"),
+    ("monitor { name = end.dat }", "monitor { name = end.dat", 10, "the deck ends inside monitor"),
+    ("monitor { name = end.dat }", "#include x", 10, "unknown global command #include"),
+    ("monitor { name = end.dat }", "monitor { name = #file { name = x } }", 10, "#file is not carried out"),
+    ("monitor { name = end.dat }", "io_path { output = none }", 10, "does not exist"),
+]
+
+
+@pytest.mark.parametrize("old, new, line, words", ERRORS)
+def test_what_would_fail(tmp_path, bunch_file, old, new, line, words):
+    assert old in DECK
+    found = findings(tmp_path, bunch_file, DECK.replace(old, new, 1))
+    first = found[0] if len(found) == 1 else next((text for text in found if words in text), "")
+    assert words in first and ": error: " in first
+    if not first.startswith("bunch.dat"):
+        assert first.startswith(f"tessar.in:{line}:")
+    assert sum("error" in text for text in found) <= 2
+
+
+WARNINGS = [
+    ("= relative relative_long = 0.1", "= 1e-2", 6, "washes out a bunch of 9.99e-05 m rms"),
+    ("relative_long = 0.1", "relative_long = 0.01", 6, "particles per sigma_long"),
+    ("= relative relative_long = 0.1", "= 1e-7", 6, "below a hundredth"),
+    ("ct_step_max = 0.1", "ct_step_max = 1", 7, "above the overtaking length of 0.391 m"),
+    ("end_time_marker = end time_step", "end_time_c0 = -1 time_step", 8, "can never write: it ends"),
+    ("start_time_c0 = now", "start_time_c0 = 99", 8, "can never write: it ends at c*t = 3.5 m, before"),
+    ("end_time_marker = end time_step", "end_time_marker = nowhere time_step", 8, "will not become active"),
+    (" time_step_c0 = all", "", 8, "will not become active"),
+    ("type = steps", "particle = 2001", 8, "particle 2001 of 2000"),
+    ("type = steps", "type = green", 8, "forces are projected here"),
+    ("name = s.dat ", "", 8, "without name is ignored"),
+    ("duty = no", "duty = never", 3, "counts as no"),
+    ("marker = end", "marker = out", 3, "a second time"),
+    ("name = end.dat", "name = s.dat", 10, "written a second time"),
+    ("0.1 }", "0.1 sbox = 2 }", 6, "sbox has no effect with type projected"),
+    ("0.1 }", "0.1 shield = 0.5 }", 6, "no image takes part"),
+    ("format = fmt1 array", "reference_momentum = 2e9 array", 5, "far from the 1e+09 eV/c of particle 1"),
+    ("format = fmt1 array", "reference_point_y = 0.01 array", 5, "10 mm beside the design orbit"),
+    ("format = fmt1 array", "reference_point_phi = 1 array", 5, "1 degrees to the design orbit"),
+    ("monitor { name = end.dat }", "exit\nmonitor { name = end.dat }", 11, "behind exit is never read"),
+    ("monitor { name = end.dat }", "track_accuracy { any { thing } }", 10, "changes nothing"),
+    ("monitor { name = end.dat }", "monitor {\tname = end.dat }", 10, "a tab does not separate words"),
+    ("tracker { end_time_marker = end }", "tracker { end_time_marker = end end_time_c0 = 3 }", 9, "no effect beside end_time_marker"),
+]
+
+
+@pytest.mark.parametrize("old, new, line, words", WARNINGS)
+def test_what_is_suspicious(tmp_path, bunch_file, old, new, line, words):
+    assert old in DECK
+    found = findings(tmp_path, bunch_file, DECK.replace(old, new, 1))
+    assert any(text.startswith(f"tessar.in:{line}: warning: ") and words in text for text in found), found
+
+
+def test_monitors_ahead_of_their_particles_or_behind_the_last_tracker(tmp_path, bunch_file):
+    lines = DECK.splitlines()
+    early = lines[:4] + [lines[7]] + lines[4:7] + lines[8:]
+    found = findings(tmp_path, bunch_file, "\n".join(early))
+    assert len(found) == 1 and found[0].startswith("tessar.in:5: warning: ") and "stands before the particles block at tessar.in:6" in found[0]
+    late = lines[:7] + lines[8:] + [lines[7]]
+    found = findings(tmp_path, bunch_file, "\n".join(late))
+    assert len(found) == 1 and found[0].startswith("tessar.in:10: warning: ") and "no tracker follows" in found[0]
+
+
+def test_the_eleventh_monitor_fails(tmp_path, bunch_file):
+    block = 'online_monitor { name = m%d type = steps start_time_c0 = now end_time_c0 = 9 time_step_c0 = all }\n'
+    found = findings(tmp_path, bunch_file, DECK.replace("tracker {", "".join(block % k for k in range(10)) + "tracker {"))
+    assert [text.split(" error")[0] for text in found] == ["tessar.in:18:"] and "more than 10" in found[0]
+
+
+def test_a_lattice_that_does_not_close(tmp_path):
+    deck = (ROOT / "examples/bunch_compressor/tessar.in").read_text()
+    line = 1 + deck[:deck.index("lattice {")].count("\n")
+    for old, new, words in (("-10.3462283687", "-10.5", "leaves at -"), ("rho = 13.5", "rho = 13.4", "leaves at"),
+                            ("rho =  8.5", "rho =  8.51", "leaves at")):
+        found = findings(tmp_path, None, deck.replace(old, new, 1))
+        assert any(text.startswith(f"tessar.in:{line}: warning: the lattice does not close") and words in text for text in found), found
+    moved = deck.replace("rho = 13.5", "rho = 13.9").replace("rho = 14.0", "rho = 14.4")
+    found = findings(tmp_path, None, moved)
+    assert any("mm beside it" in text for text in found), found
+    assert not any("does not close" in text for text in findings(tmp_path, None, deck))
+
+
+def test_everything_is_found_in_one_go(tmp_path, bunch_file):
+    deck = DECK.replace("r = 5", "r = x").replace("projected", "csr").replace("0.01 }", "0.5 }").replace("type = steps", "type = s")
+    found = [text for text in findings(tmp_path, bunch_file, deck) if ": error: " in text]
+    assert [int(text.split(":")[1]) for text in found] == [2, 6, 7, 8]
+
+
+def test_faults_of_the_data_files_tell_their_own_lines(tmp_path, bunch_file):
+    (tmp_path / "w").write_text("! a wake\n1e-4\n1e-5\n-30\n30\n" + "0\n" * 20 + "zero\n" + "0\n" * 40)
+    (tmp_path / "s").write_text("0 1e-5 0 0\n2 1e-5 0 0\n1 1e-5 0 0\n")
+    (tmp_path / "g").write_text("0\n1\n0.5\n")
+    deck = DECK.replace("relative relative_long = 0.1", "file sigma_file = s wake_file = w").replace("ct_step_min", "time_grid_file = g ct_step_min")
+    found = findings(tmp_path, bunch_file, deck)
+    assert [text.split(" ")[0] for text in found] == ["s:3:", "w:26:", "g:3:"]
+    (tmp_path / "w").write_text("1e-4\n1e-5\n-20\n30\n")
+    assert "w:3: error: n1wak" in findings(tmp_path, bunch_file, deck)[1]
+
+
+def test_bad_numbers_in_a_particle_file_are_found(tmp_path, bunch_file):
+    lines = bunch_file.read_text().splitlines()
+    lines[700] = lines[700].replace("E", "F", 1)
+    (tmp_path / "bunch.dat").write_text("\n".join(lines))
+    found = findings(tmp_path, None, DECK)
+    assert found[0].startswith("bunch.dat:701: error: ") and "is no number" in found[0]
+
+
+def test_included_files_keep_their_own_lines(tmp_path, bunch_file):
+    (tmp_path / "in").mkdir()
+    (tmp_path / "in" / "steps.txt").write_text("! steps\ntrack_step {\n  ct_step_max = -1 }\n")
+    (tmp_path / "in" / "bunch.dat").write_bytes(bunch_file.read_bytes())
+    deck = "io_path { input = in }\n" + DECK.replace("tracker", "#file { name = steps.txt }\ntracker", 1)
+    assert findings(tmp_path, None, deck) == ["steps.txt:3: error: ct_step_max = -1: it must be above 0"]
+    (tmp_path / "in" / "steps.txt").write_text("#file { name = steps.txt }\n")
+    assert "more than 10 deck files" in findings(tmp_path, None, deck)[0]
+
+
+@pytest.mark.parametrize("line, tokens", [("a=b,c;d", "a = b c d"), ("a!b !c", "a!b"), ("x=!y", "x ="), ('"two words"', '"two words"'), ("  ", "")])
+def test_tokens(line, tokens):
+    assert split_line(line) == tokens.split()
+
+
+def test_a_separator_at_the_start_is_an_empty_token():
+    assert split_line(" ,a") == ["", "a"]
+
+
+@pytest.mark.parametrize("text, number", [("1", 1), ("-2.5", -2.5), (".5e1", 5), ("1D-3", 1e-3), ("1.5abc", None), ("nan", None), ("inf", None),
+                                          ("", None), ("1e999", None), ("1_0", None)])
+def test_numbers(text, number):
+    assert real_of(text) == number
+    assert integer_of("2147483648") is None and integer_of("-7") == -7 and integer_of("1.0") is None
+
+
+def test_the_end_of_the_deck(tmp_path):
+    (tmp_path / "d").write_text("a b")
+    reader = DeckReader(tmp_path / "d")
+    assert [reader.token().text for _ in range(3)] == ["a", "b", "#eof"]
