@@ -129,7 +129,7 @@ def read_green(path: str | Path) -> GreenFile:
         count = int(values.pop(0)) if values else 0
         columns.append(values[:count])
         del values[:count]
-    if len(columns[0]) != 20 or len({len(column) for column in columns[2:]}) != 1:
+    if [len(column) for column in columns[:2]] != [20, 20] or len({len(column) for column in columns[2:]}) != 1:
         raise ValueError(f"{path}: not a mesh file")
     return GreenFile(np.array(columns[:2]), np.array(columns[2:]), values[0] if values else None)
 

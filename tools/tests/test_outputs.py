@@ -1,0 +1,130 @@
+"""Readers of a run's other files, on files written here by hand, and what pictures make of them."""
+import numpy as np
+import pytest
+
+from tessaron_tools import outputs, plots
+from tessaron_tools.constants import REST_ENERGY
+from tessaron_tools.greenmesh import crossings, inside, wavefront_zones
+from tessaron_tools.runlog import read_log
+
+LATOUT = """ ------------------------------------------------
+ i= 1   marker= in   duty= T
+
+ 1 1
+ 2 0
+ 3 1
+ 4 0
+ 5 1
+ 6 0
+ 7 1
+ 8 0
+
+ 1 1
+ 2 0
+ 3 0
+ 4 0
+ ------------------------------------------------
+ i= 2   marker= undefined   duty= F
+
+ 1 2
+ 2 -1
+ 3 0
+ 4 -1
+ 5 0
+ 6 -1
+ 7 2.570796326794897
+ 8 1
+
+ 1 1
+ 2 1
+ 3 1
+ 4 1
+
+   private integers
+ 1 2
+
+   private reals
+ 1 0.5
+ ------------------------------------------------
+"""
+
+
+def test_latout(tmp_path):
+    (tmp_path / "latout.dat").write_text(LATOUT)
+    first, second = outputs.read_latout(tmp_path / "latout.dat")
+    assert (first.marker, first.duty, second.marker, second.duty) == ("in", True, "", False)
+    assert (second.x, second.y, second.r, second.element) == (2, -1, 1, (1, 1))
+    x, y = outputs.design_orbit([first, second])
+    # a quarter of a circle of radius 1 about (1, -1), clockwise
+    arc = x > 1 + 1e-9
+    np.testing.assert_allclose(np.hypot(x[arc] - 1, y[arc] + 1), 1, rtol=1e-12)
+    assert (x[-1], y[-1]) == pytest.approx((2, -1))
+
+
+def test_tables(tmp_path):
+    path = tmp_path / "s"
+    path.write_text("  0.1000000E+00  0.2000000E-05 1      3      0      0      0      0\n  0.2000000E+00  0.4000000E-05 0      6      0      0      0      1\n")
+    table = outputs.read_steps(path)
+    assert list(table.ct) == [0.1, 0.2] and list(table.duty) == [True, False] and list(table.calls[0]) == [3, 6] and table.calls[4, 1] == 1
+    path.write_text(" 0.1 1e-5 2e-5 3e-5\n 0.2 1e-5 2e-5 3e-5\n")
+    assert outputs.read_subbunch(path).shape == (2, 4)
+    path.write_text(" -1\n 1\n 5\n 6\n 7\n")
+    grid = outputs.read_grid(path)
+    assert list(grid.position) == [-1, 0, 1] and list(grid.value) == [5, 6, 7]
+    path.write_text("1 2 3\n")
+    with pytest.raises(ValueError, match="no whole lines of 8"):
+        outputs.read_steps(path)
+
+
+def test_forces_are_in_volts_per_metre(tmp_path):
+    (tmp_path / "fc1.dat").write_text("0 0 -2e-6 1000\n1e-6 0 1e-6 1001\n")
+    (tmp_path / "fc2.dat").write_text("0 0 -2e-6 1e-6\n")
+    one, two = outputs.read_force(tmp_path / "fc1.dat"), outputs.read_force(tmp_path / "fc2.dat")
+    assert one.along == pytest.approx(REST_ENERGY * np.array([-2e-6, 1e-6])) and one.across is None and list(one.momentum) == [1000, 1001]
+    assert two.across == pytest.approx([REST_ENERGY * 1e-6]) and two.momentum is None
+
+
+def square_mesh(arcs: np.ndarray) -> outputs.GreenFile:
+    angles = np.pi / 4 + np.arange(4) * np.pi / 2
+    corners = np.repeat(np.sqrt(2) * np.array([np.cos(angles), np.sin(angles)]), 5, axis=1)  # 20 corners, five at each place
+    return outputs.GreenFile(corners, arcs)
+
+
+def test_wavefronts_cross_the_mesh_where_circles_do():
+    # a circle of radius 10 about (-9.5, 0) cuts the square of half side 1 at a = -9.5 + sqrt(100 - b^2), b = +-1
+    mesh = square_mesh(np.array([[-10.0, 0.0], [-9.5, 0.0], [0.0, 0.0], [0.0, 0.0]]))
+    points = crossings(mesh.polygon, -9.5, 0.0, 10.0)
+    np.testing.assert_allclose(np.abs(points[1]), 1, atol=1e-12)
+    np.testing.assert_allclose(points[0], -9.5 + np.sqrt(99), rtol=1e-12)
+    assert inside(mesh.polygon, 0.5, 0) and not inside(mesh.polygon, 1.5, 0)
+    zones = wavefront_zones(mesh, 0.01)
+    # around the sub-bunch, then from the crossing to the circle's foremost point a = 0.5, five sub-bunch lengths wider
+    assert zones == [pytest.approx((-0.05, 0.05)), pytest.approx((-9.5 + np.sqrt(99) - 0.05, 0.55))]
+
+
+def test_green_files(tmp_path):
+    lines = ["20", *["1"] * 20, "20", *["2"] * 20]
+    for column in ([-3, 0], [1, 2], [3, 4], [0.1, 0]):
+        lines += ["2", *map(str, column)]
+    (tmp_path / "g").write_text("\n".join([*lines, "7.5"]))
+    mesh = outputs.read_green(tmp_path / "g")
+    assert mesh.ct == 7.5 and list(mesh.arcs[0]) == [-3, 0] and list(mesh.arcs[3]) == [0.1, 0] and mesh.polygon.shape == (2, 20)
+    (tmp_path / "g").write_text("\n".join(lines[:30]))
+    with pytest.raises(ValueError, match="not a mesh file"):
+        outputs.read_green(tmp_path / "g")
+
+
+def test_a_log(tmp_path):
+    (tmp_path / "log").write_text(
+        " Tessaron\n start time           = 0\n tracking to end_time = 2\n weight of momentum error      = 1\n\n ctstep= 0.10000 ---> ct=   0.10000\n"
+        " --- duty -------------- 1\n ctstep= 1.90000 ---> ct=   2.00000   (steps_file)\n error in forcei\n ctstep= 0.00000 ---> ct=   2.00000\n"
+        " integrated step error= 0.25\n warning: unknown marker for online_monitor\n")
+    log = read_log(tmp_path / "log")
+    assert (log.steps, log.duty_stops, log.last_ct, log.integrated_errors) == (2, 1, 2.0, [0.25])
+    assert log.troubles == [(9, "error in forcei"), (12, "warning: unknown marker for online_monitor")]
+    assert len(log.settings) == 1 and len(log.settings[0]) == 3
+
+
+@pytest.mark.parametrize("values, unit, factor", [([2e-5], "µm", 1e6), ([-3e4], "km", 1e-3), ([0.0], "m", 1), ([5e-12], "pm", 1e12)])
+def test_units_read_well(values, unit, factor):
+    assert plots.unit_of(np.array(values), "m") == (factor, unit)

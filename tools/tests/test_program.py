@@ -1,0 +1,120 @@
+"""The tools beside the built program: both sides of every file, and two opinions on every deck."""
+import re
+import subprocess
+from pathlib import Path
+
+import numpy as np
+import pytest
+from conftest import ROOT, assert_same
+from test_check import DECK, ERRORS
+
+from tessaron_tools import analyse, outputs
+from tessaron_tools.bunchfiles import read_bunch, write_bunch
+from tessaron_tools.check import check_deck, walk_deck
+from tessaron_tools.generate import BunchRequest, make_bunch
+
+
+def run(program: Path, folder: Path, deck: str) -> str:
+    """Runs a deck and returns the console."""
+    (folder / "tessar.in").write_text(deck)
+    result = subprocess.run([program], cwd=folder, capture_output=True, text=True, timeout=300)
+    assert result.returncode == 0
+    return result.stdout
+
+
+@pytest.mark.parametrize("fmt", ["fmt1", "fmt2", "umbra"])
+@pytest.mark.parametrize("out", ["fmt1", "fmt2", "fmt0"])
+def test_a_bunch_goes_through_the_program_unchanged(tmp_path, program, askew, fmt, out):
+    write_bunch(tmp_path / "b.dat", askew, fmt)
+    run(program, tmp_path, "lattice { dipole { position { delta_s = 9 } } }\n"
+        f"particles {{ format = {fmt} array = #file {{ name = b.dat }} }}\nmonitor {{ name = out.dat format = {out} }}\n")
+    back = read_bunch(tmp_path / "out.dat", out)
+    if out == "fmt0":  # tells neither time nor charges, and has 14 digits of absolute values
+        back.ct, back.charge = askew.ct, askew.charge
+    # the program's constant for m c and its inverse agree to 1e-16, its files carry 14 digits
+    assert_same(back, askew, 1e-9 if out == "fmt0" else 1e-11)
+
+
+def test_fmt3_on_a_straight_is_the_bunch_itself(tmp_path, program):
+    bunch = make_bunch(BunchRequest(500, 1e9, 1e-9, 1e-4, chirp=(20, 0, 0), x=0.5))
+    write_bunch(tmp_path / "b.dat", bunch, "fmt1")
+    run(program, tmp_path, "lattice { dipole { position { delta_s = 9 } } }\nparticles { array = #file { name = b.dat } }\n"
+        "monitor { name = out.dat format = fmt3 }\n")
+    back = read_bunch(tmp_path / "out.dat", "fmt3")
+    np.testing.assert_allclose(back.offsets[:3], bunch.offsets[:3], atol=1e-14)
+    np.testing.assert_allclose(back.offsets[3:], bunch.offsets[3:], atol=1e-4)  # eV/c of 1e9: energies are ratios of 14 digits
+
+
+def test_both_sides_build_the_same_orbit(tmp_path, program):
+    deck = (ROOT / "examples/bunch_compressor/tessar.in").read_text()
+    bend = ("lattice { dipole { position { rho = 1 psi = 20 } properties { r = 3 } position { delta_s = 0.4 delta_psi = -10 } }\n"
+            "quadrupole { position { delta_s = 0.3 marker = q } properties { strength = 1 } position { delta_s = 0.2 } }\n"
+            "dipole { position { rho = 2.5 psi = -5 } properties { r = -2 } position { rho = 3.1 psi = 8 duty = no } } }\n")
+    for text in (re.search(r"lattice \{.*?\n\}\n", deck, re.DOTALL)[0], bend):
+        run(program, tmp_path, text)
+        ours, theirs = walk_deck(tmp_path / "tessar.in").boundaries, outputs.read_latout(tmp_path / "latout.dat")
+        assert len(ours) == len(theirs) >= 6
+        for one, other in zip(ours, theirs):
+            assert (one.marker, one.duty) == (other.marker, other.duty)
+            for name in ("x", "y", "tx", "ty", "nx", "ny", "s", "r"):
+                assert getattr(one, name) == pytest.approx(getattr(other, name), abs=1e-13)
+
+
+@pytest.mark.parametrize("old, new, line, words", ERRORS)
+def test_the_program_fails_where_the_check_says_so(tmp_path, program, old, new, line, words):
+    write_bunch(tmp_path / "bunch.dat", make_bunch(BunchRequest(2000, 1e9, 1e-9, 1e-4)), "fmt1")
+    deck = DECK.replace("type = projected", "type = none").replace(old.replace("projected", "none"), new, 1)
+    if deck == DECK.replace("type = projected", "type = none") or "type = none" in deck and line == 6:
+        deck = DECK.replace(old, new, 1)
+    (tmp_path / "tessar.in").write_text(deck)
+    assert any(finding.severity == "error" for finding in check_deck(tmp_path / "tessar.in"))
+    console = run(program, tmp_path, deck)
+    assert re.search(r"^ (io )?error|unknown global command", console, re.MULTILINE), console[-600:]
+
+
+def test_a_good_deck_runs_without_trouble(tmp_path, program):
+    write_bunch(tmp_path / "bunch.dat", make_bunch(BunchRequest(2000, 1e9, 1e-9, 1e-4)), "fmt1")
+    console = run(program, tmp_path, DECK.replace("projected", "none"))
+    assert "error in" not in console and "warning" not in console
+    steps = outputs.read_steps(tmp_path / "s.dat")
+    assert steps.ct[-1] == pytest.approx(walk_deck(tmp_path / "tessar.in").beam.ct, rel=1e-9) and steps.duty.any()
+
+
+def test_a_quiet_start_lowers_the_noise_of_the_csr_force(tmp_path, program):
+    """The force in an arc, as the program writes it: its rms deviation from that of a hundred times more particles."""
+    deck = ("lattice { dipole { position { delta_s = 1 } properties { r = 10 } position { delta_s = 1 marker = end } } }\n"
+            "particles { array = #file { name = b.dat } }\nforces { type = projected sigma_long = 1e-5 test = yes }\n"
+            "track_step { ct_step_max = 0.5 ct_step_first = 0.5 iterative = 1 }\n"
+            "tracker { end_time_marker = end end_time_shift_c0 = -0.1 }\n")
+
+    def force(particles: int, quiet: bool) -> np.ndarray:
+        write_bunch(tmp_path / "b.dat", make_bunch(BunchRequest(particles, 1e9, 1e-9, 1e-4, quiet=quiet)), "fmt1")
+        if "error in forcei" in run(program, tmp_path, deck):
+            pytest.skip("the program has no projected force yet")
+        table = outputs.read_force(tmp_path / "fc1.dat")
+        order = np.argsort(table.dx)
+        place = np.linspace(-2e-4, 2e-4, 201)
+        return np.interp(place, table.dx[order] - 0.0, table.along[order])
+
+    smooth = force(300000, True)
+    scale = np.abs(smooth).max()
+    random, quiet = (np.sqrt(np.mean((force(3000, choice) - smooth) ** 2)) / scale for choice in (False, True))
+    assert random > 0.02 and quiet < 0.2 * random
+
+
+def test_the_example_compresses_its_bunch(tmp_path, program):
+    """The benchmark chicane with few particles against the closed form of its path."""
+    import chicane
+
+    script = ROOT / "examples/bunch_compressor/run.py"
+    result = subprocess.run(["/usr/bin/python3", script, "--program", program, "--workdir", tmp_path, "--particles", "2000", "--type", "none"],
+                            capture_output=True, text=True, timeout=300)
+    assert result.returncode == 0, result.stderr
+    start, end = (read_bunch(tmp_path / "none" / name, "fmt1") for name in ("start.dat", "end.dat"))
+    fit = analyse.fit_path_length(start, end)
+    assert fit.r56 == pytest.approx(chicane.r56(), rel=1e-4)
+    assert fit.t566 == pytest.approx(chicane.t566(), rel=1e-2)
+    behind = -start.local().s + chicane.path(start.momentum / start.momentum[0])
+    assert analyse.summary(end).length == pytest.approx(np.std(behind), rel=2e-3)
+    assert analyse.summary(start).length == pytest.approx(200e-6, rel=5e-3)
+    assert (tmp_path / "compression.png").exists() and "R56 measured" in result.stdout
