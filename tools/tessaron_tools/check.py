@@ -83,7 +83,7 @@ def _io_path(state: CheckState, reader: DeckReader, command: Token) -> None:
     if "output" in values:
         state.output_folder = values["output"].text
         if not state.output_path(".").is_dir():
-            state.error(values["output"].place, f"the folder {state.output_path('.')} does not exist; make it before the run")
+            state.warn(values["output"].place, f"the folder {state.output_path('.')} does not exist; make it before the run")
     if "logfile" in values:
         state.logfile = values["logfile"].text
         path = state.output_path(state.logfile)

@@ -75,7 +75,7 @@ ERRORS = [
     ("monitor { name = end.dat }", "monitor { name = end.dat", 10, "the deck ends inside monitor"),
     ("monitor { name = end.dat }", "#include x", 10, "unknown global command #include"),
     ("monitor { name = end.dat }", "monitor { name = #file { name = x } }", 10, "#file is not carried out"),
-    ("monitor { name = end.dat }", "io_path { output = none }", 10, "does not exist"),
+    ("monitor { name = end.dat }", "io_path { logfile = none/log }", 10, "cannot be written"),
 ]
 
 
@@ -91,6 +91,7 @@ def test_what_would_fail(tmp_path, bunch_file, old, new, line, words):
 
 
 WARNINGS = [
+    ("monitor { name = end.dat }", "io_path { output = none }", 10, "does not exist; make it"),
     ("= relative relative_long = 0.1", "= 1e-2", 6, "washes out a bunch of 9.99e-05 m rms"),
     ("relative_long = 0.1", "relative_long = 0.01", 6, "particles per sigma_long"),
     ("= relative relative_long = 0.1", "= 1e-7", 6, "below a hundredth"),
