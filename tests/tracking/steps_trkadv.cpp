@@ -170,9 +170,9 @@ TEST_F(Advance, GoesOnWhereTheModelFails) {
 TEST_F(Advance, TakesAStepErrorApartIntoPlaceAndMomentum) {
   static ParticleTable a, b;
   static FlagTable source;
-  // Particle 1 flies along y. Along y: 0 and 2, rms 1; p: 10 and 12, rms 1. The third one is no source.
-  b[1] = {0, 0, 0, 10, pi / 2, 0, 1};
-  b[2] = {0, 2, 5, 12, 0, 0, 7};
+  // Along the flight of particle 1: 0 and 2, rms 1; p: 10 and 12, rms 1. The third one is no source.
+  b[1] = {0, 0, 0, 10, 0.5, 0, 1};
+  b[2] = {2 * std::cos(0.5), 2 * std::sin(0.5), 5, 12, 0, 0, 7};
   b[3] = {9, 9, 9, 99, 0, 0, 1};
   a = b;
   a[1].x += 0.1;

@@ -153,6 +153,13 @@ TEST_F(DutyStops, OfABunchThatStartsAstrideLieBehindItsTail) {
   expect_near(duty_times(1), {1.1 * 0.015 / beta}, 1e-13);
 }
 
+// The head stands 1e-4 m ahead of the boundary, a two hundredth of the bunch: too close for a stop ahead.
+TEST_F(DutyStops, OfABunchCloseToABoundaryLieBehindItOnly) {
+  boundaries({0.0101});
+  bunch({0, 0.01, -0.01});
+  expect_near(duty_times(1), {0.0201 / beta + 1e-10 + 0.1 * 0.02 / beta}, 1e-13);
+}
+
 // The stop behind the first boundary finds the bunch astride the second one and the run goes on from there.
 TEST_F(DutyStops, GoOnWhereTheBunchIsAstrideTheNextBoundary) {
   boundaries({1, 1.005});
