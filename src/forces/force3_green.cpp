@@ -181,7 +181,7 @@ void green_sums(const ParticleTable& particles, const SectionTable& sections, do
   reference.phi = store.ref_phi;
   reference.gamma = store.ref_gamma;
   take_path(ct);
-  collect_points(points, box_mesh.nbox > 0 ? box_mesh.du : 0.2 * force_settings.sigma_long);
+  collect_points(points, 0.2 * force_settings.sigma_long);
 
   bool first = true, more = false;
   do {

@@ -1,0 +1,144 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <sstream>
+
+#include "support/run_program.hpp"
+
+/// The sub-bunch models in whole runs: from a straight line into an arc.
+using namespace tessaron::test;
+
+namespace {
+
+constexpr int particles = 24;
+
+/// Differences along a spiral, so that no two particles are alike.
+std::string bunch() {
+  std::ostringstream text;
+  text << "particles { array = 0 0 0 0 0 0 0  0 0 0 5e8 0 0 1e-11\n";
+  for (int i = 1; i < particles; ++i) {
+    text << 1e-4 * i / particles * std::cos(2.4 * i) << ' ' << 3e-5 * i / particles * std::sin(2.4 * i)
+         << " 0  " << 1e5 * std::sin(i) << ' ' << 5e3 * std::cos(i) << " 0 1e-11\n";
+  }
+  return text.str() + "}\n";
+}
+
+std::string deck(const std::string& type, const std::string& more_settings = "",
+                 const std::string& steps = "") {
+  return "lattice { dipole { position { rho = 1 psi = 0 duty = no } properties { r = 10 }\n"
+         "  position { rho = 3 psi = 0 duty = no } } }\n" +
+         bunch() + "forces { type = " + type + " sigma_long = 3e-5 " + more_settings +
+         " }\n"
+         "track_step { ct_step_first = 0.7 ct_step_max = 0.7 ct_step_min = 0.1 arc_factor = 1 iterative = 1 " +
+         steps +
+         " }\n"
+         "online_monitor { name = mesh.dat type = green start_time_c0 = now end_time_c0 = 9 time_step_c0 = "
+         "all }\n"
+         "tracker { end_time_c0 = 1.4 }\n"
+         "monitor { name = end.dat format = fmt0 }\n";
+}
+
+int count(const std::vector<std::string>& lines, const std::string& text) {
+  return static_cast<int>(std::count_if(lines.begin(), lines.end(), [&](const std::string& line) {
+    return line.find(text) != std::string::npos;
+  }));
+}
+
+std::vector<double> column(const std::vector<std::string>& lines, int k) {
+  std::vector<double> values;
+  for (const std::string& line : lines) {
+    std::istringstream row(line);
+    double value = 0;
+    for (int i = 0; i < k; ++i) row >> value;
+    values.push_back(value);
+  }
+  return values;
+}
+
+// Four models of one bunch: the momenta that the self force leaves agree within the Green's function's and
+// the mesh's accuracy, and differ from those without a force.
+TEST(ModelRuns, AgreeOnTheMomentaOfABunch) {
+  std::vector<double> direct, none;
+  for (const std::string type : {"none", "csr_p_to_p", "csr_p_to_m", "csr_g_to_p", "csr_g_to_m"}) {
+    RunFolder folder;
+    const ProgramRun run = folder.run_deck(deck(type, "", "precondition = no"));
+    ASSERT_TRUE(run.orderly()) << run.console << run.errors;
+    ASSERT_EQ(count(run.lines(), "error in"), 0) << run.console;
+    const auto p = column(folder.lines("end.dat"), 4);
+    ASSERT_EQ(p.size(), static_cast<std::size_t>(particles));
+    if (type == "none") none = p;
+    if (type == "csr_p_to_p") direct = p;
+    double effect = 0, deviation = 0;
+    for (std::size_t i = 0; i < p.size() && !direct.empty(); ++i) {
+      effect = std::max(effect, std::abs(direct[i] - none[i]));
+      deviation = std::max(deviation, std::abs(direct[i] - p[i]));
+    }
+    EXPECT_LE(deviation, 0.03 * effect) << type;
+    const int to_mesh = type.back() == 'm' ? 1 : 0;
+    EXPECT_EQ(count(run.lines(), "boxes =") > 0, to_mesh == 1) << type;
+  }
+}
+
+TEST(ModelRuns, CsrPToPWithItsTestFile) {
+  RunFolder folder;
+  const ProgramRun run =
+      folder.run_deck(deck("csr_p_to_p", "shape = ellipsoid sigma_rad = 2e-5 sigma_vert = 1e-5 test = yes"));
+  ASSERT_TRUE(run.orderly());
+  EXPECT_GT(count(run.lines(), "ctsig ="), 0);
+  EXPECT_GT(count(run.lines(), "sigmar= 2e-05"), 0);
+  EXPECT_GT(count(run.lines(), "  isrc       = 24  npart = 24"), 0);
+  const auto lines = folder.lines("fc2.dat");
+  ASSERT_EQ(lines.size(), static_cast<std::size_t>(particles));
+  EXPECT_EQ(lines[0].size(), 56u);
+  EXPECT_NE(column(lines, 3)[5], 0);
+}
+
+// The mesh model evaluated ahead of the direct one, as its pre-conditioning.
+TEST(ModelRuns, TheGreensFunctionPreconditionsTheDirectModel) {
+  RunFolder folder;
+  const ProgramRun run = folder.run_deck(deck("csr_p_to_p", "", "precondition = yes"));
+  ASSERT_TRUE(run.orderly());
+  EXPECT_EQ(count(run.lines(), "error in"), 0);
+  EXPECT_GT(count(run.lines(), "isrc_gmesh2= 24"), 0);
+  EXPECT_GT(count(run.lines(), "isrc       = 24"), 0);
+}
+
+// Two columns of 20 corners, then the sections of the path: the straight line before the arc, the arc's start
+// 0.4 m back, and its end 1.6 m ahead. The last line is the time at which the step ended.
+TEST(ModelRuns, GreenMonitorsHoldThePolygonAndTheArcs) {
+  RunFolder folder;
+  const ProgramRun run = folder.run_deck(deck("csr_g_to_m"));
+  ASSERT_TRUE(run.orderly());
+  int last = 0;
+  while (folder.exists("mesh_000" + std::to_string(last + 1) + ".dat")) ++last;
+  ASSERT_GT(last, 0);
+  const auto n = column(folder.lines("mesh_000" + std::to_string(last) + ".dat"), 1);
+  ASSERT_EQ(n.size(), 42u + 4 * 4 + 1);
+  EXPECT_EQ(n[0], 20);
+  EXPECT_EQ(n[21], 20);
+  const double reach = *std::max_element(n.begin() + 1, n.begin() + 21);
+  EXPECT_GT(reach, 1e-4);
+  EXPECT_LT(reach, 1e-3);
+  EXPECT_EQ(n[42], 3);
+  EXPECT_NEAR(n[44], -0.4, 1e-3);                      // c t of the arc's start
+  EXPECT_NEAR(n[48], -0.4, 1e-3);                      // x
+  EXPECT_NEAR(std::abs(n[52]), 0.4 * 0.4 / 20, 1e-4);  // y
+  EXPECT_EQ(n[55], 0);                                 // curvature
+  EXPECT_NEAR(n[56], 0.1, 1e-3);
+  EXPECT_EQ(n.back(), 1.4);
+}
+
+TEST(ModelRuns, AMeshThatDoesNotFitEndsTheRun) {
+  RunFolder folder;
+  std::string text = deck("csr_g_to_p");
+  text.replace(text.find("3e-5"), 4, "3e-13");
+  const ProgramRun run = folder.run_deck(text);
+  ASSERT_TRUE(run.orderly());
+  const auto lines = run.lines();
+  ASSERT_EQ(count(lines, " error exit: meshing of green's function"), 1);
+  EXPECT_EQ(count(lines, " array size 'maxgre' not sufficient"), 1);
+  EXPECT_FALSE(folder.exists("end.dat"));
+}
+
+}  // namespace
