@@ -47,10 +47,14 @@ TEST(ArcPosition, AnyPointAndSectionComeToAnEnd) {
     (void)arc_position(nan, 0, section);
     (void)arc_position(1e308, -1e308, section);
   }
-  // The centre of the first arc is (0, -5): every place of the arc is as near.
-  const ArcPosition centre = arc_position(0, -5, 2);
-  EXPECT_TRUE(std::isfinite(centre.s) && std::isfinite(centre.u));
-  EXPECT_NEAR(std::abs(centre.u), 5, 1e-12);
+  // The centre of the first arc is (0, -r): every place of the arc is as near, and rounding decides.
+  for (double r = -10; r <= 10; r += 0.5) {
+    if (r == 0) continue;
+    const HandLattice arcs(r);
+    const ArcPosition centre = arc_position(0, -r, 2);
+    EXPECT_TRUE(std::isfinite(centre.s)) << r;
+    EXPECT_NEAR(std::abs(centre.u), std::abs(r), 1e-12);
+  }
 }
 
 }  // namespace
