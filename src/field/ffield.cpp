@@ -1,5 +1,6 @@
 #include "field/ffield.hpp"
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 
@@ -47,7 +48,11 @@ void ffield(double t, const double r[3], double gamma, const double n[3], FieldR
   finit("check", 0);
   pcclr();
   result = {};
-  if (!(pthcom.beta > 0)) return;  // a charge at rest has no line density and no retarded path
+  if (!(pthcom.beta > 0)) return;                // a charge at rest has no line density and no retarded path
+  if (!std::isfinite(t + r[0] + r[1] + r[2])) {  // nor has a lost particle a closest point
+    std::fill_n(result.force, 3, std::nan(""));
+    return;
+  }
   lamini(set.q0, set.sigmat, set.xnsigt);
   const Vec3 observer = vec3(r);
   fclini(observer, set.slow, set.shigh, set.relacc * 1e-12);

@@ -113,7 +113,7 @@ int cut_to_integer(double value) {
 /// The longest step: what the rest of the table can take, and no shorter than a few walking steps.
 double step_cap(const Intervals& list, double scale, const ExpansionRecord& x) {
   const double length = list.hi[list.n] - list.lo[1];
-  const double doublings = std::log(length / std::max(scale, 1e-300) + 1) / 0.69314718055994529;
+  const double doublings = std::log(length / std::max(scale, 1e-200) + 1) / 0.69314718055994529;
   const double xnsigt = x.t_length / x.sigmat;
   const double reserve = 2.0 * list.n + cut_to_integer(2 * xnsigt) + 2.0 * cut_to_integer(doublings) + 23;
   if (reserve >= maxpnt) {
@@ -224,7 +224,7 @@ const MeshRecord& mesh = record;
 void zipnts(double t0, const Vec3& r0) {
   static Intervals list;
   record.ipnt = 0;
-  if (!(limits.s1 < limits.s2)) return;
+  if (!(limits.s1 < limits.s2 && std::isfinite(limits.s2 - limits.s1))) return;
   double scale;
   find_intervals(expansion, list, scale);
   if (list.n == 0) return;
