@@ -1,7 +1,7 @@
 #pragma once
 #include <algorithm>
 #include <cmath>
-#include <initializer_list>
+#include <utility>
 #include <vector>
 
 #include "field/ffield.hpp"
@@ -21,7 +21,7 @@ struct Section {
 /// last. This geometry shares no code with the library's path.
 class Orbit {
  public:
-  Orbit(double first, std::initializer_list<Section> sections) : first_(first), sections_(sections) {
+  Orbit(double first, std::vector<Section> sections) : first_(first), sections_(std::move(sections)) {
     // Walk from the first section, then move everything so that s = 0 is the origin.
     const Pose p = raw(0);
     shift_ = p;
