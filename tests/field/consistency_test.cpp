@@ -1,0 +1,162 @@
+// The field library against itself: two routes to one number, Maxwell's relations, the two ways of summation.
+
+#include <gtest/gtest.h>
+
+#include "common/constants.hpp"
+#include "field/closest.hpp"
+#include "field/expansion.hpp"
+#include "field/mesh.hpp"
+#include "field/pole.hpp"
+#include "field/quadrature.hpp"
+#include "field/settings.hpp"
+#include "testpaths.hpp"
+
+namespace tessaron::test {
+namespace {
+
+constexpr double c = speed_of_light, sigma = 1e-4;
+
+const Orbit& arc() {
+  static const Orbit orbit(-0.8, {{1.2, 0.5}, {1, 0}});
+  return orbit;
+}
+
+// `extract` leaves the core of the pole out of the closed terms, and the line's averages are that core: their
+// sum is the plain line field, in each of its rows. The row for small d is an expansion in d / (c sigmat).
+TEST(Extract, PlusTheLineCoreEqualsThePlainLineField) {
+  for (const double gamma : {5.0, 500.0}) {
+    use_orbit(arc(), gamma);
+    use_source(sigma, gamma);
+    for (const double d : {1e-9, 1e-7, 9.9e-7, 1.01e-6, 1e-5, 1e-4, 1e-3}) {
+      field(0.7e-4, -d, 0, gamma);  // leaves limits and closest point behind
+      const Vec3 r0{0.7e-4, -d, 0}, e0 = vec3(closest.path.point.e);
+      Slots plain, split, core;
+      ziflag("extract", false);
+      ziini(0, r0, gamma, e0, field_settings.sigmat, 5, 1e-4);
+      fzpole(plain);
+      ziflag("extract", true);
+      ziini(0, r0, gamma, e0, field_settings.sigmat, 5, 1e-4);
+      fzpole(split);
+      fzSP(core);  // the method is 0: a line
+      split += core;
+      ziflag("extract", false);
+      const double ratio = d / sigma, tolerance = d < 1e-6 ? 1e-12 + ratio * ratio * ratio : 1e-12;
+      SCOPED_TRACE(testing::Message() << "gamma " << gamma << " d " << d);
+      EXPECT_NEAR(norm(split.cb - plain.cb), 0, tolerance * norm(plain.cb) + 1e-6);
+      EXPECT_NEAR(norm(split.force - plain.force), 0, tolerance * (norm(plain.force) + norm(plain.cb)) + 1e-6);
+      EXPECT_NEAR(split.phi, plain.phi, (1e-12 + ratio * ratio) * std::abs(plain.phi));
+      EXPECT_NEAR(split.phi_t, plain.phi_t, (1e-12 + ratio) * std::abs(plain.phi) * c / sigma);
+    }
+  }
+}
+
+TEST(Extract, TheRowsForSmallAndLargeDistanceJoin) {
+  for (const double gamma : {30.0, 3000.0}) {
+    use_orbit(arc(), gamma);
+    use_source(sigma, gamma);
+    use_round(2e-6);
+    const double limit = 0.01 * c * beta_of(gamma) * field_settings.sigmat * beta_of(gamma);
+    const FieldResult below = field(1e-4, limit * 0.9999, 0, gamma),
+                      above = field(1e-4, limit * 1.0001, 0, gamma);
+    for (int i = 0; i < 2; ++i) EXPECT_NEAR(below.force[i], above.force[i], 2e-3 * std::abs(above.force[0]));
+    EXPECT_NEAR(below.cb[2], above.cb[2], 3e-4 * above.cb[2]);
+    EXPECT_NEAR(below.phi_t, above.phi_t, 1e-4 * above.phi * c / sigma);
+  }
+}
+
+// c B = c curl A,  div A + (1/c^2) d phi/dt = 0,  the slots of the time derivatives,  and the force as
+// E + beta n x (c B) with E = -grad phi - dA/dt: by central differences of the library's own slots.
+TEST(Maxwell, TheSlotsBelongToOneField) {
+  use_summation(Summation::batched, 16);
+  const double gamma = 40, h = 3e-6;
+  use_orbit(arc(), gamma);
+  const double places[][3] = {{1e-4, 2e-4, 0}, {-2e-4, -1e-4, 1e-4}, {3e-4, 5e-4, -4e-4}, {0, 8e-5, 2e-5}};
+  for (const double size : {0.0, 2e-5}) {
+    use_source(sigma, gamma, 1e-7, 1e-10);
+    if (size > 0) use_round(size);
+    for (const auto& p : places) {
+      const auto at = [&](int axis, double steps) {
+        double q[4] = {p[0], p[1], p[2], 0};
+        q[axis] += steps * h;
+        return field(q[0], q[1], q[2], gamma, 1e-3, q[3]);
+      };
+      FieldResult d[4];  // derivatives of all slots along x, y, z, ct, to the fourth order of h
+      for (int axis = 0; axis < 4; ++axis) {
+        const FieldResult near[2] = {at(axis, -1), at(axis, 1)}, far[2] = {at(axis, -2), at(axis, 2)};
+        const auto slope = [&](auto slot) {
+          slot(d[axis]) = (8 * (slot(near[1]) - slot(near[0])) - (slot(far[1]) - slot(far[0]))) / (12 * h);
+        };
+        slope([](auto& f) -> auto& { return f.phi; });
+        for (int i = 0; i < 3; ++i) slope([i](auto& f) -> auto& { return f.a[i]; });
+      }
+      const FieldResult f = at(0, 0);
+      // The round model replaces the core of the pole by the lowest orders of an expansion.
+      const double b = std::hypot(f.cb[0], f.cb[1], f.cb[2]), tolerance = size > 0 ? 1e-3 : 2e-6;
+      SCOPED_TRACE(testing::Message() << "size " << size << " at " << p[0] << " " << p[1] << " " << p[2]);
+      EXPECT_NEAR(f.cb[0], c * (d[1].a[2] - d[2].a[1]), tolerance * b);
+      EXPECT_NEAR(f.cb[1], c * (d[2].a[0] - d[0].a[2]), tolerance * b);
+      EXPECT_NEAR(f.cb[2], c * (d[0].a[1] - d[1].a[0]), tolerance * b);
+      EXPECT_NEAR(c * (d[0].a[0] + d[1].a[1]), -f.phi_t / c, tolerance * b);
+      EXPECT_NEAR(d[3].phi, f.phi_t / c, tolerance * b);
+      EXPECT_NEAR(c * d[3].a[0], f.a_t[0], tolerance * b);
+      const double beta = beta_of(gamma), n[2] = {beta * std::cos(1e-3), beta * std::sin(1e-3)};
+      EXPECT_NEAR(f.force[0], -d[0].phi - f.a_t[0] + n[1] * f.cb[2], tolerance * b);
+      EXPECT_NEAR(f.force[1], -d[1].phi - f.a_t[1] - n[0] * f.cb[2], tolerance * b);
+      EXPECT_NEAR(f.force[2], -d[2].phi + n[0] * f.cb[1] - n[1] * f.cb[0], tolerance * b);
+    }
+  }
+  use_summation(Summation::batched);
+}
+
+TEST(Summation, BothWaysUseTheSameMeshAndAgreeToRounding) {
+  // Several arcs, one that turns far, and corners inside the range; observers in and out of the plane.
+  const Orbit bends[] = {arc(), Orbit(-0.5, {{0.2, 0.4}, {0.2, -0.7}, {0.3, 0}}), Orbit(-3, {{4, 0.6}}),
+                         Orbit(-0.1, {{1, 3}})};
+  for (const double gamma : {10.0, 200.0, 10000.0}) {
+    for (const Orbit& orbit : bends) {
+      use_orbit(orbit, gamma);
+      use_source(sigma, gamma);
+      for (const int method : {0, 2}) {
+        finit("method", method);
+        if (method == 2) use_round(3e-5);
+        for (const char* flag : {"", "notalman", "nogamma2"}) {
+          if (*flag != 0) finit(flag, 1);
+          for (const double z : {0.0, 1e-4}) {
+            const auto sum = [&](Summation way) {
+              use_summation(way);
+              field(0, 1e-3, 0, gamma);  // so that the search for the closest point starts alike
+              return field(0.8e-4, -0.4e-4, z, gamma, 1e-3);
+            };
+            const FieldResult plain = sum(Summation::plain);
+            static MeshRecord plain_mesh;
+            plain_mesh = mesh;
+            const FieldResult fast = sum(Summation::batched);
+            ASSERT_EQ(mesh.ipnt, plain_mesh.ipnt);
+            for (int i = 1; i <= mesh.ipnt; ++i) ASSERT_EQ(mesh.point[i], plain_mesh.point[i]);
+            const double f = std::hypot(plain.force[0], plain.force[1]),
+                         b = std::hypot(plain.cb[1], plain.cb[2]);
+            for (int i = 0; i < 3; ++i) {
+              EXPECT_NEAR(fast.force[i], plain.force[i], 1e-9 * f + 1e-13 * b);
+              EXPECT_NEAR(fast.cb[i], plain.cb[i], 1e-11 * b);
+              EXPECT_NEAR(fast.a[i], plain.a[i], 1e-7 * plain.phi / c);
+              EXPECT_NEAR(fast.a_t[i], plain.a_t[i], 1e-7 * plain.phi / sigma);
+            }
+            EXPECT_NEAR(fast.phi, plain.phi, 1e-7 * plain.phi);
+            EXPECT_NEAR(fast.phi_t, plain.phi_t, 1e-7 * plain.phi * c / sigma);
+            // The path by its interval coefficients: another rounding, and the same field.
+            use_path_query(PathQuery::coefficients);
+            const FieldResult slow = sum(Summation::plain);
+            use_path_query(PathQuery::stretches);
+            EXPECT_NEAR(slow.force[0], plain.force[0], 1e-7 * f);
+            EXPECT_NEAR(slow.cb[2], plain.cb[2], 1e-8 * b);
+          }
+          if (*flag != 0) finit(flag, 0);
+        }
+      }
+    }
+  }
+  use_summation(Summation::batched);
+}
+
+}  // namespace
+}  // namespace tessaron::test
