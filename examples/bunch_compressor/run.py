@@ -26,11 +26,11 @@ def deck_for(kind: str) -> str:
     return FORCE_TYPE.sub(lambda found: found[1] + kind, (HERE / "tessar.in").read_text(), count=1)
 
 
-def run(program: Path, folder: Path, kind: str, bunch: Path) -> None:
+def run(program: Path, folder: Path, deck: str, bunch: Path) -> None:
     """One run of the program in its own folder; its console goes to console.txt."""
     shutil.rmtree(folder, ignore_errors=True)
     folder.mkdir(parents=True)
-    (folder / "tessar.in").write_text(deck_for(kind))
+    (folder / "tessar.in").write_text(deck)
     shutil.copy(bunch, folder / "bunch.dat")
     with open(folder / "console.txt", "w") as console:
         subprocess.run([program], cwd=folder, stdout=console, check=True)
@@ -61,7 +61,7 @@ def main() -> None:
     for kind in dict.fromkeys(["none", options.type]):
         print(f"tracking {options.particles} particles, self force: {kind}", flush=True)
         folders[kind] = folder / kind
-        run(program, folders[kind], kind, folder / "bunch.dat")
+        run(program, folders[kind], deck_for(kind), folder / "bunch.dat")
     show(folders, folder)
 
 
