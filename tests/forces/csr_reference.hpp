@@ -141,7 +141,7 @@ inline double kernel(const Orbit& orbit, double s_ref, double gamma, double sigm
   cuts.push_back(to);
   // Halve each stretch in the variable Q a few times, so that no feature of the Gaussian is missed.
   Real sum = 0;
-  constexpr int pieces = 48;
+  constexpr int pieces = 24;
   for (std::size_t k = 0; k + 1 < cuts.size(); ++k) {
     const Real Qa = observer.Q(cuts[k]), Qb = observer.Q(cuts[k + 1]);
     Real a = cuts[k];
