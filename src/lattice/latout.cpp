@@ -74,7 +74,7 @@ void latout() {
     const Status closed = ficlos(stream);
     status = out.status() != ok ? out.status() : closed;
   }
-  if (status != ok) msgout("error in latout");
+  if (status != ok) msgout("cannot write latout.dat");
 }
 
 }  // namespace tessaron

@@ -167,9 +167,9 @@ TEST(LatticeMessages, EmptyBlockListsNothing) {
 TEST(LatticeMessages, ListingThatCannotBeWrittenIsNoFailure) {
   const RunFolder folder;
   folder.make_folder("latout.dat");
-  EXPECT_EQ(
-      console_of_deck(folder, drifts + "track_accuracy { } nonsense", 2),
-      Lines({drift_lines[0], " error in latout", drift_lines[1], " error in tessar: unknown layer command"}));
+  EXPECT_EQ(console_of_deck(folder, drifts + "track_accuracy { } nonsense", 2),
+            Lines({drift_lines[0], " cannot write latout.dat", drift_lines[1],
+                   " error in tessar: unknown layer command"}));
 }
 
 TEST(LatticeMessages, PreparationRefusesBoundariesAtOnePlace) {
