@@ -101,7 +101,7 @@ inline Coordinates plane_rates(const RhsCommon& c, double t, const Coordinates& 
   const double Wi = power.real() * c.gradient.imag() + power.imag() * c.gradient.real();
   const double sin_d = c.sin_Theta * u.cphi - c.cos_Theta * u.sphi;
   const double cos_d = c.cos_Theta * u.cphi + c.sin_Theta * u.sphi;
-  rate.phi -= (Wr + turn(Wi * sin_d * u.stheta, u.ctheta)) * v.gamma_inverse;
+  rate.phi -= (Wr + Wi * sin_d * turn(u.stheta, u.ctheta)) * v.gamma_inverse;
   rate.theta += Wi * cos_d * v.gamma_inverse;
   return rate;
 }
