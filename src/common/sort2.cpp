@@ -9,7 +9,7 @@ namespace tessaron {
 
 namespace {
 
-/// Orders elements first..last (counted from 1) by insertion.
+/// Orders elements first..last by insertion.
 void insertion_sort(int first, int last, double* key, double* other) {
   for (int j = first + 1; j <= last; ++j) {
     const double a = key[j], b = other[j];
@@ -25,10 +25,8 @@ void insertion_sort(int first, int last, double* key, double* other) {
 
 }  // namespace
 
-void sort2(int n, double* key_from_1, double* other_from_1) {
+void sort2(int n, double* key, double* other) {
   constexpr int insertion_limit = 7, stack_size = 50;
-  double* key = key_from_1 - 1;
-  double* other = other_from_1 - 1;
   const auto swap = [&](int i, int j) {
     std::swap(key[i], key[j]);
     std::swap(other[i], other[j]);
@@ -36,7 +34,7 @@ void sort2(int n, double* key_from_1, double* other_from_1) {
 
   std::array<int, stack_size> stack;
   int depth = 0;
-  int first = 1, last = n;
+  int first = 0, last = n - 1;
   for (;;) {
     if (last - first < insertion_limit) {
       insertion_sort(first, last, key, other);
