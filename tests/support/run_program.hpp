@@ -1,6 +1,7 @@
 #pragma once
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -21,6 +22,7 @@ struct ProgramRun {
   std::string errors;    ///< standard error, whole
   int exit_status = -1;  ///< -1 if a signal ended it
   int signal = 0;        ///< the signal that ended it
+  long peak_memory = 0;  ///< largest resident size [kB]
   bool hung = false;     ///< it did not end by itself in time and was killed
 
   std::vector<std::string> lines() const { return split_lines(console); }
@@ -73,11 +75,13 @@ class RunFolder : public TempFolder {
     if (child == 0) start(out, err);
     ProgramRun result;
     int status = 0;
-    if (!wait_for(child, timeout, status)) {
+    rusage usage{};
+    if (!wait_for(child, timeout, status, usage)) {
       result.hung = true;
       ::kill(child, SIGKILL);
       ::waitpid(child, &status, 0);
     }
+    result.peak_memory = usage.ru_maxrss;
     if (WIFEXITED(status)) result.exit_status = WEXITSTATUS(status);
     if (WIFSIGNALED(status)) result.signal = WTERMSIG(status);
     result.console = streams.read("out");
@@ -103,13 +107,13 @@ class RunFolder : public TempFolder {
     ::_exit(127);
   }
 
-  static bool wait_for(pid_t child, double timeout, int& status) {
+  static bool wait_for(pid_t child, double timeout, int& status, rusage& usage) {
     using Clock = std::chrono::steady_clock;
     const auto end = Clock::now() + std::chrono::duration<double>(timeout);
     // Most runs take a few milliseconds: look often at first, then seldom.
     for (auto nap = std::chrono::microseconds(200);;
          nap = std::min(nap * 2, std::chrono::microseconds(20000))) {
-      if (::waitpid(child, &status, WNOHANG) == child) return true;
+      if (::wait4(child, &status, WNOHANG, &usage) == child) return true;
       if (Clock::now() > end) return false;
       std::this_thread::sleep_for(nap);
     }
