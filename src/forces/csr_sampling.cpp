@@ -12,7 +12,7 @@ namespace tessaron {
 
 namespace {
 
-Csr1d coarse_record, image_record;  ///< scratch
+constinit Csr1d coarse_record{}, image_record{};  ///< scratch
 double curvature_of_coarse[narcsr + 2];
 
 void copy_head(const Csr1d& from, Csr1d& to) {

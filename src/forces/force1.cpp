@@ -20,7 +20,7 @@ namespace tessaron {
 namespace {
 
 Table<double, nsamax> curr_cells;   ///< line current [A]
-Csr1d csr_kernel;                   ///< kernel of coherent synchrotron radiation [V/m per coulomb]
+constinit Csr1d csr_kernel{};       ///< kernel of coherent synchrotron radiation [V/m per coulomb]
 Table<double, nsamax> wsum_cells;   ///< total kernel [V/m per coulomb]
 Table<double, nsamax> field_cells;  ///< force on the grid [1/m]
 

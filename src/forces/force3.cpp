@@ -15,7 +15,7 @@ namespace tessaron {
 
 namespace {
 
-ObservationPoints points;
+constinit ObservationPoints points{};  // all zero: it takes no room in the program file
 
 /// Adds the field of one source on the present path to this process's points, in lab axes [V/m].
 void add_source(double q, double ct, const ReferenceMotion& reference, const ProcessIdentity& id) {

@@ -13,7 +13,7 @@ namespace tessaron {
 
 namespace {
 
-BoxMesh mesh;
+constinit BoxMesh mesh{};          // all zero: it takes no room in the program file
 Table<double, maxprt> key, other;  // for sorting
 
 constexpr int box_minimum = 4;                 ///< particles that are worth four nodes

@@ -9,7 +9,7 @@
 
 namespace tessaron {
 
-GreenMesh green_mesh_store;
+constinit GreenMesh green_mesh_store{};  // all zero: it takes no room in the program file
 const GreenMesh& green_mesh = green_mesh_store;
 
 namespace {

@@ -67,6 +67,15 @@ TEST(Memory, AWholeRunAllocatesNothing) {
 #endif
 }
 
+// Tables that nobody has used yet take no memory: none is written at the start.
+TEST(Memory, AnEmptyDeckTouchesNoLargeTable) {
+#if TESSARON_OWN_MALLOC
+  EXPECT_LT(RunFolder().run_deck("").peak_memory, 16800);  // less than the particle table alone
+#else
+  GTEST_SKIP() << "the sanitizer needs memory of its own";
+#endif
+}
+
 TEST(Memory, AFullBunchWithoutSelfForceStaysBelow200MB) {
 #if TESSARON_OWN_MALLOC
   const RunFolder folder;
