@@ -55,7 +55,7 @@ Status TextFile::open_to_read(const char* path, bool& created) {
 Status TextFile::open_to_write(const char* path) {
   const int descriptor = ::open(path, O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_CLOEXEC | O_NOCTTY, 0666);
   if (descriptor < 0) return code_of_failure();
-  ::fcntl(descriptor, F_SETFL, ::fcntl(descriptor, F_GETFL) & ~O_NONBLOCK);
+  ::fcntl(descriptor, F_SETFL, 0);  // from here on a slow reader is waited for
   start(descriptor, true);
   return ok;
 }
