@@ -2,6 +2,7 @@
 from __future__ import annotations
 
 import json
+import math
 from argparse import ArgumentParser, Namespace
 from dataclasses import dataclass
 from typing import Callable
@@ -133,6 +134,7 @@ def plot_options(parser: ArgumentParser) -> None:
     add("--charge", type=float, default=0.0, metavar="C", help="total charge [C] for fmt0")
     add("--slices", type=int, default=50, metavar="N", help="number of slices or bins")
     add("--current", metavar="FILE", help="with force: fc1_curr.dat, drawn behind it")
+    add("--direction", type=float, metavar="DEG", help="with force: direction of the motion [degrees]; guessed otherwise")
     add("--sigma-long", type=float, metavar="M", help="with green: rms length of the sub-bunch [m], shows the fine zones")
 
 
@@ -153,7 +155,8 @@ def plot(options: Namespace) -> None:
         figure = plots.slices(bunch(first), options.slices)
     elif kind == "force":
         current = outputs.read_grid(options.current) if options.current else None
-        figure = plots.force([(name, outputs.read_force(name)) for name in options.files], current)
+        figure = plots.force([(name, outputs.read_force(name)) for name in options.files], current,
+                             math.radians(options.direction) if options.direction is not None else None)
     elif kind == "floor":
         figure = plots.floor_plan(outputs.read_latout(first))
     elif kind == "green":

@@ -92,6 +92,24 @@ def read_force(path: str | Path) -> ParticleForce:
     return ParticleForce(table[:, 0], table[:, 1], table[:, 2] * REST_ENERGY, None, table[:, 3])
 
 
+def direction_of(force: ParticleForce) -> float:
+    """A guess at the direction of motion [rad], between -90 and 90 degrees: the one along which the force is smoothest.
+
+    A force of the bunch on itself depends above all on the place along the motion.
+    """
+    stride = max(1, force.dx.size // 2000)
+    dx, dy, along = force.dx[::stride], force.dy[::stride], force.along[::stride]
+
+    def roughness(angle: float) -> float:
+        return float(np.abs(np.diff(along[np.argsort(np.cos(angle) * dx + np.sin(angle) * dy)])).sum())
+
+    best, reach = 0.0, np.pi / 2
+    while reach > 1e-5:
+        angles = best + reach * np.linspace(-1, 1, 121)
+        best, reach = angles[int(np.argmin([roughness(angle) for angle in angles]))], reach / 20
+    return float(best)
+
+
 def read_latout(path: str | Path) -> list[Boundary]:
     """Reads latout.dat."""
     boundaries: list[Boundary] = []
@@ -122,8 +140,10 @@ def design_orbit(boundaries: list[Boundary], points: int = 30) -> np.ndarray:
 
 
 def read_green(path: str | Path) -> GreenFile:
-    """Reads one file of a `green` monitor."""
+    """Reads one file of a `green` monitor. One that holds a time alone belongs to a step that built no mesh."""
     values = list(numbers_of(Path(path).read_text().split()))
+    if len(values) == 1:
+        raise ValueError(f"{path}: no mesh was built in this step")
     columns = []
     for _ in range(6):
         count = int(values.pop(0)) if values else 0

@@ -13,7 +13,7 @@ from matplotlib.figure import Figure  # noqa: E402
 from . import analyse  # noqa: E402
 from .bunch import Bunch  # noqa: E402
 from .greenmesh import wavefront_zones  # noqa: E402
-from .outputs import Boundary, Grid, GreenFile, ParticleForce, Steps, design_orbit  # noqa: E402
+from .outputs import Boundary, Grid, GreenFile, ParticleForce, Steps, design_orbit, direction_of  # noqa: E402
 
 MOST_DOTS = 20000
 INK, SECOND, THIRD = "#1b4f72", "#b03a2e", "#7d6608"
@@ -85,13 +85,14 @@ def slices(bunch: Bunch, count: int = 50, title: str = "") -> Figure:
     return figure
 
 
-def force(forces: list[tuple[str, ParticleForce]], current: Grid | None = None) -> Figure:
-    """Force along the bunch from fc1.dat and fc2.dat, one line per file; dots where the bunch is no thin line.
+def force(forces: list[tuple[str, ParticleForce]], current: Grid | None = None, direction: float | None = None) -> Figure:
+    """Force along the bunch from fc1.dat and fc2.dat, the head to the right.
 
-    The place is the distance from particle 1 along the direction in which the bunch is longest, the head to the right.
+    :param direction: of the motion of particle 1 [rad], which the files do not tell; guessed otherwise.
     """
     figure, axes = plt.subplots(figsize=(7, 4.5))
-    places = [_along(item) for _, item in forces]
+    angles = [direction_of(item) if direction is None else direction for _, item in forces]
+    places = [np.cos(angle) * item.dx + np.sin(angle) * item.dy for angle, (_, item) in zip(angles, forces)]
     factor, unit = unit_of(np.concatenate(places), "m")
     scale, scale_unit = unit_of(np.concatenate([item.along for _, item in forces]), "eV/m")
     for (label, item), place, colour in zip(forces, places, [INK, SECOND, THIRD] * len(forces)):
@@ -230,13 +231,6 @@ def development(columns: dict[str, np.ndarray]) -> Figure:
     bottom.set_xlabel("c·t / m")
     bottom.legend()
     return figure
-
-
-def _along(item: ParticleForce) -> np.ndarray:
-    """Distance from particle 1 along the main axis of the bunch, taken forward in x."""
-    places = np.vstack([item.dx, item.dy])
-    axis = np.linalg.eigh(np.cov(places))[1][:, -1] if item.dx.size > 1 else np.array([1.0, 0.0])
-    return (axis if axis[0] >= 0 else -axis) @ places
 
 
 def _current(current: np.ndarray, edges: np.ndarray, axes: plt.Axes) -> tuple[np.ndarray, np.ndarray]:

@@ -84,6 +84,15 @@ def test_forces_are_in_volts_per_metre(tmp_path):
     assert two.across == pytest.approx([REST_ENERGY * 1e-6]) and two.momentum is None
 
 
+@pytest.mark.parametrize("angle", [0.0, 0.4, -1.2])
+def test_the_direction_of_a_force_file_is_found(angle):
+    random = np.random.default_rng(3)
+    s, u = 1e-4 * random.standard_normal(1500), 2e-4 * random.standard_normal(1500)  # wider than long
+    dx, dy = np.cos(angle) * s - np.sin(angle) * u, np.sin(angle) * s + np.cos(angle) * u
+    force = outputs.ParticleForce(dx, dy, -np.exp(-0.5 * (s / 1e-4) ** 2), None, None)
+    assert outputs.direction_of(force) == pytest.approx(angle, abs=2e-3)
+
+
 def square_mesh(arcs: np.ndarray) -> outputs.GreenFile:
     angles = np.pi / 4 + np.arange(4) * np.pi / 2
     corners = np.repeat(np.sqrt(2) * np.array([np.cos(angles), np.sin(angles)]), 5, axis=1)  # 20 corners, five at each place
