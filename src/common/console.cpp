@@ -13,7 +13,7 @@ namespace {
 
 bool silent = false;
 void (*line_hook)() = nullptr;
-void (*stop_hook)() = nullptr;
+void (*stop_hook)(std::string_view line) = nullptr;
 
 /// A console that cannot be written (closed, full) does not stop a run.
 void put(const char* text, std::size_t size) {
@@ -55,12 +55,12 @@ void pause_for_operator(std::string_view message) {
 
 void fatal_stop(std::string_view line) {
   if (!line.empty()) console_line(line);
-  if (stop_hook != nullptr) stop_hook();
+  if (stop_hook != nullptr) stop_hook(line);
   std::exit(0);
 }
 
 void set_line_hook(void (*hook)()) { line_hook = hook; }
 
-void set_stop_hook(void (*hook)()) { stop_hook = hook; }
+void set_stop_hook(void (*hook)(std::string_view line)) { stop_hook = hook; }
 
 }  // namespace tessaron

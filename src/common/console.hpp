@@ -24,6 +24,6 @@ void set_line_hook(void (*hook)());
 
 /// What a fatal stop calls ahead of its end: it closes the files, tells a person where the run stood, ends a
 /// process group.
-void set_stop_hook(void (*hook)());
+void set_stop_hook(void (*hook)(std::string_view line));
 
 }  // namespace tessaron

@@ -163,6 +163,8 @@ void grnrst() {
   store.green_ok = false;
 }
 
+bool green_kept() { return store.green_ok; }
+
 void green_sums(const ParticleTable& particles, const SectionTable& sections, double ct,
                 ObservationPoints& points, ReferenceMotion& reference) {
   const ProcessIdentity id = pgflags();

@@ -16,5 +16,7 @@ namespace tessaron {
                             double ct, ForceTable& forces);
 /// Forgets the field mesh kept from the last evaluation.
 void grnrst();
+/// Whether a field mesh is kept: an evaluation at the same time may use it again.
+bool green_kept();
 
 }  // namespace tessaron

@@ -23,6 +23,8 @@ ProcessIdentity pgflags();
 /// Joins the group and sets the identity; `pgend` leaves it in order.
 void pgstart(int* argc, char*** argv);
 void pgend();
+/// Ends the whole group at once, wherever its processes are, with exit status 0: behind a fatal stop.
+void pgabort();
 
 /// The master sends a command string to all workers.
 void pgstr(std::string_view text);

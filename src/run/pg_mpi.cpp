@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstddef>
+#include <cstdio>
 #include <thread>
 #include <type_traits>
 
@@ -43,11 +44,13 @@ void broadcast_run(Cells cells) {
   broadcast_bytes(cells.data(), cells.size_bytes());
 }
 
-/// A fatal stop ends the whole job. The master has written its line by then. A worker that meets the same
-/// fault as the master leaves it the time to tell; only a worker alone with its fault ends the job itself.
-void stop_group() {
-  if (!identity.master) std::this_thread::sleep_for(std::chrono::seconds(2));
-  MPI_Abort(MPI_COMM_WORLD, 0);
+/// A fatal stop of a worker. Where the master meets the same fault it has the time to tell and to end the
+/// job; a worker alone with its fault says so itself.
+void end_after_worker_stop(std::string_view line) {
+  std::this_thread::sleep_for(std::chrono::seconds(2));
+  std::fprintf(stderr, "tessaron: process %d: %.*s\n", identity.own_number, static_cast<int>(line.size()),
+               line.data());
+  pgabort();
 }
 
 }  // namespace
@@ -60,10 +63,16 @@ void pgstart(int* argc, char*** argv) {
   MPI_Comm_rank(MPI_COMM_WORLD, &rank);
   MPI_Comm_size(MPI_COMM_WORLD, &size);
   identity = {rank == master_rank, rank + 1, size};
-  if (size > 1) set_stop_hook(stop_group);
+  if (!identity.master) set_stop_hook(end_after_worker_stop);
 }
 
 void pgend() { MPI_Finalize(); }
+
+void pgabort() {
+  // With nobody else to end, the job ends in order.
+  if (identity.group_size > 1) MPI_Abort(MPI_COMM_WORLD, 0);
+  MPI_Finalize();
+}
 
 void pgstr(std::string_view text) {
   Text<80> command = text;
@@ -106,7 +115,8 @@ void pgrows(double* array, int row_length, int rows, int capacity) {
 void pgsum(double* array, int row_length, int rows) {
   // 300000 particles or 2500000 mesh rows of three reals: the count is far below the limit of an int.
   const int n = row_length * rows;
-  MPI_Reduce(identity.master ? MPI_IN_PLACE : array, array, n, MPI_DOUBLE, MPI_SUM, master_rank, MPI_COMM_WORLD);
+  MPI_Reduce(identity.master ? MPI_IN_PLACE : array, array, n, MPI_DOUBLE, MPI_SUM, master_rank,
+             MPI_COMM_WORLD);
 }
 
 void pgorf(bool* flags, int count) {

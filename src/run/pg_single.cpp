@@ -8,6 +8,8 @@ ProcessIdentity pgflags() { return {}; }
 void pgstart(int*, char***) {}
 void pgend() {}
 
+void pgabort() {}
+
 void pgstr(std::string_view) {}
 void pgrecv(Text<80>&) {}
 void pgsetup() {}

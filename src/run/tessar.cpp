@@ -192,10 +192,10 @@ void close_files() {
 }
 
 /// What happens ahead of the end of the process when an operation finds that nothing can go on.
-void end_after_fatal_stop() {
+void end_after_fatal_stop(std::string_view) {
   tell_where_deck_stands();
   close_files();
-  pgend();
+  pgabort();
 }
 
 }  // namespace

@@ -20,6 +20,7 @@ std::vector<std::string> done;      ///< what the worker did
 ProcessIdentity pgflags() { return identity; }
 void pgstart(int*, char***) {}
 void pgend() {}
+void pgabort() {}
 void pgstr(std::string_view) {}
 void pgrecv(Text<80>& text) {
   if (commands.empty()) {

@@ -68,11 +68,13 @@ inline std::vector<std::string> without_banners(const std::vector<std::string>& 
 class RunFolder : public TempFolder {
  public:
   /// Runs the program with an empty standard input. It is killed when `timeout` seconds are over.
-  ProgramRun run(double timeout = 60) const {
+  ProgramRun run(double timeout = 60) const { return run_command({TESSARON_PROGRAM}, timeout); }
+  /// The same for any command, its name searched for as a shell does.
+  ProgramRun run_command(const std::vector<std::string>& command, double timeout = 60) const {
     const TempFolder streams;
     const std::string out = streams.path("out"), err = streams.path("err");
     const pid_t child = ::fork();
-    if (child == 0) start(out, err);
+    if (child == 0) start(command, out, err);
     ProgramRun result;
     int status = 0;
     rusage usage{};
@@ -96,14 +98,18 @@ class RunFolder : public TempFolder {
 
  private:
   /// In the child: becomes the program.
-  [[noreturn]] void start(const std::string& out, const std::string& err) const {
+  [[noreturn]] void start(const std::vector<std::string>& command, const std::string& out,
+                          const std::string& err) const {
+    std::vector<char*> words;
+    for (const std::string& word : command) words.push_back(const_cast<char*>(word.c_str()));
+    words.push_back(nullptr);
     const int in = ::open("/dev/null", O_RDONLY);
     const int console = ::open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
     const int errors = ::open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
     ::dup2(in, STDIN_FILENO);
     ::dup2(console, STDOUT_FILENO);
     ::dup2(errors, STDERR_FILENO);
-    if (::chdir(path().c_str()) == 0) ::execl(TESSARON_PROGRAM, "tessaron", static_cast<char*>(nullptr));
+    if (::chdir(path().c_str()) == 0) ::execvp(words[0], words.data());
     ::_exit(127);
   }
 
