@@ -86,9 +86,34 @@ double dbrent(double a, double start, double b, double tau) {
   return x.s;
 }
 
+/// The same minimum by Newton's method for e . (r - r0) = 0, from `start` on. It is taken only where the
+/// distance d has no other minimum. From the closest point on, the part of the way along e(s) grows by the
+/// cosine of the largest turn on the path at least, and what d takes back by the bend of e(s) grows by d
+/// kappa at most: so the cosine must be the larger one.
+bool newton(double low, double start, double high, double& s) {
+  constexpr int most_steps = 8;
+  if (query != PathQuery::stretches || !(pthcom.forward > 0)) return false;
+  s = start;
+  for (int n = 1; n <= most_steps; ++n) {
+    const PlanePoint p = path_at(pthcom, s);
+    const double dx = p.x - record.r0.x, dy = p.y - record.r0.y;
+    const double growth = 1 + p.kappa * (p.ex * dy - p.ey * dx);
+    const double step = (p.ex * dx + p.ey * dy) / growth;
+    s -= step;
+    if (!(s > low && s < high && growth > 0)) return false;
+    const double distance = std::sqrt(dx * dx + dy * dy + record.r0.z * record.r0.z);
+    // The next step would be smaller than this one squared, over the radius: rounding.
+    if (std::abs(step) <= 1e-8 * distance || std::abs(step) <= 1e-16 * std::abs(s)) {
+      return distance * pthcom.largest_kappa < pthcom.forward;
+    }
+  }
+  return false;
+}
+
 }  // namespace
 
 const ClosestRecord& closest = record;
+const PathQuery& path_query = query;
 
 const PathSample& pthval(double s, int level) {
   if (cache.valid && level <= cache.level && s == cache.s) return cache.sample;
@@ -112,8 +137,7 @@ void use_path_query(PathQuery chosen) {
   pcclr();
 }
 
-PlanePoint plane_point(double s) {
-  if (query == PathQuery::stretches) return path_at(pthcom, s);
+PlanePoint plane_point_by_coefficients(double s) {
   PathPoint p;
   pathfn_by_coefficients(s, p);
   return {p.r[0], p.r[1], p.e[0], p.e[1], p.e[0] * p.e_prime[1] - p.e[1] * p.e_prime[0]};
@@ -123,7 +147,9 @@ void fclini(const Vec3& r0, double s_low, double s_high, double tau) {
   record.r0 = r0;
   record.tau = tau;
   const bool warm = s_low < previous_answer && previous_answer < s_high;
-  double s = dbrent(s_low, warm ? previous_answer : 0.5 * (s_low + s_high), s_high, tau);
+  const double start = warm ? previous_answer : 0.5 * (s_low + s_high);
+  double s;
+  if (!newton(s_low, start, s_high, s)) s = dbrent(s_low, start, s_high, tau);
   const PlanePoint p = plane_point(s);
   const double dx = p.x - r0.x, dy = p.y - r0.y;
   // One correction; the factor 2 damps it where the path bends towards the observer.

@@ -20,8 +20,17 @@ void pcclr();
 /// (the slow way, for comparison).
 enum class PathQuery { stretches, coefficients };
 void use_path_query(PathQuery query);
-/// The path in its plane, by the chosen formulas.
-PlanePoint plane_point(double s);
+extern const PathQuery& path_query;
+PlanePoint plane_point_by_coefficients(double s);
+
+/// The path in its plane, by the chosen formulas; `stretch` is the one that holds s.
+inline PlanePoint plane_point(const PathStretch& stretch, double s) {
+  return path_query == PathQuery::stretches ? path_point(stretch, s) : plane_point_by_coefficients(s);
+}
+inline PlanePoint plane_point(double s) {
+  const PathRecord& path = pthcom;
+  return plane_point(path.stretch[path_stretch(path, s)], s);
+}
 
 /// The point of the path closest to the observer. Owner: `fclini`, `fobset`.
 struct ClosestRecord {

@@ -27,29 +27,6 @@ TESSARON_LANES_INLINE Lanes abs_of(const Lanes& v) {
   return reinterpret_cast<Lanes>(reinterpret_cast<LaneBits>(v) & INT64_MAX);
 }
 
-/// sin and cos by their Taylor series, to rounding for |x| <= 0.8.
-inline constexpr double small_angle = 0.8;
-TESSARON_LANES_INLINE void small_sin_cos(const Lanes& x, Lanes& sine, Lanes& cosine) {
-  const Lanes q = x * x;
-  Lanes s = lanes_of(1.0 / 355687428096000);
-  s = s * q - 1.0 / 1307674368000;
-  s = s * q + 1.0 / 6227020800;
-  s = s * q - 1.0 / 39916800;
-  s = s * q + 1.0 / 362880;
-  s = s * q - 1.0 / 5040;
-  s = s * q + 1.0 / 120;
-  s = s * q - 1.0 / 6;
-  sine = x + x * (q * s);
-  Lanes c = lanes_of(1.0 / 20922789888000);
-  c = c * q - 1.0 / 87178291200;
-  c = c * q + 1.0 / 479001600;
-  c = c * q - 1.0 / 3628800;
-  c = c * q + 1.0 / 40320;
-  c = c * q - 1.0 / 720;
-  c = c * q + 1.0 / 24;
-  cosine = 1.0 - (0.5 * q - q * (q * c));
-}
-
 /// exp(x) for x <= 0; below -700 it is 0. exp(n ln 2 + r) = 2^n exp(r), |r| <= ln(2) / 2.
 TESSARON_LANES_INLINE Lanes exp_of_negative(const Lanes& x) {
   constexpr double shifter = 6755399441055744.0;  // 1.5 * 2^52: a sum with it rounds to an integer
@@ -58,19 +35,11 @@ TESSARON_LANES_INLINE Lanes exp_of_negative(const Lanes& x) {
   const Lanes shifted = reach * 1.4426950408889634 + shifter;
   const Lanes n = shifted - shifter;
   const Lanes r = (reach - n * ln2_high) - n * ln2_low;
-  Lanes p = lanes_of(1.0 / 6227020800);
-  p = p * r + 1.0 / 479001600;
-  p = p * r + 1.0 / 39916800;
-  p = p * r + 1.0 / 3628800;
-  p = p * r + 1.0 / 362880;
-  p = p * r + 1.0 / 40320;
-  p = p * r + 1.0 / 5040;
-  p = p * r + 1.0 / 720;
-  p = p * r + 1.0 / 120;
-  p = p * r + 1.0 / 24;
-  p = p * r + 1.0 / 6;
-  p = p * r + 0.5;
-  p = 1.0 + (r + r * (r * p));
+  const Lanes r2 = r * r, r4 = r2 * r2;
+  const Lanes low = (0.5 + r * (1.0 / 6)) + r2 * (1.0 / 24 + r * (1.0 / 120));
+  const Lanes middle = (1.0 / 720 + r * (1.0 / 5040)) + r2 * (1.0 / 40320 + r * (1.0 / 362880));
+  const Lanes high = (1.0 / 3628800 + r * (1.0 / 39916800)) + r2 * (1.0 / 479001600 + r * (1.0 / 6227020800));
+  const Lanes p = 1.0 + (r + r2 * (low + r4 * (middle + r4 * high)));
   // The low bits of `shifted` hold n; moved into the exponent of p they multiply it by 2^n.
   const Lanes scaled =
       reinterpret_cast<Lanes>(reinterpret_cast<LaneBits>(p) + (reinterpret_cast<LaneBits>(shifted) << 52));

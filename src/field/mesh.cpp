@@ -21,25 +21,30 @@ MeshRecord record;
 constexpr double c = speed_of_light;
 constexpr double kink_width = 1.0000000000000002e-14;  // of a cut around a kink, relative to s
 
-/// What the steps are chosen by, at a point of the path.
+/// What the steps are chosen by, at a point of the path. Times are c t.
 struct Trial {
   double s;
+  const PathStretch* stretch;
   double distance;  // R
-  double f;         // bunch time seen from s [s]
-  double slope;     // df/ds < 0 [s/m]
+  double f;         // bunch time seen from s [m]
+  double slope;     // df/ds < 0
 };
 
 struct Observation {
-  double t0;
+  const PathRecord& path;
   Vec3 r0;
+  double ct0;
   double inv_beta;
+  double ct_per_s;  // of the path's clock
+  double sigma;     // rms duration of the bunch [m]
 
   Trial at(double s) const {
-    const PlanePoint p = plane_point(s);
+    const PathStretch& stretch = path.stretch[path_stretch(path, s)];
+    const PlanePoint p = plane_point(stretch, s);
     const double dx = r0.x - p.x, dy = r0.y - p.y;
-    const double distance = std::sqrt(dx * dx + dy * dy + r0.z * r0.z + 1e-300);
-    return {s, distance, t0 - s / pthcom.vel - distance / c,
-            ((p.ex * dx + p.ey * dy) / distance - inv_beta) / c};
+    const double distance = std::sqrt(dx * dx + dy * dy + (r0.z * r0.z + 1e-300));
+    return {s, &stretch, distance, ct0 - s * ct_per_s - distance,
+            (p.ex * dx + p.ey * dy) / distance - inv_beta};
   }
 };
 
@@ -143,15 +148,10 @@ struct Corner {
 
 /// The corner that a walk from s down to `next` in steps of `stride` meets first.
 Corner find_corner(const Observation& observation, const Trial& from, double next, double stride) {
-  const PathRecord& path = pthcom;
-  const bool curved = path_curved(path, from.s);
-  // Below this point the curve is of the other kind; a walk can only stop in the step that passes it.
-  int stretch = path_stretch(path, from.s);
-  double change = from.s;
-  while (stretch >= 0 && (path.stretch[stretch].kappa != 0) == curved) {
-    change = stretch > 0 ? path.snode[stretch] : -HUGE_VAL;
-    --stretch;
-  }
+  const PathRecord& path = observation.path;
+  // Below `change` the curve is of the other kind; a walk can only stop in the step that passes it.
+  const bool curved = from.stretch->kappa != 0;
+  const double change = from.stretch->same_from;
   if (!(change >= next)) return {};
   double y = from.s;
   const double steps_ahead = (from.s - change) / stride;
@@ -183,11 +183,11 @@ double next_point(const Observation& observation, const Trial& at, double lo, do
   } else if (s > x.s_c) {
     next = std::max(next, s - at.distance * at.distance / (2 * (s - x.s_c)));
   }
-  if (at.slope < 0) next = std::max(next, s + x.sigmat / at.slope);
+  if (at.slope < 0) next = std::max(next, s + observation.sigma / at.slope);
   trial = observation.at(next);
   // A step over which the bunch time changes by more than sigmat is shortened in proportion.
-  while (trial.f - at.f > 1.1 * x.sigmat) {
-    const double shorter = std::max(next, s + (next - s) * x.sigmat / (trial.f - at.f));
+  while (trial.f - at.f > 1.1 * observation.sigma) {
+    const double shorter = std::max(next, s + (next - s) * observation.sigma / (trial.f - at.f));
     if (!(shorter > next && shorter < s)) break;
     next = shorter;
     trial = observation.at(next);
@@ -229,7 +229,7 @@ void zipnts(double t0, const Vec3& r0) {
   find_intervals(expansion, list, scale);
   if (list.n == 0) return;
   const double cap = step_cap(list, scale, expansion);
-  const Observation observation{t0, r0, 1 / pthcom.beta};
+  const Observation observation{pthcom, r0, c * t0, 1 / pthcom.beta, c / pthcom.vel, c * expansion.sigmat};
   for (int i = list.n; i >= 1; --i) walk(observation, list.lo[i], list.hi[i], cap);
 }
 

@@ -111,7 +111,7 @@ void set_segment(int i, const Nodes& nodes) {
 }
 
 void set_extension(PathStretch& stretch, int node, double end) {
-  stretch = {path.snode[node], path.r[node].x, path.r[node].y, path.e[node].x, path.e[node].y, 0, 0, end};
+  stretch = {path.snode[node], path.r[node].x, path.r[node].y, path.e[node].x, path.e[node].y, 0, 0, end, 0};
 }
 
 /// Puts the nodes on the interpolated curve that runs through the reference particle.
@@ -128,6 +128,21 @@ void place_nodes(const PathVector& at_reference) {
   for (int i = path.knode - 1; i >= 1; --i) far_end(i, i + 1, i);
   set_extension(path.stretch[0], 1, path.snode[1]);
   set_extension(path.stretch[path.nnode], path.nnode, HUGE_VAL);
+}
+
+/// What the searches along the path want to know about the whole of it.
+void survey(const Nodes& nodes) {
+  double lowest = nodes.row[1].phi, highest = lowest;
+  path.largest_kappa = 0;
+  path.stretch[0].same_from = -HUGE_VAL;
+  for (int i = 1; i <= path.nnode; ++i) {
+    lowest = std::min(lowest, nodes.row[i].phi);
+    highest = std::max(highest, nodes.row[i].phi);
+    PathStretch &here = path.stretch[i], &before = path.stretch[i - 1];
+    here.same_from = (here.kappa == 0) == (before.kappa == 0) ? before.same_from : path.snode[i];
+    path.largest_kappa = std::max(path.largest_kappa, std::abs(here.kappa));
+  }
+  path.forward = std::cos(std::min(highest - lowest, pi));
 }
 
 void fill_buckets() {
@@ -153,6 +168,7 @@ void build_path(const Particle& particle, const BoundaryPoints& rows, std::int32
   collect_nodes(particle, rows, nlat, ct, beta, nodes);
   for (int i = 1; i < path.nnode; ++i) set_segment(i, nodes);
   place_nodes(nodes.at_reference);
+  survey(nodes);
   fill_buckets();
 
   finit("Slow", std::min(path.snode[1], path.snode[path.knode]) - 1);

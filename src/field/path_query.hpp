@@ -4,6 +4,7 @@
 #include "common/constants.hpp"
 #include "common/table.hpp"
 #include "field/path.hpp"
+#include "field/smallangle.hpp"
 
 namespace tessaron {
 
@@ -30,6 +31,7 @@ struct PathStretch {
   double kappa = 0;         ///< curvature, > 0 turns to the left; exactly 0 on a straight stretch [1/m]
   double two_by_kappa = 0;  ///< 2 / kappa, 0 where a chord is as long as its arc to rounding
   double end = 0;           ///< path coordinate at which the next stretch begins [m]
+  double same_from = 0;     ///< down to here the path stays straight, or curved [m]
 };
 
 /// The reference path of the present source. Owner: `setpth`.
@@ -51,6 +53,8 @@ struct PathRecord {
   Table<int, 100> bucket;                      ///< where the search in `snode` starts
   double bucket_scale = 0;                     ///< buckets per metre
   Table<PathStretch, maxnode + 1, 0> stretch;  ///< segment i; 0 and nnode are the straight extensions
+  double forward = -1;                         ///< smallest cosine between two directions on the path
+  double largest_kappa = 0;                    ///< sharpest bend [1/m]
 };
 extern const PathRecord& pthcom;
 
@@ -94,7 +98,13 @@ inline PlanePoint path_point(const PathStretch& p, double s) {
   const double u = s - p.s;
   if (p.kappa == 0) return {p.x + u * p.ex, p.y + u * p.ey, p.ex, p.ey, 0};
   const double h = 0.5 * (p.kappa * u);
-  const double sh = std::sin(h), ch = std::cos(h);
+  double sh, ch;
+  if (std::abs(h) <= small_angle) {
+    small_sin_cos(h, sh, ch);
+  } else {
+    sh = std::sin(h);
+    ch = std::cos(h);
+  }
   const double chord = p.two_by_kappa == 0 ? u : p.two_by_kappa * sh;
   const double along = chord * ch, across = chord * sh;
   const double c = 1 - 2 * (sh * sh), n = 2 * (sh * ch);

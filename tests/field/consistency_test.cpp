@@ -43,7 +43,8 @@ TEST(Extract, PlusTheLineCoreEqualsThePlainLineField) {
       const double ratio = d / sigma, tolerance = d < 1e-6 ? 1e-12 + ratio * ratio * ratio : 1e-12;
       SCOPED_TRACE(testing::Message() << "gamma " << gamma << " d " << d);
       EXPECT_NEAR(norm(split.cb - plain.cb), 0, tolerance * norm(plain.cb) + 1e-6);
-      EXPECT_NEAR(norm(split.force - plain.force), 0, tolerance * (norm(plain.force) + norm(plain.cb)) + 1e-6);
+      EXPECT_NEAR(norm(split.force - plain.force), 0,
+                  tolerance * (norm(plain.force) + norm(plain.cb)) + 1e-6);
       EXPECT_NEAR(split.phi, plain.phi, (1e-12 + ratio * ratio) * std::abs(plain.phi));
       EXPECT_NEAR(split.phi_t, plain.phi_t, (1e-12 + ratio) * std::abs(plain.phi) * c / sigma);
     }
