@@ -1,6 +1,8 @@
 """Decks with planted faults: each is found on its line, in plain words, and nothing else is reported."""
+import re
 from pathlib import Path
 
+import numpy as np
 import pytest
 from conftest import ROOT
 
@@ -209,3 +211,16 @@ def test_the_end_of_the_deck(tmp_path):
     (tmp_path / "d").write_text("a b")
     reader = DeckReader(tmp_path / "d")
     assert [reader.token().text for _ in range(3)] == ["a", "b", "#eof"]
+
+
+def test_mutated_decks_never_break_the_check(tmp_path, bunch_file):
+    """Bytes dropped, doubled, exchanged and inserted: there may be any findings, but an orderly end."""
+    random = np.random.default_rng(11)
+    text = DECK + "io_path { output = . }\n" + (ROOT / "examples/bunch_compressor/tessar.in").read_text()
+    for _ in range(150):
+        characters = list(text)
+        for _ in range(random.integers(1, 6)):
+            k = int(random.integers(len(characters)))
+            characters[k] = random.choice(["", "}", "{", "=", " ", "#", "1e400", "-", "!", "\x00", characters[k] * 2, "nan", "#eof ", ","])
+        for finding in findings(tmp_path, bunch_file, "".join(characters)):
+            assert re.match(r"^[\w./]+:\d+: (error|warning): ", finding), finding

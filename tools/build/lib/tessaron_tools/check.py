@@ -1,0 +1,114 @@
+"""Reads a deck without running it and tells what would fail and what looks wrong, each with file and line.
+
+The walk is the program's own: one command after the other, each changing the settings at hand. Where the program would
+stop at the first failure, the check reports it and goes on as well as it can.
+"""
+from __future__ import annotations
+
+from pathlib import Path
+
+from .blocks import read_block
+from .check_forces import check_forces
+from .check_lattice import check_lattice
+from .check_monitors import check_monitor, check_online_monitor, end_of_deck
+from .check_particles import check_particles
+from .check_state import CheckState, Finding
+from .check_tracking import check_track_step, check_tracker
+from .deck import DeckEnd, DeckFault, DeckReader, Place, Token
+from .keys import COMMANDS, IO_PATH
+
+
+def check_deck(deck: Path) -> list[Finding]:
+    """All findings, in the order of the deck. File names in it are taken from the deck's folder, as in a run there."""
+    return walk_deck(deck).findings
+
+
+def walk_deck(deck: Path) -> CheckState:
+    """The state at the deck's end, with all findings."""
+    state = CheckState(deck.parent)
+    if not deck.is_file():
+        state.error(Place(str(deck), 0), "there is no such deck; the program would create it empty and end")
+        return state
+    try:
+        reader = state.reader = DeckReader(deck, state.warn)
+    except DeckFault as fault:
+        state.error(fault.place, fault.text)
+        return state
+    _walk(state, reader)
+    end_of_deck(state)
+    if not state.trackers and not any(finding.severity == "error" for finding in state.findings):
+        state.warn(Place(deck.name, 1), "the deck holds no tracker, so nothing moves")
+    state.findings = list(dict.fromkeys(state.findings))
+    return state
+
+
+def _walk(state: CheckState, reader: DeckReader) -> None:
+    pending: Token | None = None
+    while True:
+        try:
+            command = pending or reader.command()
+            pending = None
+            if command.text == "exit":
+                _behind_exit(state, reader)
+                return
+            _carry_out(state, reader, command)
+        except DeckEnd:
+            return
+        except DeckFault as fault:
+            state.error(fault.place, fault.text)
+            try:
+                pending = _next_command(reader)
+            except (DeckEnd, DeckFault):
+                return
+
+
+def _carry_out(state: CheckState, reader: DeckReader, command: Token) -> None:
+    blocks = {"lattice": check_lattice, "particles": check_particles, "forces": check_forces, "track_step": check_track_step,
+              "tracker": check_tracker, "monitor": check_monitor, "online_monitor": check_online_monitor, "io_path": _io_path,
+              "track_accuracy": _track_accuracy}
+    if command.text not in blocks:
+        raise DeckFault(f"unknown command {command.text!r}; there are {', '.join(COMMANDS)}", command.place)
+    try:
+        blocks[command.text](state, reader, command)
+    except DeckEnd:
+        raise DeckFault(f"the deck ends inside {command.text}; a }} is missing", command.place) from None
+
+
+def _io_path(state: CheckState, reader: DeckReader, command: Token) -> None:
+    values = read_block(reader, "io_path", IO_PATH, state.error, state.warn)
+    if "input" in values:
+        reader.input_folder = values["input"].text
+        if not reader.path_of(".").is_dir():
+            state.error(values["input"].place, f"the folder {reader.path_of('.')} does not exist")
+    if "output" in values:
+        state.output_folder = values["output"].text
+        if not state.output_path(".").is_dir():
+            state.warn(values["output"].place, f"the folder {state.output_path('.')} does not exist; make it before the run")
+    if "logfile" in values:
+        state.logfile = values["logfile"].text
+        path = state.output_path(state.logfile)
+        if path.is_dir() or not path.parent.is_dir():
+            state.error(values["logfile"].place, f"the log {path} cannot be written")
+
+
+def _track_accuracy(state: CheckState, reader: DeckReader, command: Token) -> None:
+    reader.expect("{", "to open track_accuracy")
+    reader.skip_block()
+    state.warn(command.place, "track_accuracy is read over and changes nothing; track_step holds the accuracy settings")
+
+
+def _behind_exit(state: CheckState, reader: DeckReader) -> None:
+    try:
+        token = reader.token()
+    except (DeckEnd, DeckFault):
+        return
+    if token.text != "#eof":
+        state.warn(token.place, "what stands behind exit is never read")
+
+
+def _next_command(reader: DeckReader) -> Token:
+    """After a fault: the next word at the start of a line that is a command."""
+    while True:
+        token = reader.command()
+        if token.text in COMMANDS and reader.at_line_start:
+            return token

@@ -1,0 +1,125 @@
+"""What a check knows at a place of the deck: the settings that the program would hold there, and its findings."""
+from __future__ import annotations
+
+from dataclasses import dataclass, field
+from pathlib import Path
+
+from .blocks import Value
+from .bunch import Bunch
+from .deck import DeckReader, Place
+from .outputs import Boundary
+
+STEP_DEFAULTS = {"ct_step_max": 0.1, "ct_step_min": 0.01, "ct_step_first": 0.1, "arc_factor": 0.5}
+
+
+@dataclass(frozen=True, order=True)
+class Finding:
+    """One thing that would fail (error) or that looks wrong (warning)."""
+
+    place: Place
+    severity: str
+    text: str
+
+    def __str__(self) -> str:
+        return f"{self.place}: {self.severity}: {self.text}"
+
+
+@dataclass
+class OnlineMonitor:
+    """An `online_monitor` block that is waiting or at work."""
+
+    name: str
+    place: Place
+    values: dict[str, Value]
+    accepted: bool = False
+    start: float | None = None  #: c*t [m], once accepted
+    end: float | None = None
+    outputs: bool = False  #: at least one output was due
+
+
+@dataclass(frozen=True)
+class OutputFile:
+    """A file that a monitor writes; a series has numbered names instead of its own."""
+
+    name: str
+    kind: str  #: bunch, particle, steps, subbunch or green
+    fmt: str
+    series: bool = False
+
+
+@dataclass
+class Beam:
+    """The bunch of the last `particles` block, as far as a check can follow it."""
+
+    bunch: Bunch
+    place: Place
+    length: float  #: rms along the direction of particle 1 [m], sources only
+    sources: int
+    reference_momentum: float | None  #: [eV/c]; None if unreadable
+    ct: float  #: bunch time [m]
+    beta: float
+    lab: tuple[float, float, float, float] = (0.0, 0.0, 1.0, 0.0)  #: x, y [m], px, py [eV/c] of particle 1 in the lab
+    orbit_checked: bool = False
+    path: float = 0.0  #: path length of particle 1 [m], valid with a lattice
+    tracked: bool = False  #: a tracker has moved it; its length is that of the start
+
+
+@dataclass
+class CheckState:
+    """All settings at the present place of the deck."""
+
+    folder: Path
+    reader: DeckReader | None = None
+    findings: list[Finding] = field(default_factory=list)
+    output_folder: str | None = None
+    boundaries: list[Boundary] = field(default_factory=list)
+    lattice_place: Place | None = None
+    lattice_good: bool = True
+    beam: Beam | None = None
+    beam_failed: bool = False  #: there is a particles block, but it could not be read
+    forces: dict[str, Value] = field(default_factory=dict)
+    forces_place: Place | None = None
+    kept_parameters: dict[str, float] = field(default_factory=dict)  #: par1 to par5 stay from block to block
+    steps: dict[str, float] = field(default_factory=lambda: dict(STEP_DEFAULTS))
+    steps_place: Place | None = None
+    time_grid: list[float] | None = None
+    monitors: list[OnlineMonitor] = field(default_factory=list)
+    written: dict[str, Place] = field(default_factory=dict)  #: output files by name
+    outputs: list[OutputFile] = field(default_factory=list)  #: the same with what they hold
+    logfile: str | None = None
+    trackers: int = 0
+    force_checked: set[str] = field(default_factory=set)
+
+    def error(self, place: Place, text: str) -> None:
+        """Something that would fail."""
+        self.findings.append(Finding(place, "error", text))
+
+    def warn(self, place: Place, text: str) -> None:
+        """Something suspicious."""
+        self.findings.append(Finding(place, "warning", text))
+
+    def need_beam(self, place: Place, what: str) -> None:
+        """Tells that there are no particles, unless their block has already been blamed."""
+        if self.beam is None and not self.beam_failed:
+            self.error(place, f"there are no particles to {what}")
+
+    @property
+    def force_type(self) -> str:
+        """The word of `type`; `none` before any good `forces` block."""
+        value = self.forces.get("type")
+        return value.text if value is not None and value.good else "none"
+
+    def marker_time(self, marker: str) -> float | None:
+        """When particle 1 meets the first boundary with this marker, c*t [m]; None without one or without a bunch."""
+        for boundary in self.boundaries:
+            if boundary.marker == marker and self.beam is not None:
+                return self.beam.ct + (boundary.s - self.beam.path) / self.beam.beta
+        return None
+
+    def has_marker(self, marker: str) -> bool:
+        """Whether a boundary has this marker."""
+        return any(boundary.marker == marker for boundary in self.boundaries)
+
+    def output_path(self, name: str) -> Path:
+        """A file that the program writes."""
+        return self.folder / (f"{self.output_folder}/{name}" if self.output_folder else name)

@@ -1,0 +1,42 @@
+"""The command line: `tessaron-tools COMMAND ...`. One function per subcommand adds its options, one carries it out."""
+from __future__ import annotations
+
+import argparse
+import sys
+
+PACKAGES = {"numpy": "python3-numpy", "matplotlib": "python3-matplotlib", "h5py": "python3-h5py"}
+
+
+def build_parser() -> argparse.ArgumentParser:
+    """All subcommands with their help. Importing this needs nothing but the standard library."""
+    from . import commands
+
+    parser = argparse.ArgumentParser(
+        prog="tessaron-tools", description="Bunches in and out, pictures, reports and deck checks for Tessaron.",
+        epilog="Lengths in metres, momenta in eV/c, energies in eV, charges in coulomb, time as c*t in metres.")
+    parser.add_argument("--traceback", action="store_true", help="show where in the tools an error was met")
+    subparsers = parser.add_subparsers(dest="command", metavar="COMMAND", required=True)
+    for name, command in commands.COMMANDS.items():
+        sub = subparsers.add_parser(name, help=command.help, description=command.description,
+                                    formatter_class=argparse.ArgumentDefaultsHelpFormatter)
+        command.options(sub)
+        sub.set_defaults(run=command.run)
+    return parser
+
+
+def main(arguments: list[str] | None = None) -> int:
+    """Runs one subcommand. 0 on success; 1 with a line on standard error when it failed; `check` tells its own status."""
+    parsed = build_parser().parse_args(arguments)
+    try:
+        return parsed.run(parsed) or 0
+    except BrokenPipeError:
+        return 0
+    except ModuleNotFoundError as error:
+        if parsed.traceback or error.name not in PACKAGES:
+            raise
+        print(f"tessaron-tools: this needs {error.name}. On Debian: apt-get install {PACKAGES[error.name]}", file=sys.stderr)
+    except (OSError, ValueError, KeyError) as error:
+        if parsed.traceback:
+            raise
+        print(f"tessaron-tools {parsed.command}: {error}", file=sys.stderr)
+    return 1

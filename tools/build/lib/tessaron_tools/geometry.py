@@ -1,0 +1,119 @@
+"""The design orbit that a `lattice` block describes, built boundary by boundary as the program does."""
+from __future__ import annotations
+
+from math import atan2, cos, hypot, pi, radians, sin, sqrt
+
+from .keys import CAPACITY
+from .outputs import Boundary
+
+
+def add_boundary(boundaries: list[Boundary], keys: dict[str, float], r: float, marker: str, duty: bool) -> Boundary:
+    """Appends the boundary that the keys of a `position` block describe.
+
+    :param keys: those of rho [m], psi [degrees], delta_s [m], delta_psi [degrees] that the deck gives.
+    :param r: radius of the section that ends here [m], 0 for a straight one, above 0 clockwise.
+    :raises ValueError: with words for a person, when the keys cannot be met.
+    """
+    if len(boundaries) >= CAPACITY["maxlat"]:
+        raise ValueError(f"more than {CAPACITY['maxlat']} field boundaries")
+    if "rho" not in keys and "delta_s" not in keys:
+        raise ValueError("position needs rho or delta_s")
+    if not boundaries:
+        boundary = _first(keys, r)
+    elif r == 0:
+        boundary = _straight(boundaries[-1], keys)
+    elif "rho" in keys and "psi" in keys:
+        boundary = _absolute_arc(boundaries[-1], keys, r)
+    else:
+        boundary = _relative_arc(boundaries[-1], keys, r)
+    boundary.marker, boundary.duty = marker, duty
+    boundaries.append(boundary)
+    return boundary
+
+
+def turned(vector: tuple[float, float], angle: float) -> tuple[float, float]:
+    """A vector of the plane turned by an angle [rad]."""
+    c, s = cos(angle), sin(angle)
+    return vector[0] * c - vector[1] * s, vector[0] * s + vector[1] * c
+
+
+def _normal(keys: dict[str, float], tangent: tuple[float, float]) -> tuple[float, float]:
+    if "psi" in keys:
+        return cos(radians(keys["psi"])), sin(radians(keys["psi"]))
+    return turned(tangent, radians(keys.get("delta_psi", 0.0)))
+
+
+def _first(keys: dict[str, float], r: float) -> Boundary:
+    psi = radians(keys.get("psi", keys.get("delta_psi", 0.0)))
+    if "delta_s" not in keys and abs(cos(psi)) < 1e-9:
+        raise ValueError("the boundary runs along the orbit, which never crosses it")
+    s = keys["delta_s"] if "delta_s" in keys else keys["rho"] / cos(psi)
+    return Boundary("", True, s, 0.0, 1.0, 0.0, cos(psi), sin(psi), s, r)
+
+
+def _straight(before: Boundary, keys: dict[str, float]) -> Boundary:
+    nx, ny = _normal(keys, (before.tx, before.ty))
+    if "delta_s" in keys:
+        length = keys["delta_s"]
+    else:
+        forward = ny * before.ty + nx * before.tx
+        if abs(forward) < 1e-9:
+            raise ValueError("the boundary runs along the orbit, which never crosses it")
+        length = ((keys["rho"] * ny - before.y) * ny + (keys["rho"] * nx - before.x) * nx) / forward
+    return Boundary("", True, before.x + before.tx * length, before.y + before.ty * length, before.tx, before.ty, nx, ny,
+                    before.s + length, 0.0)
+
+
+def _relative_arc(before: Boundary, keys: dict[str, float], r: float) -> Boundary:
+    if "delta_s" not in keys:
+        raise ValueError("the end of an arc needs delta_s, or rho and psi")
+    if keys["delta_s"] < 0:
+        raise ValueError("delta_s of an arc is negative")
+    boundary = _arc(before, keys["delta_s"], r)
+    boundary.nx, boundary.ny = _normal(keys, (boundary.tx, boundary.ty))
+    return boundary
+
+
+def _absolute_arc(before: Boundary, keys: dict[str, float], r: float) -> Boundary:
+    c, e = cos(radians(keys["psi"])), sin(radians(keys["psi"]))
+    a, b = before.tx * e - before.ty * c, before.tx * c + before.ty * e
+    distance = (keys["rho"] - (before.y * e + before.x * c)) / r + a
+    if abs(distance) > 1:
+        raise ValueError("the arc does not reach the line of rho and psi")
+    root = sqrt(1 - distance**2)
+    m = 1 / (b * b + a * a)
+    angles = [atan2((side * a * root - distance * b) * m, (side * b * root + distance * a) * m) for side in (1, -1)]
+    lengths = [-r * angle + (2 * pi * abs(r) if -r * angle < 0 else 0.0) for angle in angles]
+    boundary = _arc(before, min(lengths), r)
+    boundary.nx, boundary.ny = c, e
+    return boundary
+
+
+def _arc(before: Boundary, length: float, r: float) -> Boundary:
+    angle = -length / r
+    tx, ty = turned((before.tx, before.ty), angle)
+    chord_x, chord_y = turned((before.tx, before.ty), angle / 2)
+    chord = 2 * r * sin(angle / 2)
+    return Boundary("", True, before.x - chord_x * chord, before.y - chord_y * chord, tx, ty, tx, ty, before.s + length, r)
+
+
+def orbit_position(boundaries: list[Boundary], x: float, y: float) -> tuple[float, float, float]:
+    """Path length of the orbit point nearest to (x, y) [m], the distance from it [m], and the orbit's direction there [rad]."""
+    best = (x, abs(y), 0.0) if not boundaries or x < boundaries[0].x else None
+    previous = Boundary("", False, 0, 0, 1, 0, 1, 0, 0, 0)
+    for b in boundaries:
+        for k in range(101):
+            point = _arc(previous, (b.s - previous.s) * k / 100, b.r) if b.r else _straight(previous, {"delta_s": (b.s - previous.s) * k / 100})
+            distance = hypot(point.x - x, point.y - y)
+            if best is None or distance < best[1]:
+                ahead = (x - point.x) * point.tx + (y - point.y) * point.ty
+                across = abs((y - point.y) * point.tx - (x - point.x) * point.ty)
+                reach = (b.s - previous.s) / 200
+                best = (point.s + ahead, across if abs(ahead) <= 2 * reach else distance, atan2(point.ty, point.tx))
+        previous = b
+    ahead = (x - previous.x) * previous.tx + (y - previous.y) * previous.ty
+    if ahead > 0:
+        across = abs((y - previous.y) * previous.tx - (x - previous.x) * previous.ty)
+        if best is None or across <= best[1]:
+            best = (previous.s + ahead, across, atan2(previous.ty, previous.tx))
+    return best

@@ -1,0 +1,161 @@
+"""Readers of what a run leaves behind besides bunches: step tables, sub-bunch tables, force files, lattice, meshes."""
+from __future__ import annotations
+
+from dataclasses import dataclass, field
+from pathlib import Path
+
+import numpy as np
+
+from .bunchfiles import numbers_of
+from .constants import REST_ENERGY
+
+
+@dataclass
+class Steps:
+    """A `steps` monitor, one entry per output."""
+
+    ct: np.ndarray  #: bunch time c*t [m]
+    error: np.ndarray  #: integrated step error
+    duty: np.ndarray  #: a duty step just ended
+    calls: np.ndarray  #: (5, N) force evaluations so far, by force type 1 to 5
+
+
+@dataclass
+class Grid:
+    """Values on an even grid, as in the fc1_... files; the position is c*t behind particle 1 [m]."""
+
+    position: np.ndarray
+    value: np.ndarray
+
+
+@dataclass
+class ParticleForce:
+    """fc1.dat and fc2.dat: one entry per particle, the first is the reference particle."""
+
+    dx: np.ndarray  #: position less that of particle 1 [m]
+    dy: np.ndarray
+    along: np.ndarray  #: force along the motion [eV/m]
+    across: np.ndarray | None  #: force across it in the plane [eV/m]; None in fc1.dat
+    momentum: np.ndarray | None  #: gamma beta; None in fc2.dat
+
+
+@dataclass
+class Boundary:
+    """A field boundary of latout.dat."""
+
+    marker: str
+    duty: bool
+    x: float  #: point of the design orbit on the boundary [m]
+    y: float
+    tx: float  #: tangent of the orbit there
+    ty: float
+    nx: float  #: normal of the boundary line
+    ny: float
+    s: float  #: path length from the origin [m]
+    r: float  #: radius of the section that ends here [m], 0 straight, above 0 clockwise
+    element: tuple[int, int] = (1, 0)  #: class (1 field section, 0 discrete element) and subtype
+
+
+@dataclass
+class GreenFile:
+    """What a `green` monitor tells of a mesh, in the frame of the sub-bunch: a along its motion, b across [m]."""
+
+    polygon: np.ndarray  #: (2, 20) corners of the region that the mesh covers
+    arcs: np.ndarray  #: (4, N) changes of curvature of the path: c*t [m], place a, b [m], curvature [1/m]
+    ct: float | None = field(default=None)  #: bunch time [m], where the file tells it
+
+
+def read_steps(path: str | Path) -> Steps:
+    """Reads a `steps` monitor."""
+    table = _table(path, 8)
+    return Steps(table[:, 0], table[:, 1], table[:, 2] == 1, table[:, 3:8].T)
+
+
+def read_subbunch(path: str | Path) -> np.ndarray:
+    """Reads a `subbunch` monitor: (N, 4) with c*t, rms length, radial and vertical rms size of the sub-bunches [m]."""
+    return _table(path, 4)
+
+
+def read_grid(path: str | Path) -> Grid:
+    """Reads fc1_curr.dat [A], fc1_csr_w_sub.dat and fc1_w_sub.dat [V/(m C)], fc1_csr_w_curr.dat [1/m]."""
+    values = numbers_of(Path(path).read_text().split())
+    if len(values) < 3:
+        raise ValueError(f"{path}: no grid")
+    return Grid(np.linspace(values[0], values[1], len(values) - 2), values[2:])
+
+
+def read_force(path: str | Path) -> ParticleForce:
+    """Reads fc1.dat or fc2.dat, told apart by the name; forces are turned to eV/m."""
+    table = _table(path, 4)
+    if Path(path).name.startswith("fc2"):
+        return ParticleForce(table[:, 0], table[:, 1], table[:, 2] * REST_ENERGY, table[:, 3] * REST_ENERGY, None)
+    return ParticleForce(table[:, 0], table[:, 1], table[:, 2] * REST_ENERGY, None, table[:, 3])
+
+
+def direction_of(force: ParticleForce) -> float:
+    """A guess at the direction of motion [rad], between -90 and 90 degrees: the one along which the force is smoothest.
+
+    A force of the bunch on itself depends above all on the place along the motion.
+    """
+    stride = max(1, force.dx.size // 2000)
+    dx, dy, along = force.dx[::stride], force.dy[::stride], force.along[::stride]
+
+    def roughness(angle: float) -> float:
+        return float(np.abs(np.diff(along[np.argsort(np.cos(angle) * dx + np.sin(angle) * dy)])).sum())
+
+    best, reach = 0.0, np.pi / 2
+    while reach > 1e-5:
+        angles = best + reach * np.linspace(-1, 1, 121)
+        best, reach = angles[int(np.argmin([roughness(angle) for angle in angles]))], reach / 20
+    return float(best)
+
+
+def read_latout(path: str | Path) -> list[Boundary]:
+    """Reads latout.dat."""
+    boundaries: list[Boundary] = []
+    for block in Path(path).read_text().split("-" * 48):
+        lines = [line.split() for line in block.splitlines() if line.strip()]
+        if not lines:
+            continue
+        head = lines[0]
+        marker = head[head.index("marker=") + 1] if "marker=" in head else ""
+        numbers = [numbers_of(line[1:2])[0] for line in lines[1:9]]
+        element = (int(lines[9][1]), int(lines[10][1]))
+        boundaries.append(Boundary("" if marker == "undefined" else marker, head[-1].upper().startswith("T"), *numbers, element))
+    return boundaries
+
+
+def design_orbit(boundaries: list[Boundary], points: int = 30) -> np.ndarray:
+    """(2, N) points x, y [m] along the design orbit from the origin through all boundaries."""
+    x, y, tx, ty, s = 0.0, 0.0, 1.0, 0.0, 0.0
+    rows = [(x, y)]
+    for b in boundaries:
+        for length in np.linspace(0, b.s - s, points)[1:]:
+            # an arc is its chord, turned by half the angle; an angle falls along a positive radius
+            half = -length / b.r / 2 if b.r else 0.0
+            chord = -2 * b.r * np.sin(half) if b.r else length
+            rows.append((x + chord * (tx * np.cos(half) - ty * np.sin(half)), y + chord * (ty * np.cos(half) + tx * np.sin(half))))
+        x, y, tx, ty, s = b.x, b.y, b.tx, b.ty, b.s
+    return np.array(rows).T
+
+
+def read_green(path: str | Path) -> GreenFile:
+    """Reads one file of a `green` monitor. One that holds a time alone belongs to a step that built no mesh."""
+    values = list(numbers_of(Path(path).read_text().split()))
+    if len(values) == 1:
+        raise ValueError(f"{path}: no mesh was built in this step")
+    columns = []
+    for _ in range(6):
+        count = int(values.pop(0)) if values else 0
+        columns.append(values[:count])
+        del values[:count]
+    if [len(column) for column in columns[:2]] != [20, 20] or len({len(column) for column in columns[2:]}) != 1:
+        raise ValueError(f"{path}: not a mesh file")
+    return GreenFile(np.array(columns[:2]), np.array(columns[2:]), values[0] if values else None)
+
+
+def _table(path: str | Path, columns: int) -> np.ndarray:
+    words = Path(path).read_text().split()
+    if not words or len(words) % columns:
+        raise ValueError(f"{path}: {len(words)} numbers are no whole lines of {columns}")
+    return numbers_of(words).reshape(-1, columns)

@@ -1,0 +1,62 @@
+"""Results of `analyse` as text tables with units."""
+from __future__ import annotations
+
+_ROWS = (
+    ("c*t", "ct", 1, "m"), ("particles", "particles", 1, ""), ("charge", "charge", 1e9, "nC"), ("mean energy", "energy", 1e-6, "MeV"),
+    ("energy spread", "energy_spread", 1e-3, "keV"), ("  about a cubic chirp", "energy_spread_uncorrelated", 1e-3, "keV"),
+    ("chirp, more behind", "chirp", 1, "1/m"), ("rms length", "length", 1e6, "um"), ("peak current", "peak_current", 1, "A"),
+)
+_PLANE_ROWS = (
+    ("rms size", "size", 1e6, "um"), ("rms angle", "angle", 1e6, "urad"), ("norm. emittance", "emittance", 1e6, "um"),
+    ("beta", "beta", 1, "m"), ("alpha", "alpha", 1, ""), ("dispersion", "dispersion", 1e3, "mm"),
+)
+_SERIES = (("c*t [m]", "ct", 1), ("energy [MeV]", "energy", 1e-6), ("loss [keV]", "loss", 1e-3), ("spread [keV]", "energy_spread", 1e-3),
+           ("length [um]", "length", 1e6), ("emitt. u [um]", "emittance_u", 1e6), ("emitt. w [um]", "emittance_w", 1e6))
+_SLICES = (("ahead [um]", "s", 1e6), ("current [A]", "current", 1), ("energy [MeV]", "energy", 1e-6),
+           ("spread [keV]", "energy_spread", 1e-3), ("emitt. u [um]", "emittance_u", 1e6), ("emitt. w [um]", "emittance_w", 1e6),
+           ("particles", "particles", 1))
+
+
+def summary_rows(entry: dict) -> list[tuple[str, str, str]]:
+    """(name, value, unit) of all numbers of one bunch summary."""
+    rows = [(name, f"{entry[key] * factor:.6g}", unit) for name, key, factor, unit in _ROWS]
+    rows.append(("centre x, y, z", ", ".join(f"{value:.6g}" for value in entry["position"]), "m"))
+    for plane, label in (("horizontal", "in the orbit plane"), ("vertical", "vertical")):
+        rows += [(f"{name}, {label}", f"{entry[plane][key] * factor:.6g}", unit) for name, key, factor, unit in _PLANE_ROWS]
+    return rows
+
+
+def column_table(columns: dict, kind: str) -> tuple[list[str], list[list[str]]]:
+    """Heads and rows of a table of columns; `kind` is "series" or "slices"."""
+    chosen = _SERIES if kind == "series" else _SLICES
+    rows = zip(*([f"{value * factor:.7g}" for value in columns[key]] for _, key, factor in chosen))
+    return [head for head, _, _ in chosen], [list(row) for row in rows]
+
+
+def path_length_rows(fit: dict) -> list[tuple[str, str, str]]:
+    """(name, value, unit) of a fitted path length."""
+    names = (("R56, head at negative z", "r56", 1e3, "mm"), ("T566", "t566", 1e3, "mm"), ("U5666", "u5666", 1e3, "mm"),
+             ("rms left by the fit", "rest", 1e6, "um"))
+    return [(name, f"{fit[key] * factor:.6g}", unit) for name, key, factor, unit in names]
+
+
+def analysis_text(result: dict) -> str:
+    """The whole result for the console."""
+    parts = []
+    for entry in result["bunches"]:
+        parts += [entry["file"], _lines(summary_rows(entry))]
+        if "slices" in entry:
+            parts.append(_grid(*column_table(entry["slices"], "slices")))
+    if "series" in result:
+        parts.append(_grid(*column_table(result["series"], "series")))
+    if "path_length" in result:
+        parts.append(_lines(path_length_rows(result["path_length"])))
+    return "\n".join(parts)
+
+
+def _lines(rows: list[tuple[str, str, str]]) -> str:
+    return "\n".join(f"  {name:36s} {value:>16s} {unit}" for name, value, unit in rows) + "\n"
+
+
+def _grid(heads: list[str], rows: list[list[str]]) -> str:
+    return "\n".join("".join(f"{cell:>15s}" for cell in row) for row in [heads, *rows]) + "\n"
