@@ -1,0 +1,147 @@
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+
+#include "common/console.hpp"
+#include "forces/models_fixture.hpp"
+#include "run/pg.hpp"
+
+/// A process group of two for the models: a forked worker at the other end of a socket. Without one it is the
+/// group of one process that all other tests here run in.
+namespace tessaron {
+
+namespace {
+
+ProcessIdentity identity;
+int line = -1;
+
+template <class T>
+void send(const T* data, std::size_t n) {
+  const char* at = reinterpret_cast<const char*>(data);
+  for (std::size_t left = n * sizeof(T); left > 0;) {
+    const ssize_t sent = ::write(line, at, left);
+    if (sent <= 0) ::_exit(1);
+    at += sent, left -= static_cast<std::size_t>(sent);
+  }
+}
+template <class T>
+void receive(T* data, std::size_t n) {
+  char* at = reinterpret_cast<char*>(data);
+  for (std::size_t left = n * sizeof(T); left > 0;) {
+    const ssize_t got = ::read(line, at, left);
+    if (got <= 0) ::_exit(1);
+    at += got, left -= static_cast<std::size_t>(got);
+  }
+}
+template <class T, class Merge>
+void to_master(T* data, int n, Merge merge) {
+  if (identity.group_size == 1) return;
+  if (!identity.master) return send(data, static_cast<std::size_t>(n));
+  for (int i = 0; i < n; ++i) {
+    T theirs;
+    receive(&theirs, 1);
+    data[i] = merge(data[i], theirs);
+  }
+}
+template <class T>
+void to_all(T* data, int n) {
+  if (identity.group_size == 1) return;
+  if (identity.master)
+    send(data, static_cast<std::size_t>(n));
+  else
+    receive(data, static_cast<std::size_t>(n));
+}
+
+}  // namespace
+
+ProcessIdentity pgflags() { return identity; }
+void pgstart(int*, char***) {}
+void pgend() {}
+void pgstr(std::string_view) {}
+void pgrecv(Text<80>&) {}
+void pgsetup() {}
+void pgbunch(std::int32_t&, Particle*, std::int32_t*, double&) {}
+void pgrows(double* array, int row_length, int rows, int) { to_all(array, row_length * rows); }
+void pgsum(double* array, int row_length, int rows) {
+  to_master(array, row_length * rows, [](double a, double b) { return a + b; });
+}
+void pgorf(bool* flags, int count) {
+  to_master(flags, count, [](bool a, bool b) { return a || b; });
+}
+void pgflg(bool* flags, int count, int) { to_all(flags, count); }
+
+namespace {
+
+using enum ForceType;
+
+struct Group : test::Models {
+  /// The same evaluation, shared with a worker.
+  std::vector<Force> shared_forces(ForceType type, double ct) {
+    int ends[2];
+    EXPECT_EQ(::socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
+    const pid_t worker = ::fork();
+    if (worker == 0) {
+      identity = {false, 2, 2};
+      line = ends[1];
+      console_silence();
+      forces(type, ct);
+      ::_exit(0);
+    }
+    identity = {true, 1, 2};
+    line = ends[0];
+    const auto result = forces(type, ct);
+    identity = {};
+    int status = 0;
+    ::waitpid(worker, &status, 0);
+    EXPECT_EQ(status, 0);
+    for (const int end : ends) ::close(end);
+    return result;
+  }
+  void cloud(int n) {
+    arc(1, 1);
+    for (int i = 0; i < n; ++i) add(6e-5 * normal(), 3e-5 * normal(), 1e-4 * normal());
+  }
+  int lines_with(const std::string& text) const {
+    return static_cast<int>(std::count_if(log.begin(), log.end(), [&](const std::string& entry) {
+      return entry.find(text) != std::string::npos;
+    }));
+  }
+};
+
+TEST_F(Group, OfTwoProcessesGivesTheForcesOfOne) {
+  cloud(41);
+  for (const ForceType type : {csr_p_to_p, csr_p_to_m, csr_g_to_p, csr_g_to_m}) {
+    const auto alone = forces(type, 1);
+    grnrst();
+    EXPECT_LT(deviation(alone, shared_forces(type, 1)), 1e-12 * size(alone));
+    grnrst();
+  }
+  EXPECT_EQ(lines_with("--- required flags ? ---: "), 1);
+  EXPECT_EQ(lines_with(" isrc_gmesh1= "), 2);
+  EXPECT_GT(lines_with(" i_green    = "), 2);
+  EXPECT_EQ(lines_with(" isrc_gmesh2= 41  npart = 41"), 1);
+}
+
+// With many sources and points all rows are computed, without asking which ones are needed.
+TEST_F(Group, ComputesAllRowsWhereThatIsLessWork) {
+  cloud(3000);
+  for (std::int32_t i = 2; i <= 3000; ++i) ptlcom_store.source[i] = i % 3 == 0;
+  const auto alone = forces(csr_g_to_p, 1);
+  grnrst();
+  EXPECT_LT(deviation(alone, shared_forces(csr_g_to_p, 1)), 1e-12 * size(alone));
+  EXPECT_EQ(lines_with(" isrc_gmesh1= "), 0);
+}
+
+TEST_F(Group, SharesAMeshOfSeveralBlocks) {
+  cloud(41);
+  const auto alone = forces(csr_g_to_p, 1);
+  grnrst();
+  green_set_capacity(1500);
+  EXPECT_LT(deviation(alone, shared_forces(csr_g_to_p, 1)), 1e-10 * size(alone));
+  EXPECT_GT(lines_with("--- required flags ? ---: "), 1);
+}
+
+}  // namespace
+}  // namespace tessaron
