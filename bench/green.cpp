@@ -2,11 +2,13 @@
 // evaluations of an arc bunch by number of particles.
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <cmath>
 #include <random>
 #include <vector>
 
 #include "beam/ptlcom_owner.hpp"
+#include "forces/force3_boxes.hpp"
 #include "forces/force_settings_owner.hpp"
 #include "forces/green_sources.hpp"
 #include "forces/models.hpp"
@@ -52,65 +54,112 @@ void make_lattice() {
   ptlcom_store.reference_momentum = 1000;
 }
 
-void settings(ForceType type) {
+void settings(ForceType type, double box) {
   ForceSettings& s = force_settings_store;
   s.force_type = type;
   s.shape_code = Shape::sphere;
   s.sigma_long = s.sigma_rad = s.sigma_vert = sigma_long;
-  s.sbox = s.rbox = 0.5;
+  s.sbox = s.rbox = box;
 }
 
 /// Some smooth field: here only the lookup counts.
 void smooth_field(double a, double b, GreenRow& field) { field = {a, b, a * b}; }
 
-void BM_lookup(benchmark::State& state) {
-  const auto n = static_cast<std::int32_t>(state.range(0));
-  make_bunch(n);
-  // points: nodes of a mesh of half sub-bunch lengths, column by column
+/// Nodes of a mesh of half sub-bunch lengths over the bunch, column by column.
+struct Nodes {
   std::vector<double> x, y;
-  for (double u = -4 * rms_long; u < 4 * rms_long; u += sigma_long / 2) {
-    for (double v = -4 * rms_rad; v < 4 * rms_rad; v += sigma_long / 2) x.push_back(u), y.push_back(v);
+  std::vector<GreenRow> sum;
+  Nodes() {
+    for (double u = -4 * rms_long; u < 4 * rms_long; u += sigma_long / 2) {
+      for (double v = -4 * rms_rad; v < 4 * rms_rad; v += sigma_long / 2) x.push_back(u), y.push_back(v);
+    }
+    sum.resize(x.size());
   }
-  std::vector<GreenRow> sum(x.size());
+};
+
+/// A mesh for all positions of these nodes relative to the particles.
+void lay_mesh() {
   static Polygon relpoly;
+  static PathArcs arcs;
   const double u = 12 * rms_long, v = 12 * rms_rad;
   bounda([&](double th) { return u * std::abs(std::cos(th)) + v * std::abs(std::sin(th)); }, 0, relpoly);
-  static PathArcs arcs;
   gmesh0({relpoly, arcs, 0, sigma_long, sigma_long, false, smooth_field});
+}
+
+void count_pairs(benchmark::State& state, double sources, double points) {
+  state.counters["points"] = points;
+  state.counters["time/pair"] = benchmark::Counter(
+      sources * points, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+}
+
+/// The double loop, all rows there after the first turn.
+void BM_double_loop(benchmark::State& state) {
+  const auto n = static_cast<std::int32_t>(state.range(0));
+  make_bunch(n);
+  lay_mesh();
+  Nodes nodes;
   for (auto _ : state) {
     for (std::int32_t i = 1; i <= n; ++i) {
       const Particle& p = ptlcom.particle[i];
-      green_add_source(GreenSourceTerm(p.x, p.y, p.phi, p.q, 0, 1), true, {x, y, sum});
+      green_add_source(GreenSourceTerm(p.x, p.y, p.phi, p.q, 0, 1), true, {nodes.x, nodes.y, nodes.sum});
     }
-    benchmark::DoNotOptimize(sum.data());
+    benchmark::DoNotOptimize(nodes.sum.data());
   }
-  const double lookups = static_cast<double>(n) * static_cast<double>(x.size());
-  state.counters["time/lookup"] = benchmark::Counter(
-      lookups, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
-  state.counters["points"] = static_cast<double>(x.size());
+  count_pairs(state, n, static_cast<double>(nodes.x.size()));
 }
-BENCHMARK(BM_lookup)->Arg(1000)->Arg(10000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_double_loop)->Arg(1000)->Arg(10000)->Unit(benchmark::kMillisecond);
 
+/// The same with one lookup at a time, for comparison.
+void BM_single_lookups(benchmark::State& state) {
+  make_bunch(1000);
+  lay_mesh();
+  Nodes nodes;
+  for (auto _ : state) {
+    for (std::int32_t i = 1; i <= 1000; ++i) {
+      const Particle& p = ptlcom.particle[i];
+      const GreenSourceTerm source(p.x, p.y, p.phi, p.q, 0, 1);
+      for (std::size_t e = 0; e < nodes.x.size(); ++e) {
+        const double dx = nodes.x[e] - p.x, dy = nodes.y[e] - p.y;
+        GreenRow f{};
+        gmesh2(source.c * dx + source.s * dy, source.c * dy - source.s * dx, f);
+        source.add(f, nodes.sum[e]);
+      }
+    }
+    benchmark::DoNotOptimize(nodes.sum.data());
+  }
+  count_pairs(state, 1000, static_cast<double>(nodes.x.size()));
+}
+BENCHMARK(BM_single_lookups)->Unit(benchmark::kMillisecond);
+
+/// A whole evaluation with a new mesh and all rows that it needs; `sbox` and `rbox` in hundredths.
 void BM_evaluation(benchmark::State& state, ForceType type) {
   make_lattice();
   make_bunch(static_cast<std::int32_t>(state.range(0)));
-  settings(type);
+  settings(type, static_cast<double>(state.range(1)) / 100);
   for (auto _ : state) {
     grnrst();
-    if (force3(type, ptlcom.particle, ptlcom.section, ptlcom.ctptcl, forces) != ok)
-      state.SkipWithError("failed");
+    if (force3(type, ptlcom.particle, ptlcom.section, ptlcom.ctptcl, forces) != ok) {
+      state.SkipWithError("the evaluation failed");
+    }
   }
-  state.counters["rows"] = static_cast<double>(green_mesh.ngreen);
+  double nodes = 0;
+  for (std::int32_t k = 1; k <= box_mesh.nbox; ++k) {
+    for (const std::int32_t corner : box_mesh.box[k].corner) nodes = std::max<double>(nodes, corner);
+  }
+  double single = 0;
+  for (std::int32_t i = 1; i <= ptlcom.npart; ++i) single += !box_mesh.inbox[i];
+  const auto flags = green_mesh.gflag.run(1, green_mesh.nblock);
+  state.counters["rows"] = static_cast<double>(std::count(flags.begin(), flags.end(), true));
+  count_pairs(state, ptlcom.npart, nodes + single);
 }
 BENCHMARK_CAPTURE(BM_evaluation, csr_g_to_m, ForceType::csr_g_to_m)
-    ->Arg(1000)
-    ->Arg(10000)
-    ->Arg(100000)
-    ->Arg(300000)
+    ->ArgNames({"particles", "box"})
+    ->ArgsProduct({{1000, 10000, 100000, 300000}, {50}})
+    ->Args({100000, 100})
     ->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(BM_evaluation, csr_g_to_p, ForceType::csr_g_to_p)
-    ->Arg(1000)
-    ->Arg(10000)
+    ->ArgNames({"particles", "box"})
+    ->ArgsProduct({{1000, 10000}, {50}})
     ->Unit(benchmark::kMillisecond);
 
 }  // namespace

@@ -30,7 +30,8 @@ std::string deck(const std::string& type, const std::string& more_settings = "",
          "  position { rho = 3 psi = 0 duty = no } } }\n" +
          bunch() + "forces { type = " + type + " sigma_long = 3e-5 " + more_settings +
          " }\n"
-         "track_step { ct_step_first = 0.7 ct_step_max = 0.7 ct_step_min = 0.1 arc_factor = 1 iterative = 1 " +
+         "track_step { ct_step_first = 0.7 ct_step_max = 0.7 ct_step_min = 0.1 arc_factor = 1 iterative = "
+         "1 " +
          steps +
          " }\n"
          "online_monitor { name = mesh.dat type = green start_time_c0 = now end_time_c0 = 9 time_step_c0 = "
@@ -132,12 +133,14 @@ TEST(ModelRuns, GreenMonitorsHoldThePolygonAndTheArcs) {
 TEST(ModelRuns, AMeshThatDoesNotFitEndsTheRun) {
   RunFolder folder;
   std::string text = deck("csr_g_to_p");
-  text.replace(text.find("3e-5"), 4, "3e-13");
+  text.replace(text.find("sigma_long = 3e-5"), 17, "sigma_long = 3e-13");
+  text = "io_path { logfile = log }\n" + text;
   const ProgramRun run = folder.run_deck(text);
   ASSERT_TRUE(run.orderly());
   const auto lines = run.lines();
   ASSERT_EQ(count(lines, " error exit: meshing of green's function"), 1);
   EXPECT_EQ(count(lines, " array size 'maxgre' not sufficient"), 1);
+  EXPECT_EQ(folder.lines("log").back(), " array size 'maxgre' not sufficient");
   EXPECT_FALSE(folder.exists("end.dat"));
 }
 
