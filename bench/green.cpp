@@ -17,7 +17,7 @@
 namespace tessaron {
 namespace {
 
-constexpr double sigma_long = 2e-5, rms_long = 1e-4, rms_rad = 3e-5, chirp = 1e-4;
+constexpr double sigma_long = 3e-5, rms_long = 1e-4, rms_rad = 3e-5, chirp = 1e-4;
 ForceTable forces;
 
 /// A bunch of n particles in the middle of a long arc of 10 m radius, p = 1000.

@@ -59,7 +59,51 @@ struct GreenPatch {
   }
 };
 
+/// The strip around x, which lies within the lines. Few cells of `xgidx` hold more than two lines, so that
+/// a search of two steps without a branch mostly is all.
+inline int strip_around(const GreenMesh& mesh, double x) {
+  const int last = mesh.nxg - 1;
+  int k = std::min<int>(mesh.xgidx[green_search_cell(mesh, x) + 1], last);
+  while (k > 1 && mesh.line[k].x > x) --k;  // a rounding error may have picked the cell above
+  k += k < last && mesh.line[k + 1].x <= x;
+  k += k < last && mesh.line[k + 1].x <= x;
+  while (k < last && mesh.line[k + 1].x <= x) ++k;
+  return k;
+}
+
+/// Narrows the patch to the even rows around b on line i.
+inline void take_rows(const GreenMesh& mesh, int i, double b, GreenPatch& patch, EvenRows& rows) {
+  if (!mesh.is_inner(i)) {
+    const GreenLine& line = mesh.line[i];
+    const std::int64_t before = mesh.line[i - 1].gend;
+    rows = {line.ylo, line.per_metre, static_cast<int>(before + 1 - mesh.gbase),
+            static_cast<int>(line.gend - before - 2)};
+    return;
+  }
+  const GreenStretches& s = mesh.inner[i - mesh.iline1 + 1];
+  const int k = (b >= s.yb[1]) + (b >= s.yb[2]);
+  rows = {s.yb[k], s.per_metre[k], static_cast<int>(s.jb[k] - mesh.gbase),
+          static_cast<int>(s.jb[k + 1] - s.jb[k] - 1)};
+  patch.low = std::max(patch.low, s.yb[k]);
+  patch.high = std::min(patch.high, s.yb[k + 1]);
+}
+
 /// Finds the patch around (a, b); an empty one unless the block covers the position.
-Cover take_patch(double a, double b, GreenPatch& patch);
+inline Cover take_patch(const GreenMesh& mesh, double a, double b, GreenPatch& patch) {
+  patch.from = 1, patch.to = 0;
+  if (mesh.nxg < 2 || !((a >= mesh.line[1].x) & (a <= mesh.line[mesh.nxg].x))) return Cover::beyond_mesh;
+  const int k = strip_around(mesh, a);
+  if (k < mesh.gfirst || k >= mesh.glast) return Cover::other_block;
+  const GreenLine &left = mesh.line[k], &right = mesh.line[k + 1];
+  patch.low = std::max(left.ylo, right.ylo);
+  patch.high = std::min(left.yhi, right.yhi);
+  if (!((b >= patch.low) & (b <= patch.high))) return Cover::beside_lines;
+  patch.from = left.x, patch.to = right.x;
+  patch.per_width = left.per_width;
+  patch.strip = k;
+  take_rows(mesh, k, b, patch, patch.line[0]);
+  take_rows(mesh, k + 1, b, patch, patch.line[1]);
+  return Cover::inside;
+}
 
 }  // namespace tessaron

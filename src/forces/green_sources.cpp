@@ -42,7 +42,7 @@ void find_rows(const GreenSourceTerm& source, bool first_pass, GreenRow* sum, Gr
   for (int e = 0; e < t.n; ++e) {
     const double a = t.a[e], b = t.b[e];
     if (!patch.holds(a, b)) [[unlikely]] {
-      const Cover cover = take_patch(a, b, patch);
+      const Cover cover = take_patch(green_mesh, a, b, patch);
       if (cover != Cover::inside) {
         add_uncovered(source, cover, first_pass, a, b, sum[e]);
         continue;
