@@ -92,16 +92,30 @@ void count_pairs(benchmark::State& state, double sources, double points) {
       sources * points, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
 }
 
+/// The particles as sources, in their order along the motion.
+std::vector<GreenSourceTile> sorted_tiles(std::int32_t n) {
+  std::vector<Particle> sorted(&ptlcom_store.particle[1], &ptlcom_store.particle[1] + n);
+  std::sort(sorted.begin(), sorted.end(), [](const Particle& a, const Particle& b) { return a.x < b.x; });
+  std::vector<GreenSourceTile> tiles;
+  for (const Particle& p : sorted) {
+    if (tiles.empty() || tiles.back().full()) tiles.push_back({});
+    tiles.back().add(p.x, p.y, p.phi, p.q, 0, 1);
+  }
+  return tiles;
+}
+
 /// The double loop, all rows there after the first turn.
 void BM_double_loop(benchmark::State& state) {
   const auto n = static_cast<std::int32_t>(state.range(0));
   make_bunch(n);
   lay_mesh();
   Nodes nodes;
+  const std::vector<GreenSourceTile> tiles = sorted_tiles(n);
   for (auto _ : state) {
-    for (std::int32_t i = 1; i <= n; ++i) {
-      const Particle& p = ptlcom.particle[i];
-      green_add_source(GreenSourceTerm(p.x, p.y, p.phi, p.q, 0, 1), true, {nodes.x, nodes.y, nodes.sum});
+    for (const GreenSourceTile& tile : tiles) {
+      for (std::size_t e = 0; e < nodes.x.size(); ++e) {
+        green_add_tile(tile, true, nodes.x[e], nodes.y[e], nodes.sum[e]);
+      }
     }
     benchmark::DoNotOptimize(nodes.sum.data());
   }
@@ -117,12 +131,13 @@ void BM_single_lookups(benchmark::State& state) {
   for (auto _ : state) {
     for (std::int32_t i = 1; i <= 1000; ++i) {
       const Particle& p = ptlcom.particle[i];
-      const GreenSourceTerm source(p.x, p.y, p.phi, p.q, 0, 1);
+      GreenSourceTile source{};
+      source.add(p.x, p.y, p.phi, p.q, 0, 1);
       for (std::size_t e = 0; e < nodes.x.size(); ++e) {
         const double dx = nodes.x[e] - p.x, dy = nodes.y[e] - p.y;
         GreenRow f{};
-        gmesh2(source.c * dx + source.s * dy, source.c * dy - source.s * dx, f);
-        source.add(f, nodes.sum[e]);
+        gmesh2(source.c[0] * dx + source.s[0] * dy, source.c[0] * dy - source.s[0] * dx, f);
+        source.add_field(0, f, nodes.sum[e]);
       }
     }
     benchmark::DoNotOptimize(nodes.sum.data());

@@ -39,18 +39,14 @@ void greenf(double a, double b, GreenRow& field) {
   field = {result.force[0], result.force[1], result.cb[2]};
 }
 
-// Sources in the order of the particles, and this process's points in the order of the mesh.
-std::int32_t nsource, npoint;
+std::int32_t nsource;
 Table<TurnedSource, maxprt> source;
-Table<std::int32_t, maxprt> point_number;
-Table<double, maxprt> point_x, point_y, order;
-Table<GreenRow, maxprt> point_sum;
 Polygon meshpoly, relpoly;
 PathArcs arcs;
 
-GreenPoints own_points() {
-  return {point_x.run(1, npoint), point_y.run(1, npoint), point_sum.run(1, npoint)};
-}
+std::int32_t ntile;
+Table<GreenSourceTile, maxprt / GreenSourceTile::capacity + 1> tiles;
+Table<double, maxprt> order, number;
 
 void collect_sources(const ParticleTable& particles) {
   nsource = 0;
@@ -61,32 +57,22 @@ void collect_sources(const ParticleTable& particles) {
   }
 }
 
-/// Puts the points of this process into columns along the motion, each from its lower to its upper end:
-/// neighbours then fall into the same strip of the mesh, whatever the source.
-void collect_points(const ObservationPoints& points, double column) {
-  const BoxMesh& m = box_mesh;
-  const ProcessIdentity id = pgflags();
-  double low = 0, high = 0;
-  const auto across = [&](std::int32_t e) { return points.relative[e].y * m.c - points.relative[e].x * m.s; };
-  for (std::int32_t e = 1; e <= points.ne; ++e) {
-    low = std::min(low, across(e));
-    high = std::max(high, across(e));
+/// Sorts the sources along the reference direction and fills the tiles in this order: seen from a point,
+/// those of a tile are then in few strips of the mesh.
+void collect_tiles(const ParticleTable& particles, const ReferenceMotion& reference) {
+  std::int32_t n = 0;
+  for (std::int32_t i = 1; i <= ptlcom.npart; ++i) {
+    if (!ptlcom.source[i]) continue;
+    const double u = box_mesh.u_of(particles[i]);
+    order[++n] = std::isfinite(u) ? u : 0;
+    number[n] = i;
   }
-  npoint = 0;
-  const double part = high > low ? 0.5 / (high - low) : 0;
-  for (std::int32_t e = 1; e <= points.ne; ++e) {
-    if (!own_item(e, id)) continue;
-    const double u = points.relative[e].x * m.c + points.relative[e].y * m.s;
-    const double place = std::floor(u / column + 0.5) + (across(e) - low) * part;
-    order[++npoint] = std::isfinite(place) ? place : 0;
-    point_x[npoint] = e;
-  }
-  sort2(npoint, &order[1], &point_x[1]);
-  for (std::int32_t k = 1; k <= npoint; ++k) {
-    const std::int32_t e = point_number[k] = static_cast<std::int32_t>(point_x[k]);
-    point_x[k] = points.lab[e].x;
-    point_y[k] = points.lab[e].y;
-    point_sum[k] = {};
+  sort2(n, &order[1], &number[1]);
+  ntile = 0;
+  for (std::int32_t k = 1; k <= n; ++k) {
+    if (k == 1 || tiles[ntile].full()) tiles[++ntile].n = 0;
+    const Particle& p = particles[static_cast<std::int32_t>(number[k])];
+    tiles[ntile].add(p.x, p.y, p.phi, p.q * mc_per_ev, reference.phi, reference.beta);
   }
 }
 
@@ -110,17 +96,19 @@ bool new_mesh(const ObservationPoints& points) {
   return gmesh0({relpoly, arcs, narcs, s.sigma_long, s.sigma_rad, s.shield != 0, greenf, capacity});
 }
 
-/// One pass: the sums of all sources over what the present block covers.
-void add_sources(const ParticleTable& particles, const ReferenceMotion& reference, bool first_pass) {
-  const bool master = pgflags().master;
-  const GreenPoints points = own_points();
-  for (std::int32_t i = 1; i <= ptlcom.npart; ++i) {
-    if (ptlcom.source[i]) {
-      const Particle& p = particles[i];
-      green_add_source(GreenSourceTerm(p.x, p.y, p.phi, p.q * mc_per_ev, reference.phi, reference.beta),
-                       first_pass, points);
+/// One pass: the sums of all sources over what the present block covers. Progress is told in particles, as
+/// far as the tiles stand for them.
+void add_sources(ObservationPoints& points, bool first_pass) {
+  const ProcessIdentity id = pgflags();
+  std::int64_t told = 0;
+  for (std::int32_t k = 1; k <= ntile; ++k) {
+    for (std::int32_t e = 1; e <= points.ne; ++e) {
+      if (!own_item(e, id)) continue;
+      green_add_tile(tiles[k], first_pass, points.lab[e].x, points.lab[e].y, points.sum[e]);
     }
-    if (master) green_progress(" isrc_gmesh2=", i, " npart =", ptlcom.npart);
+    for (const std::int64_t done = std::int64_t{ptlcom.npart} * k / ntile; id.master && told < done;) {
+      green_progress(" isrc_gmesh2=", ++told, " npart =", ptlcom.npart);
+    }
   }
 }
 
@@ -183,19 +171,18 @@ void green_sums(const ParticleTable& particles, const SectionTable& sections, do
   reference.phi = store.ref_phi;
   reference.gamma = store.ref_gamma;
   take_path(ct);
-  collect_points(points, 0.2 * force_settings.sigma_long);
+  collect_tiles(particles, reference);
 
   bool first = true, more = false;
   do {
     if (!reuse) more = first ? new_mesh(points) : gmesh0_next();
     if (id.group_size > 1 && !reuse) {
-      green_rows_of_block(own_points(), particles, points.ne);
+      green_rows_of_block(points, particles);
     }
-    add_sources(particles, reference, first);
+    add_sources(points, first);
     first = false;
   } while (more);
 
-  for (std::int32_t k = 1; k <= npoint; ++k) points.sum[point_number[k]] = point_sum[k];
   store.green_ct = ct;
   store.green_ok = true;
 }

@@ -4,6 +4,7 @@
 
 #include "common/console.hpp"
 #include "common/freeform.hpp"
+#include "forces/green_lookup.hpp"
 #include "forces/green_mesh_owner.hpp"
 #include "run/pg.hpp"
 
@@ -21,17 +22,18 @@ std::int64_t progress_step(std::int64_t total) {
 }
 
 /// Marks the rows around all positions of this process's points relative to the sources.
-void mark_needed(const GreenPoints& own, const ParticleTable& particles, bool master) {
+void mark_needed(const ObservationPoints& points, const ParticleTable& particles, const ProcessIdentity& id) {
   for (std::int32_t i = 1; i <= ptlcom.npart; ++i) {
     if (ptlcom.source[i]) {
       const Particle& p = particles[i];
       const double c = std::cos(p.phi), s = std::sin(p.phi);
-      for (std::size_t e = 0; e < own.sum.size(); ++e) {
-        const double dx = own.x[e] - p.x, dy = own.y[e] - p.y;
+      for (std::int32_t e = 1; e <= points.ne; ++e) {
+        if (!own_item(e, id)) continue;
+        const double dx = points.lab[e].x - p.x, dy = points.lab[e].y - p.y;
         gmesh1(c * dx + s * dy, c * dy - s * dx);
       }
     }
-    if (master) green_progress(" isrc_gmesh1=", i, " npart =", ptlcom.npart);
+    if (id.master) green_progress(" isrc_gmesh1=", i, " npart =", ptlcom.npart);
   }
 }
 
@@ -58,17 +60,17 @@ void green_progress(std::string_view text, std::int64_t item, std::string_view t
   console_line(FreeForm(text, item, text2, total).items());
 }
 
-void green_rows_of_block(const GreenPoints& own, const ParticleTable& particles, std::int32_t ne) {
+void green_rows_of_block(const ObservationPoints& points, const ParticleTable& particles) {
   const ProcessIdentity id = pgflags();
   // Marking what is needed costs sources times points; beyond this ratio computing all rows costs less.
   const double tables = static_cast<double>(mesh.ngreen / maxgre + 1);
   const double ratio =
-      tables * (static_cast<double>(ne) * ptlcom.npart / 111.5) / static_cast<double>(mesh.nblock);
+      tables * (static_cast<double>(points.ne) * ptlcom.npart / 111.5) / static_cast<double>(mesh.nblock);
   if (id.master) console_line(FreeForm("--- required flags ? ---: ", ratio).items());
   if (ratio > 1) {
     for (std::int32_t place = 1; place <= mesh.nblock; ++place) mesh.gflag[place] = true;
   } else {
-    mark_needed(own, particles, id.master);
+    mark_needed(points, particles, id);
     if (mesh.nblock > 0) {
       pgorf(&mesh.gflag[1], mesh.nblock);
       pgflg(&mesh.gflag[1], mesh.nblock, maxgre);

@@ -2,15 +2,13 @@
 #include <string_view>
 
 #include "beam/ptlcom.hpp"
-#include "forces/green_sources.hpp"
+#include "forces/force3_boxes.hpp"
 
 namespace tessaron {
 
 /// Computes the rows of the present block in a group of processes, each its share, before anybody looks them
 /// up: those that the group's sources and points need, or all of them where finding that out costs more.
-/// \param own     this process's points
-/// \param ne      points of the whole group
-void green_rows_of_block(const GreenPoints& own, const ParticleTable& particles, std::int32_t ne);
+void green_rows_of_block(const ObservationPoints& points, const ParticleTable& particles);
 
 /// Writes a progress line on the console for the first and the last of `total` items, and in between for
 /// each thousandth, or less often where there are many.

@@ -190,13 +190,13 @@ TEST(GreenMesh, InterpolatesWithSecondOrder) {
 /// Sums of some sources at some points, block by block.
 std::vector<GreenRow> sums(const Case& c, std::int32_t capacity, int& blocks) {
   const auto list = places({c.x0, c.y0, c.rx * 1.1, c.ry * 1.1, 0, 1, false}, 400);  // some beyond the mesh
-  std::vector<double> x, y;
-  for (const PlanePoint& p : list) x.push_back(p.x + 1), y.push_back(p.y - 2);
-  std::vector<GreenRow> sum(x.size());
+  GreenSourceTile sources{};
+  for (const double phi : {0.0, 0.1, -0.2}) sources.add(1, -2, phi, 2.5, 0.05, 0.9);
+  std::vector<GreenRow> sum(list.size());
   bool first = true, more = lay(c, wavy, capacity);
   for (blocks = 1;; ++blocks) {
-    for (const double phi : {0.0, 0.1, -0.2}) {
-      green_add_source(GreenSourceTerm(1, -2, phi, 2.5, 0.05, 0.9), first, {x, y, sum});
+    for (std::size_t e = 0; e < list.size(); ++e) {
+      green_add_tile(sources, first, list[e].x + 1, list[e].y - 2, sum[e]);
     }
     if (!more) return sum;
     more = gmesh0_next();
@@ -227,9 +227,10 @@ TEST(GreenMesh, SplitIntoBlocksGivesTheSameSumsAsOne) {
 TEST(SourceTerm, TurnsTheFieldAndCorrectsItsVelocityTerm) {
   const double phi = 0.3, ref_phi = -0.2, beta = 0.8, q = 3;
   lay(cases[0], plane);
-  std::vector<double> x{4.5}, y{1.25};
-  std::vector<GreenRow> sum(1);
-  green_add_source(GreenSourceTerm(1, 2, phi, q, ref_phi, beta), true, {x, y, sum});
+  GreenSourceTile source{};
+  source.add(1, 2, phi, q, ref_phi, beta);
+  GreenRow sum{};
+  green_add_tile(source, true, 4.5, 1.25, sum);
 
   const double a = std::cos(phi) * 3.5 - std::sin(phi) * 0.75,
                b = -std::cos(phi) * 0.75 - std::sin(phi) * 3.5;
@@ -239,9 +240,9 @@ TEST(SourceTerm, TurnsTheFieldAndCorrectsItsVelocityTerm) {
   const double ex = std::cos(phi) * f.f1 - std::sin(phi) * f.f2 - beta * std::sin(phi) * f.bz;
   const double ey = std::sin(phi) * f.f1 + std::cos(phi) * f.f2 + beta * std::cos(phi) * f.bz;
   const double fx = ex + beta * std::sin(ref_phi) * f.bz, fy = ey - beta * std::cos(ref_phi) * f.bz;
-  EXPECT_NEAR(sum[0].f1, q * (std::cos(ref_phi) * fx + std::sin(ref_phi) * fy), 1e-11);
-  EXPECT_NEAR(sum[0].f2, q * (std::cos(ref_phi) * fy - std::sin(ref_phi) * fx), 1e-11);
-  EXPECT_NEAR(sum[0].bz, q * f.bz, 1e-11);
+  EXPECT_NEAR(sum.f1, q * (std::cos(ref_phi) * fx + std::sin(ref_phi) * fy), 1e-11);
+  EXPECT_NEAR(sum.f2, q * (std::cos(ref_phi) * fy - std::sin(ref_phi) * fx), 1e-11);
+  EXPECT_NEAR(sum.bz, q * f.bz, 1e-11);
 }
 
 TEST(GreenMeshDeath, AMeshThatDoesNotFitStopsTheRun) {
