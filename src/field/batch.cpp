@@ -11,14 +11,6 @@
 #include "field/settings.hpp"
 #include "field/velocity_terms.hpp"
 
-// Compiled twice, for processors with and without 256-bit registers; the loader picks one.
-#if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__) && !defined(__AVX2__) && \
-    !defined(__SANITIZE_ADDRESS__)
-#define TESSARON_CLONES __attribute__((target_clones("arch=x86-64-v3", "default")))
-#else
-#define TESSARON_CLONES
-#endif
-
 namespace tessaron {
 
 namespace {

@@ -8,6 +8,15 @@
 
 #pragma GCC diagnostic ignored "-Wpsabi"  // no lane type crosses a call
 
+// Marks a function that is compiled twice, for processors with and without 256-bit registers; the loader
+// picks one.
+#if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__) && !defined(__AVX2__) && \
+    !defined(__SANITIZE_ADDRESS__)
+#define TESSARON_CLONES __attribute__((target_clones("arch=x86-64-v3", "default")))
+#else
+#define TESSARON_CLONES
+#endif
+
 namespace tessaron {
 
 inline constexpr int lane_count = 4;
@@ -44,6 +53,22 @@ TESSARON_LANES_INLINE Lanes exp_of_negative(const Lanes& x) {
   const Lanes scaled =
       reinterpret_cast<Lanes>(reinterpret_cast<LaneBits>(p) + (reinterpret_cast<LaneBits>(shifted) << 52));
   return x > -700.0 ? scaled : lanes_of(0.0);
+}
+
+/// ln(x) for a normal x > 0. x = 2^n m, m from sqrt(1/2) to sqrt(2), and ln m = 2 artanh((m - 1) / (m + 1)).
+TESSARON_LANES_INLINE Lanes log_of(const Lanes& x) {
+  constexpr std::int64_t sqrt_half = 0x3fe6a09e667f3bcd;
+  constexpr double ln2_high = 0x1.62e42fefa0000p-1, ln2_low = 0x1.cf79abc9e3b3ap-40;
+  // The bits above those of sqrt(1/2), cut to whole exponents, are n; a real with these as its low bits is n.
+  const LaneBits bits = reinterpret_cast<LaneBits>(x);
+  const LaneBits n_bits = (bits - sqrt_half) >> 52;
+  const Lanes m = reinterpret_cast<Lanes>(bits - (n_bits << 52));
+  constexpr double shifter = 6755399441055744.0;  // 1.5 * 2^52
+  const Lanes n = reinterpret_cast<Lanes>(n_bits + reinterpret_cast<LaneBits>(lanes_of(shifter))) - shifter;
+  const Lanes f = (m - 1.0) / (m + 1.0), q = f * f, q2 = q * q, q4 = q2 * q2;
+  const Lanes low = (1.0 / 3 + q * (1.0 / 5)) + q2 * (1.0 / 7 + q * (1.0 / 9));
+  const Lanes high = (1.0 / 11 + q * (1.0 / 13)) + q2 * (1.0 / 15 + q * (1.0 / 17)) + q4 * (1.0 / 19);
+  return n * ln2_high + (n * ln2_low + 2.0 * (f + f * (q * (low + q4 * high))));
 }
 
 }  // namespace tessaron

@@ -77,44 +77,6 @@ PoleAverages round_averages(const Vec3& across, double sigma) {
   return round_at(across, rho, rho / sigma);
 }
 
-PoleAverages ellipse_averages(const Vec3& across, const Vec3& axis, double sigmax, double sigmin) {
-  const double coarse = 0.2 * sigmax, fine = 0.2 * std::min(sigmax, sigmin);
-  const double projection = dot(across, axis), reach = 10 * sigmin;
-  const double wa = -projection - reach, wb = reach - projection;  // the fine range, around the observer
-  const auto point_after = [&](double w) {
-    double next;
-    if (w <= wa + fine - coarse) {
-      next = w + coarse;
-    } else if (w <= wa) {
-      next = wa + fine;
-    } else if (w <= wb - fine) {
-      next = w + fine;
-    } else {
-      next = w + coarse;
-    }
-    return next > w ? next : w + coarse;  // a step lost in rounding would never end
-  };
-
-  PoleAverages sum;
-  double weights = 0;
-  const double end = 5 * sigmax;
-  for (double w = -end, before = w;;) {
-    const double after = point_after(w), ratio = w / sigmax;
-    const double weight = 0.5 * (after - before) * std::exp(-0.5 * (ratio * ratio));
-    const Vec3 shifted = across + axis * w;
-    const double rho = norm(shifted) + tiny_radius;
-    const PoleAverages at = round_at(shifted, rho, rho / sigmin);
-    sum.g += weight * at.g;
-    sum.h += weight * at.h;
-    sum.p += weight * at.p;
-    weights += weight;
-    if (!(w < end)) break;
-    before = w;
-    w = after;
-  }
-  return {sum.g / weights, sum.h / weights, sum.p / weights};
-}
-
 StickIntegrals fzSP1i(double a, double b, double sigma) {
   constexpr int pieces = 100;
   const double h = 10 * sigma / pieces;

@@ -4,6 +4,7 @@
 
 #include "common/table.hpp"
 #include "field/closest.hpp"
+#include "field/lanes.hpp"
 #include "field/profile.hpp"
 
 namespace tessaron {
@@ -14,17 +15,24 @@ constexpr double c = speed_of_light;
 constexpr double weights[5] = {0.077777777777777779, 0.35555555555555557, 0.13333333333333333,
                                0.35555555555555557, 0.077777777777777779};
 
-/// A node of the integral over the bunch: a charge element y ahead of the observer along the line.
-struct Node {
-  double y;
-  double weight_lambda, weight_lambda_t;  // densities times the quadrature weight
-};
-
-/// The nodes, a block at a time: the images run over a block in their inner loop.
+/// Nodes of the integral over the bunch: a charge element is y ahead of the observer along the line, and its
+/// densities are multiplied by the quadrature weight. The images run over a block of nodes in their inner
+/// loop.
 struct NodeBlock {
-  static constexpr int capacity = 512;
+  static constexpr int capacity = 512;  // a multiple of the lanes
   int n = 0;
-  Table<Node, capacity> node;
+  Table<double, capacity> y, lambda, lambda_t;
+
+  void add(double at, double weight, const Density& density) {
+    ++n;
+    y[n] = at;
+    lambda[n] = weight * density.lambda;
+    lambda_t[n] = weight * density.lambda_t / c;
+  }
+  /// Fills the last lanes up with nodes that count nothing.
+  void complete() {
+    while (n % lane_count != 0) add(y[n], 0, {});
+  }
 };
 
 /// The line of the entrance, and where the observer stands from it.
@@ -61,18 +69,19 @@ void integrate_over_bunch(double t, const Line& line, double rho2, TakeBlock&& t
     double length = std::min(longest, y0 >= turning ? std::sqrt(w2) : -w2 / (2 * y0));
     // On the very line of the charge the panels would shrink for ever.
     if (!(length > 1e-12 * longest)) length = 1e-12 * longest;
-    if (block.n + 5 > NodeBlock::capacity) {
+    if (block.n + 5 > NodeBlock::capacity - lane_count) {
+      block.complete();
       take(block);
       block.n = 0;
     }
     for (int i = 0; i <= 4; ++i) {
       const double y = y0 + i * length / 4;
       if (i > 0) at_start = density(y);
-      const double weight = weights[i] * length;
-      block.node[++block.n] = {y, weight * at_start.lambda, weight * at_start.lambda_t};
+      block.add(y, weights[i] * length, at_start);
     }
     y0 = y0 + 4 * length / 4;
   }
+  block.complete();
   take(block);
 }
 
@@ -99,19 +108,32 @@ struct ImageSums {
   double along = 0;   // the same times z_l
 };
 
-ImageSums sum_block(const NodeBlock& block, const Line& line, double a) {
-  const double gamma2 = line.gamma * line.gamma, near2 = a / gamma2;
-  ImageSums sum;
-  for (const Node& node : block.node.run(1, block.n)) {
-    const double w = std::sqrt(node.y * node.y + near2);
-    const double r = (node.y * node.y + a) / (line.beta * node.y + w);
-    const double z_l = (node.y - line.beta * w) * gamma2;
-    const double term = (node.weight_lambda_t / c + node.weight_lambda / r) / (r * w);
-    sum.phi += node.weight_lambda / w;
-    sum.phi_t += node.weight_lambda_t / w;
-    sum.across += term;
-    sum.along += z_l * term;
+/// The numbers of a line that the inner loop reads.
+struct LineFactors {
+  double beta, gamma2;
+};
+
+TESSARON_CLONES void sum_nodes(const double* y, const double* lambda, const double* lambda_t, int n,
+                               const LineFactors& line, double a, ImageSums& out) {
+  const double near2 = a / line.gamma2, beta = line.beta, gamma2 = line.gamma2;
+  Lanes phi{}, phi_t{}, across{}, along{};
+  for (int i = 0; i < n; i += lane_count) {
+    const Lanes at = lanes_at(y + i), l = lanes_at(lambda + i), l_t = lanes_at(lambda_t + i);
+    const Lanes w = sqrt_of(at * at + near2), inv_w = 1.0 / w;
+    const Lanes inv_r = (beta * at + w) / (at * at + a);
+    const Lanes term = (l_t + l * inv_r) * (inv_r * inv_w);
+    phi += l * inv_w;
+    phi_t += l_t * inv_w;
+    across += term;
+    along += ((at - beta * w) * gamma2) * term;
   }
+  out = {sum_of(phi), c * sum_of(phi_t), sum_of(across), sum_of(along)};
+}
+
+ImageSums sum_block(const NodeBlock& block, const Line& line, double a) {
+  ImageSums sum;
+  sum_nodes(block.y.run(1, block.n).data(), block.lambda.run(1, block.n).data(),
+            block.lambda_t.run(1, block.n).data(), block.n, {line.beta, line.gamma * line.gamma}, a, sum);
   return sum;
 }
 
