@@ -47,7 +47,8 @@ void progress_start(double start, double end) {
   progress.start = start;
   progress.end = end;
   progress.began = progress.last = Clock::now();
-  if (progress.on_terminal) set_line_hook(progress_wipe);
+  // Console lines on the same terminal must not run into the progress line.
+  if (progress.on_terminal && ::isatty(STDOUT_FILENO) == 1) set_line_hook(progress_wipe);
 }
 
 void progress_step(double ct) {

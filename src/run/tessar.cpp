@@ -143,8 +143,8 @@ Status step_loop() {
     add_step_error(trkadv(next));
     status = monstp();
     flush_all_files();
-    progress_step(ptlcom.ctptcl);
     trkstp(next, first, more);
+    progress_step(ptlcom.ctptcl);  // behind the step's lines: it stands while the next step is computed
   }
   progress_wipe();
   return status;
