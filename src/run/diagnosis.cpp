@@ -50,6 +50,14 @@ void tell_where_run_stopped(std::string_view doing) {
   line.write();
 }
 
+void hint_at_missing_file() {
+  const FileTrouble& trouble = file_trouble();
+  if (trouble.name.blank() || trouble.code != 0 || ::isatty(STDERR_FILENO) != 1) return;
+  Line line;
+  line << "tessaron: " << trouble.name.view() << " did not exist and was created empty";
+  line.write();
+}
+
 void tell_log_is_incomplete(int code) {
   Line line;
   line << "tessaron: the log is incomplete: " << std::strerror(code);

@@ -9,6 +9,10 @@ namespace tessaron {
 ///     tessaron: stopped at tessar.in:12 (command particles); bunch.fmt1 did not exist and was created empty
 void tell_where_run_stopped(std::string_view doing);
 
+/// Tells a person at a terminal that a good run met an input file that did not exist: most likely a wrong
+/// name, or the wrong folder.
+void hint_at_missing_file();
+
 /// Tells that the log does not hold all of its lines, with the code of the write that failed.
 void tell_log_is_incomplete(int code);
 

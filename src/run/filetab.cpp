@@ -228,14 +228,15 @@ std::string_view deck_position() {
   // A file that could not be opened is named by the line that asked for it.
   int level = std::max(filetab.cudeck, first_deck);
   if (level > first_deck && !files[level].is_open()) --level;
-  std::array<char, 16> number;
-  put_integer(number.data(), 16, files[level].line_number());
-  const std::string_view digits(number.data(), number.size());
   const std::string_view name = deck_names[level].view();
   char* end = std::copy(name.begin(), name.end(), chars.begin());
-  *end++ = ':';
-  const std::string_view shown = digits.substr(digits.find_last_of(' ') + 1);
-  end = std::copy(shown.begin(), shown.end(), end);
+  if (const int line = files[level].line_number(); line > 0) {
+    std::array<char, 16> number;
+    put_integer(number.data(), 16, line);
+    *end++ = ':';
+    end = std::copy(std::find_if(number.begin(), number.end(), [](char c) { return c != ' '; }), number.end(),
+                    end);
+  }
   return {chars.data(), static_cast<std::size_t>(end - chars.data())};
 }
 

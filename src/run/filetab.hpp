@@ -62,8 +62,9 @@ extern const FileTable& filetab;
 /// Writes a line to the log if it is open (through `msgout` alone).
 void log_line(std::string_view text);
 
-/// Names the deck file and line where reading stands, for a diagnosis on standard error: "tessar.in:12".
-/// With included files the innermost one. The view stays valid until the next call.
+/// Names the deck file and line where reading stands, for a diagnosis on standard error: "tessar.in:12", or the
+/// file alone while no line of it was read. With included files the innermost one. The view stays valid until
+/// the next call.
 std::string_view deck_position();
 
 /// The last file that could not be opened (`code` is that of the open), or that did not exist and was created

@@ -204,7 +204,11 @@ void tessar() {
   driver = {};
   set_stop_hook(end_after_fatal_stop);
   const Status status = run_deck();
-  if (status != ok) tell_where_deck_stands();
+  if (status != ok) {
+    tell_where_deck_stands();
+  } else {
+    hint_at_missing_file();
+  }
   close_files();
 }
 

@@ -113,7 +113,7 @@ TEST(RunControl, FolderInPlaceOfTheDeck) {
   EXPECT_EQ(run.lines(), expected);
   EXPECT_TRUE(run.orderly());
   EXPECT_EQ(run.errors,
-            "tessaron: stopped at tessar.in:0 (no command); cannot open tessar.in: Is a directory\n");
+            "tessaron: stopped at tessar.in (no command); cannot open tessar.in: Is a directory\n");
 }
 
 TEST(RunControl, ExitInsideAnIncludedFileEndsTheRun) {
