@@ -38,6 +38,7 @@ void green_fill_row(int i, std::int64_t j) {
   green_stretches(mesh, i, stretches);
   const int place = static_cast<int>(j - mesh.gbase);
   mesh.field(mesh.line[i].x, green_row_place(stretches, j), mesh.gtab[place]);
+  if (!mesh.gflag[place]) mesh.used[++mesh.nused] = place;
   mesh.gflag[place] = true;
 }
 
@@ -58,6 +59,7 @@ Cover gmesh1(double a, double b) {
   GreenPatch patch;
   const Cover cover = take_patch(mesh, a, b, patch);
   if (cover != Cover::inside) return cover;
+  mesh.all_used = true;
   for (const EvenRows& rows : patch.line) {
     double t;
     const int place = rows.around(b, t);

@@ -155,6 +155,18 @@ void lay_rows(const GreenMeshPlan& plan, const GreenZones& zones) {
   mesh.ngreen = mesh.line[mesh.nxg].gend;
 }
 
+/// Empties places 1..nblock.
+void empty_table() {
+  if (mesh.all_used) {
+    mesh.nempty = 0;
+  } else {
+    for (std::int32_t k = 1; k <= mesh.nused; ++k) mesh.empty(mesh.used[k]);
+  }
+  mesh.nused = 0;
+  mesh.all_used = false;
+  while (mesh.nempty < mesh.nblock) mesh.empty(++mesh.nempty);
+}
+
 /// Takes as many lines from gfirst on as the table holds.
 bool take_block() {
   const std::int64_t before = mesh.line[mesh.gfirst - 1].gend;
@@ -164,7 +176,7 @@ bool take_block() {
   mesh.gbase = before;
   mesh.nblock = static_cast<std::int32_t>(mesh.line[mesh.glast].gend - before);
   if (mesh.nblock > mesh.capacity) mesh_too_large();
-  for (std::int32_t place = 1; place <= mesh.nblock; ++place) mesh.empty(place);
+  empty_table();
   return mesh.more();
 }
 

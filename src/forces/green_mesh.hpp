@@ -62,6 +62,12 @@ struct GreenMesh {
   Table<GreenRow, maxgre> gtab;  ///< 1..nblock
   Table<bool, maxgre> gflag;     ///< the place holds a field, or in a group: is required
 
+  // A mesh of many blocks would spend its time on emptying them, so the places in use are remembered.
+  std::int32_t nempty;  ///< places 1..nempty have been emptied, apart from those in use
+  std::int32_t nused;   ///< places in use, listed in `used`
+  bool all_used;        ///< any place may be in use (`gmesh1`, rows of a group)
+  Table<std::int32_t, maxgre> used;
+
   bool is_inner(int i) const { return i >= iline1 && i <= iline2; }
   bool more() const { return glast < nxg; }
   /// A row without a field is no number, so that a lookup finds it in its result.

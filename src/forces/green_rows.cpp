@@ -77,6 +77,7 @@ void green_rows_of_block(const ObservationPoints& points, const ParticleTable& p
     }
   }
   if (mesh.nblock == 0) return;
+  mesh.all_used = true;
   compute_share(id);
   pgsum(&mesh.gtab[1].f1, 3, mesh.nblock);
   pgrows(&mesh.gtab[1].f1, 3, mesh.nblock, maxgre);
