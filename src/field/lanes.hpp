@@ -11,7 +11,7 @@
 // Marks a function that is compiled twice, for processors with and without 256-bit registers; the loader
 // picks one.
 #if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__) && !defined(__AVX2__) && \
-    !defined(__SANITIZE_ADDRESS__)
+    defined(__GLIBC__) && !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 #define TESSARON_CLONES __attribute__((target_clones("arch=x86-64-v3", "default")))
 #else
 #define TESSARON_CLONES
