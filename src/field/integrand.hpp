@@ -4,7 +4,7 @@
 namespace tessaron {
 
 /// The integrand of the 14 slots at the path coordinate s, with the expansion of `ziini` subtracted over its
-/// range: the plain way, one point at a time. `gather` (gather.hpp) integrates the same for less.
+/// range: the plain way, one point at a time. `add_nodes` (batch.hpp) sums the same for less.
 void zfint(double s, Slots& value);
 
 /// `zfint` with a memory of one: the very same s as the last time costs nothing.

@@ -116,11 +116,11 @@ int cut_to_integer(double value) {
 }
 
 /// The longest step: what the rest of the table can take, and no shorter than a few walking steps.
-double step_cap(const Intervals& list, double scale, const ExpansionRecord& x) {
+double step_cap(const Intervals& list, double scale) {
   const double length = list.hi[list.n] - list.lo[1];
   const double doublings = std::log(length / std::max(scale, 1e-200) + 1) / 0.69314718055994529;
-  const double xnsigt = x.t_length / x.sigmat;
-  const double reserve = 2.0 * list.n + cut_to_integer(2 * xnsigt) + 2.0 * cut_to_integer(doublings) + 23;
+  const double reserve =
+      2.0 * list.n + cut_to_integer(2 * field_settings.xnsigt) + 2.0 * cut_to_integer(doublings) + 23;
   if (reserve >= maxpnt) {
     console_line("ipp.ge.maxpnt");
     console_line(FreeForm("ipp,maxpnt=", static_cast<std::int64_t>(reserve), maxpnt).items());
@@ -228,7 +228,7 @@ void zipnts(double t0, const Vec3& r0) {
   double scale;
   find_intervals(expansion, list, scale);
   if (list.n == 0) return;
-  const double cap = step_cap(list, scale, expansion);
+  const double cap = step_cap(list, scale);
   const Observation observation{pthcom, r0, c * t0, 1 / pthcom.beta, c / pthcom.vel, c * expansion.sigmat};
   for (int i = list.n; i >= 1; --i) walk(observation, list.lo[i], list.hi[i], cap);
 }

@@ -149,10 +149,13 @@ void fill_buckets() {
   path.bucket.fill(1);
   path.bucket[100] = path.nnode;
   path.bucket_scale = 0;
-  if (path.nnode < 2) return;
-  path.bucket_scale = 99 / (path.snode[path.nnode] - path.snode[1]);
+  // Nodes in one place, or without a place, leave every search to start at the first node.
+  const double scale = 99 / (path.snode[path.nnode] - path.snode[1]);
+  if (path.nnode < 2 || !(scale > 0 && std::isfinite(scale))) return;
+  path.bucket_scale = scale;
   for (int i = 2; i <= path.nnode; ++i) {
-    path.bucket[std::min(path_bucket(path, path.snode[i - 1]) + 2, 100)] = i;
+    const double place = (path.snode[i - 1] - path.snode[1]) * scale;
+    path.bucket[(place > 0 ? static_cast<int>(std::min(place, 98.0)) : 0) + 2] = i;
   }
   for (int k = 2; k <= 99; ++k) path.bucket[k] = std::max(path.bucket[k], path.bucket[k - 1]);
 }

@@ -103,6 +103,25 @@ TEST(Setpth, AParticleOnABoundaryAddsNoNodeAndOneWithoutBoundariesHasAStraightPa
   }
 }
 
+TEST(Setpth, NodesInOnePlaceOrWithoutAPlaceLeaveAPathThatCanBeAsked) {
+  BoundaryPoints rows;
+  for (const double ct : {0.0, std::nan(""), HUGE_VAL}) {
+    for (int i = 1; i <= 3; ++i) rows[i].ct = ct;
+    build_path({0, 0, 0, 100, 0, 0, 1}, rows, 3, 0);
+    for (int k = 1; k <= 100; ++k) {
+      EXPECT_GE(pthcom.bucket[k], 1);
+      EXPECT_LE(pthcom.bucket[k], pthcom.nnode);
+    }
+  }
+  for (int i = 1; i <= 3; ++i) rows[i].ct = 0;
+  build_path({0, 0, 0, 100, 0, 0, 1}, rows, 3, 0);
+  PathPoint p;
+  for (const double s : {-1.0, 0.0, 1.0}) {
+    pathfn(s, 31, p);
+    EXPECT_EQ(p.r[0], s);
+  }
+}
+
 TEST(Pthfrm, AndPthlabAreInverse) {
   BoundaryPoints rows;
   build_path({3, -2, 0.1, 100, 2.1, 0.2, 1}, rows, 0, 7);
