@@ -27,7 +27,8 @@ double add_equal_steps(double a, double b, double distance) {
 }  // namespace
 
 StepPlan plan_steps(double h, double increase_factor, double longest, double distance) {
-  double a = h, b = h;
+  // The row has a second step even where the first one reaches the distance, to rounding.
+  double b = std::min(h * increase_factor, longest), a = h + b;
   const auto next_b = [&] { return std::min(b * increase_factor, longest); };
   constexpr int summed = 10000;
   for (int k = 0; k < summed && a < distance && next_b() != b; ++k) {

@@ -38,8 +38,9 @@ struct StepError {
 };
 StepError step_error(int n, const ParticleTable& a, const ParticleTable& b, const FlagTable& source);
 
-/// The row of steps that leads to a target: `sum` of the steps h, then each longer by `increase_factor` but
-/// not above `longest`, until the sum reaches `distance`; `last` is the last of them. [m]
+/// The row of two steps or more that leads to a target: `sum` of the steps h, then each longer by
+/// `increase_factor` but not above `longest`, until the sum reaches `distance`; `last` is the last of them.
+/// [m]
 struct StepPlan {
   double sum, last;
 };

@@ -82,10 +82,10 @@ TEST_F(StepRule, EndsWhereTheStepsAreTooSmall) {
 /// The plan as its definition says it.
 StepPlan summed_plan(double h, double factor, double longest, double distance) {
   StepPlan plan{h, h};
-  while (plan.sum < distance) {
+  do {
     plan.last = std::min(plan.last * factor, longest);
     plan.sum += plan.last;
-  }
+  } while (plan.sum < distance);
   return plan;
 }
 
