@@ -1,0 +1,162 @@
+"""The bunch compressor by an independent one-dimensional calculation, without the program.
+
+    check.py [--charge C] [--second-order C2] [--gaussian] [--step M]
+
+A few hundred particles, evenly spaced in the Gaussian that the bunch starts with, move through the chicane as points; the
+longitudinal field is the retarded integral over the design orbit, done anew for every step. `--gaussian` takes the charge for a
+Gaussian of the local rms length at every place instead of what it is.
+"""
+from __future__ import annotations
+
+import argparse
+from functools import partial
+
+import numpy as np
+
+import chicane
+
+REST, COULOMB, ENERGY = 0.51099895e6, 8.9875517923e9, 5e9  # eV, V m/C, eV
+GAMMA = ENERGY / REST
+BETA = np.sqrt(1 - 1 / GAMMA**2)
+FACES = np.array([1.0, 1.5, 6.5, 7.0, 8.0, 8.5, 13.5, 14.0])  # m along the axis, entrance and exit of the four dipoles
+SINES = np.array([0, 1, 1, 0, 0, -1, -1, 0]) * -chicane.DIPOLE / chicane.RADIUS  # sine of the orbit's angle at the faces
+END = 16.0  # m
+
+
+def orbit() -> tuple[np.ndarray, np.ndarray]:
+    """Path lengths and axis coordinates of the faces on the design orbit."""
+    theta, (sine, fall) = np.arcsin(SINES), (SINES[:-1], np.diff(SINES))
+    width = np.diff(FACES)
+    with np.errstate(divide="ignore", invalid="ignore"):
+        arc = width * np.diff(theta) / fall  # R dtheta; R = width / d(sin)
+    path = np.where(fall == 0, width / np.sqrt(1 - sine**2), arc)
+    return FACES[0] + np.concatenate([[0], np.cumsum(path)]), theta
+
+
+S, THETA = orbit()
+Y = np.zeros(S.size)  # of the faces, filled below
+
+
+def place(s: np.ndarray) -> tuple[np.ndarray, np.ndarray, np.ndarray]:
+    """Point and angle of the design orbit at the path length s: exact arcs and straights between the faces."""
+    k = np.clip(np.searchsorted(S, s, side="right") - 1, -1, S.size - 1)
+    inside = (k >= 0) & (k < S.size - 1)
+    k0, k1 = np.maximum(k, 0), np.minimum(np.maximum(k, 0) + 1, S.size - 1)
+    share = np.where(inside, (s - S[k0]) / np.where(k1 > k0, S[k1] - S[k0], 1), 0)
+    angle = THETA[k0] + share * (THETA[k1] - THETA[k0])
+    half = (angle - THETA[k0]) / 2
+    chord = (s - S[k0]) * np.sinc(half / np.pi)
+    return FACES[k0] + chord * np.cos(THETA[k0] + half), Y[k0] + chord * np.sin(THETA[k0] + half), angle
+
+
+for face in range(1, S.size):
+    Y[face] = place(S[face] - 1e-13)[1]
+
+
+def integral(s: float, length: float) -> tuple[np.ndarray, ...]:
+    """Nodes of the retarded integral for an observer at s: path P <= 0, weights, Q, and the factors of lambda' and lambda.
+
+    With the potentials of a line charge on the orbit, D the distance, n the line of sight, u and u' the directions of motion,
+        E u = -k Int ( lambda'(z + Q) (beta u n - beta^2 u u') / D - lambda(z + Q) u n / D^2 ) dP,   Q = P + beta D,
+    less the same on a straight orbit (n = u' = u, D = -P).
+    """
+    def geometry(P):
+        (x, y, angle), (x0, y0, angle0) = place(s + P), place(np.array(s))
+        dx, dy = x0 - x, y0 - y
+        D = np.hypot(dx, dy)
+        return D, (dx * np.cos(angle0) + dy * np.sin(angle0)) / D, np.cos(angle - angle0)
+
+    table = np.unique(np.concatenate([-np.geomspace(1e-6, 40, 3000), *(np.linspace(a, b, 400) - s for a, b in zip(S, S[1:]))]))
+    table = table[table <= -1e-6]  # from afar
+    Q = table + BETA * geometry(table)[0]
+    table = table[max(0, int(np.argmax(Q > -16 * length)) - 1):]
+    Q = table + BETA * geometry(table)[0]
+    steps = np.abs(np.diff(Q)) / (0.1 * length) + np.abs(np.diff(np.log(-table))) / 0.03
+    count = np.concatenate([[0], np.cumsum(steps)])
+    P = np.interp(np.linspace(0, count[-1], int(count[-1]) + 2), count, table)
+    D, sight, motion = geometry(P)
+    weight = np.zeros(P.size)
+    weight[:-1] += np.diff(P) / 2
+    weight[1:] += np.diff(P) / 2
+    return P, weight, P + BETA * D, (BETA * sight - BETA**2 * motion) / D, sight / D**2
+
+
+def field(s: float, z: np.ndarray, length: float, density, slope) -> np.ndarray:
+    """Longitudinal field at the places z for a charge of 1 C [V/m]."""
+    P, weight, Q, for_slope, for_density = integral(s, length)
+    here, straight = z[:, None] + Q, z[:, None] + P * (1 - BETA)
+    sum_ = (slope(here) * for_slope - density(here) * for_density
+            + slope(straight) * (BETA - BETA**2) / P + density(straight) / P**2) @ weight
+    return -COULOMB * (sum_ - density(z) / P[0])
+
+
+def profile(z: np.ndarray, u: np.ndarray, gaussian: bool):
+    """Line density and slope as functions of the place, from the places of particles evenly spaced in u."""
+    weight = np.exp(-u**2 / 2)
+    if gaussian:
+        mean = np.average(z, weights=weight)
+        rms = np.sqrt(np.average((z - mean) ** 2, weights=weight))
+        bell = lambda x: np.exp(-0.5 * ((x - mean) / rms) ** 2) / (np.sqrt(2 * np.pi) * rms)  # noqa: E731
+        return rms, bell, lambda x: -(x - mean) / rms**2 * bell(x)
+    order = np.argsort(z)
+    z, weight = z[order], weight[order]
+    density = weight / np.sqrt(2 * np.pi) / np.abs(np.gradient(z, u[1] - u[0]))
+    rms = np.sqrt(np.average((z - np.average(z, weights=weight)) ** 2, weights=weight))
+    slope = np.gradient(density, z)
+    return rms, partial(np.interp, xp=z, fp=density, left=0, right=0), partial(np.interp, xp=z, fp=slope, left=0, right=0)
+
+
+def track(charge: float, second_order: float, gaussian: bool, step: float) -> dict[str, float]:
+    """Mean and rms energy change [share of 5 GeV], rms length [m] and normalised emittance in the plane [m] at the end."""
+    u = np.linspace(-4.5, 4.5, 361)
+    x, y = 200e-6 * u, np.zeros(u.size)
+    start = 1 - 36.0 * x + second_order * x**2  # the tail has more energy
+    p, across = start.copy(), np.zeros(u.size)  # across: p_y less what the dipoles gave
+    weight = np.exp(-u**2 / 2)
+    weight /= weight.sum()
+    middle, s = u.size // 2, 0.0
+    given = partial(np.interp, xp=FACES, fp=SINES)  # p_y / p0 of the dipoles depends on x alone
+
+    def velocity(x):
+        sine = (across + given(x)) / p
+        return np.sqrt(1 - sine**2), sine
+
+    while x[middle] < END:
+        vx, vy = velocity(x)
+        cosine, sine = vx[middle], vy[middle]
+        z = (x - x[middle]) * cosine + (y - y[middle]) * sine
+        rms, density, slope = profile(z, u, gaussian)
+        gain = charge * step * field(s + step / 2, z, rms, density, slope) / ENERGY if 1 < s else 0.0
+        across, p = across + gain * vy, p + gain
+        for _ in range(4):
+            vx, vy = velocity(x + velocity(x)[0] * step / 8)
+            x, y = x + vx * step / 4, y + vy * step / 4
+        s += step
+    change = p - start
+    mean, (slope_y, length) = weight @ change, ((across / p), x)
+    spread = lambda a, b: weight @ ((a - weight @ a) * (b - weight @ b))  # noqa: E731
+    drift = np.sum(np.diff(np.linspace(0, END, 4001)) / (1 - given(np.linspace(0, END, 4000)) ** 2) ** 1.5)
+    emittance, beta, alpha = 1e-6 / GAMMA, 40.0, 2.6  # 1 m behind the start
+    drift -= 1.0
+    twiss = (1 + alpha**2) / beta
+    uu = emittance * (beta - 2 * alpha * drift + twiss * drift**2) + spread(y, y)
+    uv = emittance * (-alpha + twiss * drift) + spread(y, slope_y)
+    vv = emittance * twiss + spread(slope_y, slope_y)
+    return {"mean": mean, "rms": np.sqrt(spread(change, change)), "length": np.sqrt(spread(length, length)),
+            "emittance": GAMMA * np.sqrt(uu * vv - uv**2)}
+
+
+def main() -> None:
+    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser.add_argument("--charge", type=float, default=1e-9, help="C")
+    parser.add_argument("--second-order", type=float, default=0.0, help="of the chirp [1/m^2]; 1948 keeps the bunch Gaussian")
+    parser.add_argument("--gaussian", action="store_true", help="take the charge for a Gaussian of the local length")
+    parser.add_argument("--step", type=float, default=0.02, help="m")
+    options = parser.parse_args()
+    result = track(options.charge, options.second_order, options.gaussian, options.step)
+    print("mean {:.5g} %  rms {:.5g} %  emittance {:.4f} um  length {:.3f} um".format(
+        100 * result["mean"], 100 * result["rms"], 1e6 * result["emittance"], 1e6 * result["length"]))
+
+
+if __name__ == "__main__":
+    main()
