@@ -1,4 +1,4 @@
-"""How the result of the bunch compressor depends on particles, smoothing length and step.
+"""How the result of the bunch compressor depends on particles, smoothing length, steps and the shape of the chirp.
 
     convergence.py [--program PATH] [--workdir DIR] [--most N]
 
@@ -11,49 +11,52 @@ import re
 import sys
 from pathlib import Path
 
-from run import ROOT, deck_for, run
+from run import common, deck_for  # first: it lets the companions be found
 
-CASES = [dict(particles=20000), dict(particles=5000), dict(particles=80000), dict(particles=300000),
-         dict(relative_long=0.2), dict(relative_long=0.05), dict(relative_long=0.05, particles=300000),
-         dict(ct_step_max=0.2), dict(ct_step_max=0.05), dict(ct_step_max=0.025), dict(loading="random"),
-         dict(ct_step_max=0.025, relative_long=0.05, particles=300000)]
+from make_bunch import benchmark_bunch
+from tessaron_tools import analyse
+from tessaron_tools.bunchfiles import read_bunch
+
+#: What differs from the example: keys of the deck, particles, loading, second order of the chirp, charge.
+CASES = [{}, dict(particles=5000), dict(particles=80000), dict(particles=300000),
+         dict(loading="random"), dict(loading="random", particles=80000), dict(loading="random", particles=300000),
+         dict(relative_long=0.3), dict(relative_long=0.2), dict(relative_long=0.05), dict(relative_long=0.025, particles=80000),
+         dict(ct_step_max=0.2), dict(ct_step_max=0.05), dict(ct_step_max=0.025), dict(ct_step_max=0.0125),
+         dict(arc_factor=0.25), dict(arc_factor=0.1), dict(iterative=1), dict(iterative=10, error_per_ct=1e-6),
+         dict(ct_step_max=0.025, relative_long=0.05, particles=80000),
+         dict(ct_step_max=0.025, relative_long=0.05, particles=80000, second_order=1948.0)]
 
 
-def changed(deck: str, **keys: float) -> str:
-    """The deck with other values of some keys; a shorter largest step pulls the two other ones along."""
+def deck_with(keys: dict[str, float]) -> str:
+    """The deck with other values of some keys, without files of the whole bunch on the way."""
+    deck = deck_for("projected").replace("arc_factor    = 0.5", "arc_factor    = 0.5\n  iterative = 3\n  error_per_ct = 1e-3")
     if "ct_step_max" in keys:
-        keys |= {"ct_step_min": keys["ct_step_max"] / 10, "ct_step_first": keys["ct_step_max"]}
-    for key, value in keys.items():
-        deck, count = re.subn(rf"\b{key}(\s*)=(\s*)\S+", rf"{key}\1=\g<2>{value:g}", deck, count=1)
-        assert count == 1, key
-    return re.sub(r"online_monitor \{[^}]*way\.dat[^}]*\}", "", deck)  # no files of the whole bunch on the way
+        keys = {**keys, "ct_step_min": keys["ct_step_max"] / 10, "ct_step_first": keys["ct_step_max"]}
+    return re.sub(r"online_monitor \{[^}]*way\.dat[^}]*\}", "", common.changed(deck, **keys))
 
 
 def main() -> None:
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
-    parser.add_argument("--program", type=Path, default=ROOT / "build" / "tessaron")
+    parser.add_argument("--program", type=Path, default=common.ROOT / "build" / "tessaron")
     parser.add_argument("--workdir", type=Path, default=Path("convergence"))
     parser.add_argument("--most", type=int, default=300000, help="leave out cases with more particles")
     options = parser.parse_args()
-    from make_bunch import benchmark_bunch
-    from tessaron_tools import analyse
-    from tessaron_tools.bunchfiles import read_bunch
 
     folder = options.workdir.resolve()
     folder.mkdir(parents=True, exist_ok=True)
-    print("| particles | loading | relative_long | ct_step_max / m | mean / % | rms / % | emittance / µm | length / µm |")
-    print("|---|---|---|---|---|---|---|---|")
+    print("| changed | mean / % | rms / % | emittance / µm | length / µm |\n|---|---|---|---|---|")
     for case in CASES:
-        keys = {"particles": 20000, "loading": "quiet", "relative_long": 0.1, "ct_step_max": 0.1, **case}
-        if keys["particles"] > options.most:
+        keys = dict(case)
+        particles, loading = keys.pop("particles", 20000), keys.pop("loading", "quiet")
+        if particles > options.most:
             continue
-        benchmark_bunch(folder / "bunch.dat", keys["particles"], keys["loading"] == "quiet")
-        deck = changed(deck_for("projected"), relative_long=keys["relative_long"], ct_step_max=keys["ct_step_max"])
-        run(options.program.resolve(), folder / "run", deck, folder / "bunch.dat")
+        benchmark_bunch(folder / "bunch.dat", particles, loading == "quiet", second_order=keys.pop("second_order", 0.0))
+        common.run(options.program.resolve(), folder / "run", deck_with(keys), {"bunch.dat": folder / "bunch.dat"}, "end.dat")
         start, end = (read_bunch(folder / "run" / name, "fmt1") for name in ("start.dat", "end.dat"))
         change, after = analyse.energy_change(start, end), analyse.summary(end)
         values = (100 * change.mean / 5e9, 100 * change.rms / 5e9, after.horizontal.emittance * 1e6, after.length * 1e6)
-        print("| " + " | ".join([*map(str, keys.values()), "{:.4f} | {:.4f} | {:.3f} | {:.2f}".format(*values)]) + " |", flush=True)
+        name = ", ".join(f"{key} = {value}" for key, value in case.items()) or "nothing: 20000 quiet particles"
+        print(f"| {name} | " + "{:.4f} | {:.4f} | {:.3f} | {:.2f} |".format(*values), flush=True)
 
 
 if __name__ == "__main__":
