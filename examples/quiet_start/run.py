@@ -1,31 +1,27 @@
 """Shows what a quiet start is worth: the noise of the CSR force with random and with quiet particles.
 
-    run.py [--program PATH] [--workdir DIR] [--particles N ...]
+    run.py [--program PATH] [--workdir DIR] [--particles N ...] [--quick]
 """
 from __future__ import annotations
 
-import argparse
-import shutil
-import subprocess
 import sys
 from pathlib import Path
 
 HERE = Path(__file__).resolve().parent
-ROOT = HERE.parent.parent
-sys.path.insert(0, str(ROOT / "tools"))
+sys.path.insert(0, str(HERE.parent))
+import common  # noqa: E402
+import numpy as np  # noqa: E402
+from tessaron_tools import plots  # noqa: E402
+from tessaron_tools.bunchfiles import write_bunch  # noqa: E402
+from tessaron_tools.generate import BunchRequest, make_bunch  # noqa: E402
+from tessaron_tools.outputs import read_force  # noqa: E402
 
 
-def force(program: Path, folder: Path, particles: int, quiet: bool):
+def force(program: Path, folder: Path, particles: int, quiet: bool) -> tuple[np.ndarray, np.ndarray]:
     """Places ahead of particle 1 [m] and forces [eV/m] of one run."""
-    import numpy as np
-    from tessaron_tools.bunchfiles import write_bunch
-    from tessaron_tools.generate import BunchRequest, make_bunch
-    from tessaron_tools.outputs import read_force
-
-    folder.mkdir(parents=True, exist_ok=True)
-    shutil.copy(HERE / "tessar.in", folder)
-    write_bunch(folder / "bunch.dat", make_bunch(BunchRequest(particles, energy=1e9, charge=1e-9, length=1e-4, quiet=quiet)), "fmt1")
-    subprocess.run([program], cwd=folder, stdout=subprocess.DEVNULL, check=True)
+    write_bunch(folder.with_suffix(".bunch"), make_bunch(
+        BunchRequest(particles, energy=1e9, charge=1e-9, length=1e-4, quiet=quiet)), "fmt1")
+    common.run(program, folder, (HERE / "tessar.in").read_text(), {"bunch.dat": folder.with_suffix(".bunch")}, "fc1.dat")
     table = read_force(folder / "fc1.dat")
     # 0.1 m before its end the arc has turned the bunch by -0.09
     place = table.dx * np.cos(-0.09) + table.dy * np.sin(-0.09)
@@ -34,20 +30,8 @@ def force(program: Path, folder: Path, particles: int, quiet: bool):
 
 
 def main() -> None:
-    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
-    parser.add_argument("--program", type=Path, default=ROOT / "build" / "tessaron", help="the built program")
-    parser.add_argument("--workdir", type=Path, default=HERE / "work", help="folder for the runs and the picture")
-    parser.add_argument("--particles", type=int, nargs="+", default=[1000, 3000, 10000, 30000], help="macro-particles of the runs")
-    options = parser.parse_args()
-    program, folder = options.program.resolve(), options.workdir.resolve()
-    if not program.exists():
-        sys.exit(f"no program at {program}; build it first: cmake -S . -B build && cmake --build build -j2")
-    try:
-        import numpy as np
-        from tessaron_tools import plots
-    except ModuleNotFoundError as error:
-        sys.exit(f"this needs {error.name}; on Debian: apt-get install python3-numpy python3-matplotlib python3-h5py")
-
+    options = common.parse(common.parser(__file__, __doc__, [1000, 3000, 10000, 30000], [1000, 9000]))
+    program, folder = options.program, options.workdir / "run"
     grid = np.linspace(-2e-4, 2e-4, 401)
     smooth = np.interp(grid, *force(program, folder, 300000, True))
     largest = np.abs(smooth).max()
@@ -62,8 +46,8 @@ def main() -> None:
             axes.plot(grid * 1e6, curves[True] * 1e-3, color=plots.INK, label=f"quiet, {particles} particles")
     axes.set(xlabel="ahead of particle 1 / µm", ylabel="force / (keV/m)")
     axes.legend()
-    plots.save(figure, folder / "quiet_start.png")
-    print(folder / "quiet_start.png")
+    plots.save(figure, options.workdir / "quiet_start.png")
+    print(options.workdir / "quiet_start.png")
 
 
 if __name__ == "__main__":
