@@ -116,6 +116,20 @@ TEST(GreenMesh, KeepsTheSpacingOfRows) {
   }
 }
 
+// 20 sigma_rad hold exactly 100 steps, so that the fine stretch has 101 intervals. The quotient of the two
+// lengths comes out just below 100 for some of these sizes.
+TEST(GreenMesh, GivesTheFineStretchTheSameRowsForAllSizes) {
+  for (const double sigma_rad : {0.4, 0.43, 0.5, 0.82, 1.0, 1.1, 1.55}) {
+    lay({0, 0, 40, 38, 0, sigma_rad, false}, plane);
+    const GreenMesh& m = green_mesh;
+    for (int i = m.iline1; i <= m.iline2; ++i) {
+      GreenStretches s;
+      green_stretches(m, i, s);
+      ASSERT_EQ(s.jb[2] - s.jb[1], 101) << sigma_rad;
+    }
+  }
+}
+
 TEST(GreenMesh, FindsTheStripOfEveryPlace) {
   for (const Case& c : cases) {
     lay(c, plane);
