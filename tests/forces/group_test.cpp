@@ -79,6 +79,11 @@ using enum ForceType;
 struct Group : test::Models {
   /// The same evaluation, shared with a worker.
   std::vector<Force> shared_forces(ForceType type, double ct) {
+    return shared([&] { return forces(type, ct); });
+  }
+  /// One or more evaluations that a worker does as well; the forces of the last.
+  template <class Evaluate>
+  std::vector<Force> shared(const Evaluate& evaluate) {
     int ends[2];
     EXPECT_EQ(::socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
     const pid_t worker = ::fork();
@@ -86,12 +91,12 @@ struct Group : test::Models {
       identity = {false, 2, 2};
       line = ends[1];
       console_silence();
-      forces(type, ct);
+      evaluate();
       ::_exit(0);
     }
     identity = {true, 1, 2};
     line = ends[0];
-    const auto result = forces(type, ct);
+    const auto result = evaluate();
     identity = {};
     int status = 0;
     ::waitpid(worker, &status, 0);
@@ -141,6 +146,30 @@ TEST_F(Group, SharesAMeshOfSeveralBlocks) {
   green_set_capacity(1500);
   EXPECT_LT(deviation(alone, shared_forces(csr_g_to_p, 1)), 1e-10 * size(alone));
   EXPECT_GT(lines_with("--- required flags ? ---: "), 1);
+}
+
+// The first evaluation leaves the rows out that it does not need. A further one at the same time keeps the
+// mesh, and other places of the particles need other rows of it.
+TEST_F(Group, FillsTheRowsThatAKeptMeshLacks) {
+  cloud(25);
+  const ParticleTable& particles = ptlcom.particle;
+  const std::vector<Particle> start(&particles[1], &particles[1] + 25);
+  int marked = 0;
+  const auto twice = [&] {
+    std::copy(start.begin(), start.end(), &ptlcom_store.particle[1]);
+    grnrst();
+    forces(csr_g_to_p, 1);
+    marked = lines_with(" isrc_gmesh1= ");
+    for (int i = 2; i <= 25; ++i) {
+      ptlcom_store.particle[i].x *= 0.3 + 0.05 * (i % 7);
+      ptlcom_store.particle[i].y *= -0.4;
+    }
+    return forces(csr_g_to_p, 1);
+  };
+  const auto alone = twice();
+  EXPECT_LT(deviation(alone, shared(twice)), 1e-12 * size(alone));
+  EXPECT_EQ(marked, 2);
+  EXPECT_EQ(lines_with("using old green's function"), 1);
 }
 
 }  // namespace
