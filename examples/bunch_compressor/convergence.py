@@ -20,11 +20,11 @@ from tessaron_tools.bunchfiles import read_bunch
 #: What differs from the example: keys of the deck, particles, loading, second order of the chirp, charge.
 CASES = [{}, dict(particles=5000), dict(particles=80000), dict(particles=300000),
          dict(loading="random"), dict(loading="random", particles=80000), dict(loading="random", particles=300000),
-         dict(relative_long=0.3), dict(relative_long=0.2), dict(relative_long=0.05), dict(relative_long=0.025, particles=80000),
+         dict(relative_long=0.3), dict(relative_long=0.2), dict(relative_long=0.05), dict(relative_long=0.025),
          dict(ct_step_max=0.2), dict(ct_step_max=0.05), dict(ct_step_max=0.025), dict(ct_step_max=0.0125),
          dict(arc_factor=0.25), dict(arc_factor=0.1), dict(iterative=1), dict(iterative=10, error_per_ct=1e-6),
-         dict(ct_step_max=0.025, relative_long=0.05, particles=80000),
-         dict(ct_step_max=0.025, relative_long=0.05, particles=80000, second_order=1948.0)]
+         dict(ct_step_max=0.025, relative_long=0.05),
+         dict(ct_step_max=0.025, relative_long=0.05, second_order=1948.0)]
 
 
 def deck_with(keys: dict[str, float]) -> str:
