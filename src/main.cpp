@@ -1,21 +1,6 @@
-#include <csignal>
-
-#include "common/console.hpp"
-#include "run/pg.hpp"
 #include "run/tessar.hpp"
 
 int main(int argc, char** argv) {
-  using namespace tessaron;
-  // A console that goes away and a file that grows over a limit are failed writes, not the end of a run.
-  std::signal(SIGPIPE, SIG_IGN);
-  std::signal(SIGXFSZ, SIG_IGN);
-  pgstart(&argc, &argv);
-  if (pgflags().master) {
-    tessar();
-  } else {
-    console_silence();
-    pgworker();
-  }
-  pgend();
+  tessaron::run_process(&argc, &argv);
   return 0;
 }

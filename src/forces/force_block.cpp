@@ -4,7 +4,7 @@
 #include "common/freeform.hpp"
 #include "forces/force_files.hpp"
 #include "forces/force_settings_owner.hpp"
-#include "run/deck.hpp"
+#include "run/block_values.hpp"
 #include "run/msgout.hpp"
 
 namespace tessaron {
@@ -17,32 +17,8 @@ constexpr std::array<std::string_view, 21> names = {
     "shield_max",    "par1",       "par2",          "par3",         "par4",  "par5",      "wake_file"};
 using Keys = KeyTable<names.size()>;
 
-bool any(double) { return true; }
-bool positive(double value) { return value > 0; }
 bool not_negative(double value) { return value >= 0; }
 bool relative_factor(double value) { return value > 0 && value <= 2; }
-
-/// Reads the number of a key that has to be there.
-template <class Test>
-Status need_real(const Keys& keys, std::string_view name, double& setting, Test test) {
-  if (!keys.seen(name)) return failed;
-  double value = 0;
-  const Status status = read_real(keys.value(name).view(), value);
-  if (status != ok) return status;
-  if (!test(value)) return failed;
-  setting = value;
-  return ok;
-}
-
-/// The same for a key that may be absent.
-template <class Test>
-Status take_real(const Keys& keys, std::string_view name, double& setting, Test test) {
-  return keys.seen(name) ? need_real(keys, name, setting, test) : ok;
-}
-
-void take_flag(const Keys& keys, std::string_view name, bool& flag) {
-  if (keys.seen(name)) flag = keys.value(name) == "yes";
-}
 
 /// What each block sets anew; the factors and flags of relative sizes, `par1` to `par5` and the counts of
 /// calls stay from block to block.
@@ -163,7 +139,7 @@ Status take_parameters(const Keys& keys, ForceSettings& f) {
   constexpr std::array<std::string_view, 5> parameters = {"par1", "par2", "par3", "par4", "par5"};
   Status status = ok;
   for (int k = 1; k <= 5 && status == ok; ++k) {
-    status = take_real(keys, parameters[static_cast<std::size_t>(k - 1)], f.par[k], any);
+    status = take_real(keys, parameters[static_cast<std::size_t>(k - 1)], f.par[k], any_value);
   }
   return status;
 }

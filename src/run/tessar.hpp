@@ -6,6 +6,10 @@ namespace tessaron {
 /// the last, and carries it out. A failure shows on the console and in the log, never in the exit status.
 void tessar();
 
+/// Everything a process does: joins its group, runs the deck as its master or works for the master, leaves in
+/// order.
+void run_process(int* argc, char*** argv);
+
 /// Writes the program's name, release and capacities.
 void banner();
 

@@ -2,7 +2,7 @@
 #include <string_view>
 
 #include "common/freeform.hpp"
-#include "run/deck.hpp"
+#include "run/block_values.hpp"
 #include "run/msgout.hpp"
 #include "tracking/trkcom_owner.hpp"
 
@@ -15,24 +15,6 @@ constexpr std::array<std::string_view, 12> names = {
     "ct_step_max",     "ct_step_min", "ct_step_first",  "duty_steps",
     "increase_factor", "arc_factor",  "time_grid_file", "steps_tolerance"};
 using Keys = KeyTable<names.size()>;
-
-void take_flag(const Keys& keys, std::string_view name, bool& flag) {
-  if (keys.seen(name)) flag = keys.value(name) == "yes";
-}
-
-/// Takes up a number that passes its test; a key that the block does not give passes too.
-template <class Test>
-Status take_real(const Keys& keys, std::string_view name, double& setting, Test test) {
-  if (!keys.seen(name)) return ok;
-  double value = 0;
-  const Status status = read_real(keys.value(name).view(), value);
-  if (status != ok) return status;
-  if (!test(value)) return failed;
-  setting = value;
-  return ok;
-}
-
-bool positive(double value) { return value > 0; }
 
 Status take_iterations(const Keys& keys) {
   if (!keys.seen("iterative")) return ok;

@@ -11,6 +11,7 @@
 #include "field/ffield.hpp"
 #include "field/path.hpp"
 #include "field/quadrature.hpp"
+#include "field/testpaths.hpp"
 #include "lattice/lattice.hpp"
 #include "support/retarded_line.hpp"
 
@@ -44,19 +45,7 @@ void set_up(const Case& c, double relacc) {
   ASSERT_EQ(position(c.radius, {undefined_real, undefined_real, arc, undefined_real, "", false}), ok);
   ASSERT_EQ(position(0, {undefined_real, undefined_real, 10.0, undefined_real, "", false}), ok);
 
-  finit("q0", 1);
-  finit("xnsigt", 5);
-  finit("relacc", relacc);
-  finit("zsymmetry", 1);
-  finit("1dmirror", 1);
-  finit("hc", 0);
-  finit("hmax", 0.3);
-  finit("rintmi", 1e-9);
-  finit("notalman", 0);
-  finit("nogamma2", 0);
-  finit("1dpoleex", 0);
-  finit("method", 0);
-  finit("sigmat", sigma / (speed_of_light * p / gamma));
+  test::use_source(sigma, gamma, relacc, 1e-9);
 
   // The source stands on the design orbit, `before` metres behind the entrance, which lies at x = 1.
   const double on_arc = std::min(c.before, arc), turn = c.radius == 0 ? 0 : -on_arc / c.radius;
