@@ -1,9 +1,10 @@
 #!/bin/sh
 # Builds Tessaron and passes its tests. Without an argument all of them:
-#   release    the optimised program: unit tests, whole runs, examples with few particles
+#   release    the optimised program: unit tests and whole runs
 #   sanitize   the same tests under the address and undefined-behaviour sanitizers, every table index checked
 #   mpi        the process group over Open MPI against one process
 #   tools      the Python companions
+#   examples   every example with few particles, its numbers against closed forms and independent calculations
 # With arguments only the named ones, for example `./test.sh release tools`.
 set -eu
 cd "$(dirname "$0")"
@@ -19,12 +20,16 @@ build_and_test() {
   ctest --preset "$1" -j2
 }
 
-for part in ${*:-release sanitize mpi tools}; do
+for part in ${*:-release tools examples mpi sanitize}; do
   case "$part" in
     release | debug | sanitize | mpi) build_and_test "$part" ;;
     tools)
       echo "== tools"
       "$(find_python)" -m pytest -q tools/tests
+      ;;
+    examples)
+      echo "== examples"
+      "$(find_python)" -m pytest -q examples
       ;;
     *)
       echo "unknown part: $part" >&2
