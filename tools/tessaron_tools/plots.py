@@ -12,7 +12,7 @@ from matplotlib.figure import Figure  # noqa: E402
 
 from . import analyse  # noqa: E402
 from .bunch import Bunch  # noqa: E402
-from .greenmesh import wavefront_zones  # noqa: E402
+from .greenmesh import extent, mesh_lines, wavefront_zones  # noqa: E402
 from .outputs import Boundary, Grid, GreenFile, ParticleForce, Steps, design_orbit, direction_of  # noqa: E402
 
 MOST_DOTS = 20000
@@ -165,7 +165,7 @@ def floor_plan(boundaries: list[Boundary]) -> Figure:
 
 
 def green_mesh(mesh: GreenFile, sigma_long: float | None = None) -> Figure:
-    """The region of a mesh, the wavefronts that cross it, and their zones where the sub-bunch length is told."""
+    """The region of a mesh and the wavefronts that cross it; also its lines and their zones where the sub-bunch length is told."""
     figure, axes = plt.subplots(figsize=(8, 5))
     a, b = mesh.polygon
     fa, unit_a = unit_of(a, "m")
@@ -174,6 +174,8 @@ def green_mesh(mesh: GreenFile, sigma_long: float | None = None) -> Figure:
     if sigma_long:
         for k, (low, high) in enumerate(wavefront_zones(mesh, sigma_long)):
             axes.axvspan(low * fa, high * fa, color=SECOND, alpha=0.2, lw=0, label="fine zones" if k == 0 else None)
+        lines = mesh_lines(mesh, sigma_long)
+        axes.vlines(lines * fa, *(end * fb for end in extent(mesh.polygon, lines)), color="0.35", lw=0.5, label="lines of the mesh")
     margin = 0.05 * np.ptp(b)
     height = np.linspace(b.min() - margin, b.max() + margin, 400)
     fronts = 0

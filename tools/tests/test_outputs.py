@@ -4,7 +4,7 @@ import pytest
 
 from tessaron_tools import outputs, plots
 from tessaron_tools.constants import REST_ENERGY
-from tessaron_tools.greenmesh import crossings, inside, wavefront_zones
+from tessaron_tools.greenmesh import crossings, extent, inside, mesh_lines, wavefront_zones
 from tessaron_tools.runlog import read_log
 
 LATOUT = """ ------------------------------------------------
@@ -109,6 +109,26 @@ def test_wavefronts_cross_the_mesh_where_circles_do():
     zones = wavefront_zones(mesh, 0.01)
     # around the sub-bunch, then from the crossing to the circle's foremost point a = 0.5, five sub-bunch lengths wider
     assert zones == [pytest.approx((-0.05, 0.05)), pytest.approx((-9.5 + np.sqrt(99) - 0.05, 0.55))]
+
+
+def test_mesh_lines_are_even_in_zones_and_graded_between():
+    a = np.array([-1, 1, 1, -1]), np.array([-1, -1, 1, 1])
+    # a wavefront of radius 10 whose foremost point is at 0.6: zones from -0.05 to 0.05 and from 0.5 to 0.65
+    mesh = outputs.GreenFile(np.array(a), np.array([[-10.0], [-9.4], [0.0], [0.1]]))
+    sigma = 0.01
+    lines = mesh_lines(mesh, sigma)
+    low, high = extent(mesh.polygon, lines)
+    assert lines[0] == -1 and lines[-1] == 1 and np.all(low == -1) and np.all(high == 1)
+    steps = np.diff(lines)
+    start = -9.4 + np.sqrt(99) - 0.05
+    fine = [np.any((lines[:-1] >= z0 - 1e-9) & (lines[1:] <= z1 + 1e-9)) for z0, z1 in ((-0.05, 0.05), (start, 0.65))]
+    assert all(fine)
+    within = ((lines[:-1] > -0.05 - 1e-9) & (lines[1:] < 0.05 + 1e-9)) | ((lines[:-1] > start - 1e-9) & (lines[1:] < 0.65 + 1e-9))
+    assert np.all(steps[within] <= 0.2 * sigma * (1 + 1e-9)) and np.all(steps[within] > 0.18 * sigma)
+    assert steps.max() <= 5 * sigma and steps[0] > 3 * sigma
+    ratio = steps[1:] / steps[:-1]
+    assert np.all((ratio < 1.6) & (ratio > 1 / 1.6))
+    assert np.diff(mesh_lines(mesh, sigma, shielded=True)).max() <= 0.5 * sigma
 
 
 def test_green_files(tmp_path):
