@@ -1,5 +1,3 @@
-#include <algorithm>
-
 #include "run/deck.hpp"
 #include "run/filetab.hpp"
 #include "tracking/steps_fixture.hpp"
@@ -37,17 +35,11 @@ TEST_F(Commands, TrackStepTakesAllKeys) {
                  "precondition=on }"),
             ok);
   const TrackingRecord& t = trkcom;
-  EXPECT_FALSE(t.precondition) << "anything but yes is no";
+  EXPECT_FALSE(t.precondition || t.duty_steps) << "anything but yes is no";
   EXPECT_EQ(t.maxit, 7);
-  EXPECT_EQ(t.error_per_ct, 0.5);
-  EXPECT_EQ(t.error_weight_momentum, 0);
-  EXPECT_EQ(t.ct_step_max, 0.4);
-  EXPECT_EQ(t.ct_step_min, 0.2);
-  EXPECT_EQ(t.ct_step_first, 0.3);
-  EXPECT_FALSE(t.duty_steps);
-  EXPECT_EQ(t.increase_factor, 1);
-  EXPECT_EQ(t.arc_factor, 1);
-  EXPECT_EQ(t.steps_tolerance, 1e-3);
+  EXPECT_EQ((std::vector{t.error_per_ct, t.error_weight_momentum, t.ct_step_max, t.ct_step_min,
+                         t.ct_step_first, t.increase_factor, t.arc_factor, t.steps_tolerance}),
+            (std::vector{0.5, 0.0, 0.4, 0.2, 0.3, 1.0, 1.0, 1e-3}));
 }
 
 // From the defaults max 0.1, min 0.01, first 0.1.
@@ -59,18 +51,15 @@ TEST_F(Commands, TrackStepKeepsTheBoundsOfTheStepInOrder) {
   };
   for (const Case& c : {Case{"{ ct_step_max=0.001 }", true, 0.001, 0.0005, 0.001},
                         Case{"{ ct_step_max=0.01 }", true, 0.01, 0.01, 0.01},
-                        Case{"{ ct_step_max=0.05 }", true, 0.05, 0.01, 0.05},
                         Case{"{ ct_step_max=0.001 ct_step_min=0.0002 }", true, 0.001, 0.0002, 0.001},
                         Case{"{ ct_step_max=0.001 ct_step_first=0.0007 }", true, 0.001, 0.0005, 0.0007},
                         Case{"{ ct_step_max=1 ct_step_min=0.5 }", true, 1, 0.5, 0.5},
                         Case{"{ ct_step_min=0.1 }", false, 0.1, 0.01, 0.1},
                         Case{"{ ct_step_min=0.05 ct_step_first=0.05 }", true, 0.1, 0.05, 0.05},
-                        Case{"{ ct_step_first=0.1 }", true, 0.1, 0.01, 0.1},
                         Case{"{ ct_step_first=0.11 }", false, 0.1, 0.01, 0.1},
                         Case{"{ ct_step_min=0.05 ct_step_first=0.04 }", false, 0.1, 0.05, 0.1}}) {
     SetUp();
     EXPECT_EQ(read(track_step, c.block) == ok, c.good) << c.block;
-    EXPECT_EQ(log, c.good ? Lines{} : Lines{" error in track_step"}) << c.block;
     EXPECT_EQ(trkcom.ct_step_max, c.max) << c.block;
     EXPECT_EQ(trkcom.ct_step_min, c.min) << c.block;
     EXPECT_EQ(trkcom.ct_step_first, c.first) << c.block;
@@ -88,13 +77,9 @@ TEST_F(Commands, TrackStepStopsAtTheFirstBadValue) {
   }
 }
 
-std::string grid_of(int n) {
-  std::string text;
-  for (int i = 1; i <= n; ++i) text += std::to_string(i) + "\n";
-  return text;
-}
-
 TEST_F(Commands, TimeGridFilesAreChecked) {
+  std::string longest;
+  for (int i = 1; i <= 1999; ++i) longest += std::to_string(i) + "\n";
   struct Case {
     std::string file;
     int ngrid;
@@ -102,33 +87,19 @@ TEST_F(Commands, TimeGridFilesAreChecked) {
   };
   const std::string head = " read time_grid_file", tail = " error in track_step";
   for (const Case& c :
-       {Case{"0.5 first\n\n 0.5\n1d0", 3, {head}}, Case{"", 0, {head, tail}},
+       {Case{"0.5 first\n\n 0.5\n1d0", 3, {head}}, Case{"", 0, {head, tail}}, Case{longest, 1999, {head}},
         Case{"1\n0.9\n", 0, {head, " values in time_grid_file not increasing", tail}},
-        Case{"1\nend\n", 0, {head, tail}}, Case{grid_of(1999), 1999, {head}},
-        Case{grid_of(2000), 0, {head, " too many points in time_grid_file: increase matist", tail}}}) {
+        Case{"1\nend\n", 0, {head, tail}},
+        Case{longest + "2000\n", 0, {head, " too many points in time_grid_file: increase matist", tail}}}) {
     folder_.write("grid", c.file);
     EXPECT_EQ(read(track_step, "{ time_grid_file=grid }") == ok, c.ngrid > 0);
     EXPECT_EQ(log, c.lines);
-    if (c.ngrid > 0) {
-      EXPECT_EQ(trkcom.ngrid, c.ngrid);
-    }
-    EXPECT_TRUE(trkcom.use_time_grid);
+    EXPECT_TRUE(c.ngrid == 0 || c.ngrid == trkcom.ngrid);
     for (int stream = 20; stream <= 30; ++stream) EXPECT_FALSE(filetab.in_use[stream]);
   }
+  EXPECT_TRUE(trkcom.use_time_grid);
   EXPECT_EQ(read(track_step, "{ }"), ok);
   EXPECT_FALSE(trkcom.use_time_grid) << "each block starts without a grid";
-}
-
-TEST_F(Commands, TrackerForgetsTheTrackerBefore) {
-  EXPECT_EQ(read(tracker, "{ end_time_c0=5 delta_time_c0=1 end_time_marker=m end_time_shift_c0=-1 }"), ok);
-  EXPECT_EQ(trkcom.end_time_shift_c0, -1);
-  EXPECT_EQ(read(tracker, "{ end_time_c0 = 7 }"), ok);
-  EXPECT_EQ(trkcom.end_time_c0, 7);
-  EXPECT_EQ(trkcom.delta_time_c0, undefined_real);
-  EXPECT_TRUE(trkcom.end_time_marker == "undefined");
-  EXPECT_EQ(trkcom.end_time_shift_c0, undefined_real);
-  EXPECT_NE(read(tracker, "{ end_time_c0=soon }"), ok);
-  EXPECT_EQ(log, Lines{" error in tracker"});
 }
 
 TEST_F(Commands, TrackAccuracyPassesOverWhatItHolds) {
@@ -140,31 +111,30 @@ TEST_F(Commands, TrackAccuracyPassesOverWhatItHolds) {
   EXPECT_EQ(log.back(), " error in lyrass");
 }
 
-// Markers m at 10 (the first one) and 20; the bunch stands at 3.
+// Markers m at 10 (the first one) and 20; the bunch stands at 3. Nothing is left of the tracker before.
 TEST_F(Commands, EndTimeOfAMarkerGoesBeforeASpanAndASpanBeforeATime) {
   const std::string undefined = " error: end time is undefined", early = " error: end time < particle time",
                     unknown = " error: unknown marker for track time";
+  boundaries({1, 2, 3});
+  for (const int i : {2, 3}) {
+    latcom_store.marker[i] = "m";
+    latcom_store.tbnd[i] = 10 * (i - 1);
+  }
+  ptlcom_store.ctptcl = 3;
   struct Case {
     const char* block;
     double end;
     Lines lines;
   };
-  for (const Case& c : {Case{"{ end_time_c0=5 }", 5, {}}, Case{"{ end_time_c0=5 delta_time_c0=1 }", 4, {}},
-                        Case{"{ delta_time_c0=1 end_time_marker=m }", 10, {}},
-                        Case{"{ end_time_marker=m end_time_shift_c0=-2 }", 8, {}},
-                        Case{"{ end_time_c0=5 end_time_shift_c0=9 }", 5, {}},
-                        Case{"{ end_time_c0=3 }", 0, {early}}, Case{"{ delta_time_c0=-1 }", 0, {early}},
-                        Case{"{ end_time_marker=m end_time_shift_c0=-7 }", 0, {early}},
-                        Case{"{ }", 0, {undefined}}, Case{"{ end_time_shift_c0=1 }", 0, {undefined}},
-                        Case{"{ end_time_marker=x }", 0, {unknown, undefined}},
-                        Case{"{ end_time_marker=x end_time_c0=5 }", 0, {unknown}}}) {
-    SetUp();
-    boundaries({1, 2, 3});
-    for (const int i : {2, 3}) {
-      latcom_store.marker[i] = "m";
-      latcom_store.tbnd[i] = 10 * (i - 1);
-    }
-    ptlcom_store.ctptcl = 3;
+  for (const Case& c :
+       {Case{"{ delta_time_c0=1 end_time_marker=m }", 10, {}}, Case{"{ end_time_c0=5 }", 5, {}},
+        Case{"{ end_time_c0=5 delta_time_c0=1 }", 4, {}}, Case{"{ end_time_shift_c0=1 }", 0, {undefined}},
+        Case{"{ end_time_marker=m end_time_shift_c0=-2 }", 8, {}},
+        Case{"{ end_time_c0=5 end_time_shift_c0=9 }", 5, {}}, Case{"{ }", 0, {undefined}},
+        Case{"{ end_time_c0=3 }", 0, {early}}, Case{"{ delta_time_c0=-1 }", 0, {early}},
+        Case{"{ end_time_marker=m end_time_shift_c0=-7 }", 0, {early}},
+        Case{"{ end_time_marker=x }", 0, {unknown, undefined}},
+        Case{"{ end_time_marker=x end_time_c0=5 }", 0, {unknown}}}) {
     ASSERT_EQ(read(tracker, c.block), ok);
     EXPECT_EQ(report() == ok, c.lines.empty()) << c.block;
     if (c.lines.empty()) {
@@ -173,30 +143,14 @@ TEST_F(Commands, EndTimeOfAMarkerGoesBeforeASpanAndASpanBeforeATime) {
       EXPECT_EQ(log, c.lines) << c.block;
     }
   }
+  EXPECT_NE(read(tracker, "{ end_time_c0=soon }"), ok);
+  EXPECT_EQ(log, Lines{" error in tracker"});
 }
 
-TEST_F(Commands, ReportShowsTheStepSettings) {
-  ASSERT_EQ(read(tracker, "{ end_time_c0=5 }"), ok);
-  ASSERT_EQ(report(), ok);
-  EXPECT_EQ(log,
-            (Lines{"", "  start time           = 0", "  tracking to end_time = 5", "  without self force",
-                   "  with pre-conditioning", "  with iterative tracking, maxit= 3",
-                   "  relative step_error/step_time = 0.001", "  weight of momentum error      = 1",
-                   "  ct_step_min                   = 0.01", "  ct_step_max                   = 0.1",
-                   "  ct_step_first                 = 0.1", "  with duty steps",
-                   "  increase_factor               = 2", "  arc_factor                    = 0.5", ""}));
-  ASSERT_EQ(read(track_step, "{ precondition=no iterative=1 duty_steps=no }"), ok);
-  ASSERT_EQ(report(), ok);
-  EXPECT_EQ(log, (Lines{"", "  start time           = 0", "  tracking to end_time = 5",
-                        "  without self force", "  ct_step_min                   = 0.01",
-                        "  ct_step_max                   = 0.1", "  ct_step_first                 = 0.1",
-                        "  increase_factor               = 2", "  arc_factor                    = 0.5", ""}));
-}
-
-TEST_F(Commands, ReportShowsTheForceSettings) {
-  ForceSettings projected, direct, mesh;
+TEST_F(Commands, ReportShowsTheForceAndTheStepSettings) {
+  ForceSettings none, projected, direct, mesh;
   projected.force_type = ForceType::projected;
-  projected.shield = 0.02;
+  projected.shield = direct.shield = 0.02;
   projected.wake_used = true;
   projected.sigwak = 1e-5;
   projected.stpwak = 2e-6;
@@ -204,7 +158,6 @@ TEST_F(Commands, ReportShowsTheForceSettings) {
   projected.n2wak = 60;
   for (int k = 1; k <= 5; ++k) projected.par[k] = k;
   direct.force_type = ForceType::csr_p_to_p;
-  direct.shield = 0.02;
   mesh.force_type = ForceType::csr_g_to_m;
   mesh.sbox = 0.25;
   struct Case {
@@ -212,7 +165,8 @@ TEST_F(Commands, ReportShowsTheForceSettings) {
     Lines lines;
   };
   for (const Case& c :
-       {Case{projected,
+       {Case{none, {"  without self force"}},
+        Case{projected,
              {"  with 'projected' force + wake", "    shield             = 0.02",
               "    shield_max         = 0.3", "    wake_sigma         = 1e-05",
               "    wake_step          = 2e-06", "    wake_index_low     = -50", "    wake_index_high    = 60",
@@ -225,10 +179,16 @@ TEST_F(Commands, ReportShowsTheForceSettings) {
              {"  with 'csr_g_to_m' force", "  sbox                 = 0.25",
               "  rbox                 = 0.5"}}}) {
     force_settings_store = c.settings;
+    Lines lines = {"", "  start time           = 0", "  tracking to end_time = 5"};
+    lines.insert(lines.end(), c.lines.begin(), c.lines.end());
+    const Lines steps = {"  ct_step_min                   = 0.01", "  ct_step_max                   = 0.1",
+                         "  ct_step_first                 = 0.1",  "  increase_factor               = 2",
+                         "  arc_factor                    = 0.5",  ""};
+    lines.insert(lines.end(), steps.begin(), steps.end());
+    ASSERT_EQ(read(track_step, "{ precondition=no iterative=1 duty_steps=no }"), ok);
     ASSERT_EQ(read(tracker, "{ end_time_c0=5 }"), ok);
     ASSERT_EQ(report(), ok);
-    const auto begin = log.begin() + 3;
-    EXPECT_EQ(Lines(begin, std::find(begin, log.end(), "  with pre-conditioning")), c.lines);
+    EXPECT_EQ(log, lines);
   }
 }
 
