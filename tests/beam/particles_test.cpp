@@ -13,6 +13,9 @@ using Particles = Beam;
 constexpr double p_unit = mc_squared / electron_charge;  // momentum of one m c [eV/c]
 
 const Particle& particle(int i) { return ptlcom.particle[i]; }
+void expect_place(int i, double x, double y, double z) {
+  EXPECT_NEAR(std::hypot(particle(i).x - x, particle(i).y - y, particle(i).z - z), 0, 1e-15) << i;
+}
 
 // The file frame's x axis points along -y of the lab, its origin lies at (1, 0): a place one metre along x
 // from there is one metre along -y from the lab's origin, and a flight along x goes along -y.
@@ -22,14 +25,10 @@ TEST_F(Particles, ReferencePointTurnsTheFileFrameIntoTheLab) {
                            "2 0 0.5  5109737.048 0 0 1e-12   0.1 0.2 0.3 0 5109737.048 0 0 }"),
             ok);
   EXPECT_EQ(ptlcom.ctptcl, 0.25);
-  EXPECT_NEAR(particle(1).x, 0, 1e-16);
-  EXPECT_NEAR(particle(1).y, -1, 1e-16);
-  EXPECT_EQ(particle(1).z, 0.5);
+  expect_place(1, 0, -1, 0.5);
   EXPECT_NEAR(particle(1).phi, -pi / 2, 1e-15);
   EXPECT_NEAR(particle(1).p, 5109737.048 / p_unit, 1e-9);
-  EXPECT_NEAR(particle(2).x, 0.2, 1e-15);
-  EXPECT_NEAR(particle(2).y, -1.1, 1e-15);
-  EXPECT_NEAR(particle(2).z, 0.8, 1e-15);
+  expect_place(2, 0.2, -1.1, 0.8);
   EXPECT_NEAR(particle(2).phi, -pi / 4, 1e-15);  // along file x + y, turned by -90 degrees
   EXPECT_NEAR(particle(2).p, std::sqrt(2.0) * particle(1).p, 1e-13);
   EXPECT_TRUE(ptlcom.source[1] && ptlcom.test[1] && ptlcom.test[2]);
@@ -42,9 +41,7 @@ TEST_F(Particles, Fmt2DifferencesAreAlongTheMomentumInTheLab) {
   ASSERT_EQ(read_particles("{ reference_point_phi = 90 format = fmt2 array = 0 0 0 0 0 0 0\n"
                            "0 0 0 1e6 0 0 1e-12   0.1 0.2 0.3  0 5e5 5e5 1e-12 }"),
             ok);
-  EXPECT_NEAR(particle(2).x, 0.2, 1e-15);
-  EXPECT_NEAR(particle(2).y, -0.1, 1e-15);
-  EXPECT_NEAR(particle(2).z, 0.3, 1e-15);
+  expect_place(2, 0.2, -0.1, 0.3);
   EXPECT_NEAR(particle(2).phi, std::atan2(-1.0, 0.5), 1e-15);
   EXPECT_NEAR(particle(2).theta, std::asin(0.5 / std::sqrt(1.5)), 1e-15);
 }
@@ -56,12 +53,8 @@ TEST_F(Particles, UmbraHasItsBeamAlongZAndItsHeightAlongY) {
                            "0 0 0  0 0 0  0 -2 3 1   0 0 0 0 0 0  0 0 4 3 }"),
             ok);
   EXPECT_NEAR(ptlcom.ctptcl, 2.99792458, 1e-15);
-  EXPECT_EQ(particle(1).x, 3);
-  EXPECT_EQ(particle(1).y, 1);
-  EXPECT_EQ(particle(1).z, 2);
-  EXPECT_NEAR(particle(2).x, 3.3, 1e-15);
-  EXPECT_NEAR(particle(2).y, 1.1, 1e-15);
-  EXPECT_NEAR(particle(2).z, 2.2, 1e-15);
+  expect_place(1, 3, 1, 2);
+  expect_place(2, 3.3, 1.1, 2.2);
   EXPECT_NEAR(particle(2).p * p_unit, 13e6, 1e-8);  // (4, 3, 12) in lab axes
   EXPECT_NEAR(particle(2).phi, std::atan2(3.0, 4.0), 1e-15);
   EXPECT_NEAR(particle(2).theta, std::asin(12.0 / 13.0), 1e-15);
@@ -91,8 +84,7 @@ TEST_F(Particles, ASecondBlockForgetsTheReferencePointAndKeepsNothingOfTheFirst)
             ok);
   ASSERT_EQ(read_particles("{" + array), ok);
   EXPECT_EQ(ptlcom.npart, 1);
-  EXPECT_EQ(particle(1).x, 2);
-  EXPECT_EQ(particle(1).y, 0);
+  expect_place(1, 2, 0, 0);
   EXPECT_EQ(ptlcom.charge_sign, -1);
   EXPECT_EQ(ptlcom.total_charge, 1e-12);
 }
@@ -104,10 +96,8 @@ TEST_F(Particles, NoMomentumAndNoArrayGiveFiniteNumbers) {
                                " array = 0 0 0 0 0 0 0  0 0 0 " + momentum + " 1  0.1 0.2 0.3 0 0 0 1 }"),
                 ok);
       for (int i = 1; i <= 2; ++i) {
-        const Particle& record = particle(i);
-        for (double value : {record.x, record.y, record.z, record.p, record.phi, record.theta}) {
-          EXPECT_TRUE(std::isfinite(value)) << format << " " << momentum;
-        }
+        const Particle& c = particle(i);
+        EXPECT_TRUE(std::isfinite(c.x + c.y + c.z + c.p + c.phi + c.theta)) << format << " " << momentum;
       }
       EXPECT_NEAR(std::hypot(particle(2).x, particle(2).y, particle(2).z), std::sqrt(0.14), 1e-15);
     }
@@ -118,30 +108,19 @@ TEST_F(Particles, NoMomentumAndNoArrayGiveFiniteNumbers) {
 }
 
 TEST_F(Particles, WrongBlocksFailAndKeepWhatWasRead) {
-  struct Case {
-    const char* block;
-    int npart;
-  };
-  const Case cases[] = {
-      {"{ array = }", 0},
-      {"{ array = 0 0 0 0 0 0 0 }", 0},
-      {"{ array = time 0 0 0 0 0 0  1 0 0 1 0 0 0 }", 0},
-      {"{ array = 0 0 0 0 0 0 0  1 0 0 1 0 0 0  1 2 3 4 5 six 7 }", 1},
-      {"{ array = 0 0 0 0 0 0 0  1 0 0 1 0 0 0  1 2 3 4 5 6 }", 1},
-      {"{ array = 0 0 0 0 0 0 0  1 0 0 1 0 0 0", 1},
-      {"{ format = umbra array = }", 0},
-      {"{ format = umbra array = 1 2 3 4 5 6 7 8 9.5 3 }", 0},
-      {"{ format = umbra array = 1 2 3 4 5 6 7 8 9 3.0 }", 0},
-      {"{ format = fmt3 }", 0},
-      {"{ reference_momentum = mean }", 0},
-      {"{ reference_point_x = }", 0},
-      {"{ reference_point 1 }", 0},
-      {"{ format fmt1 }", 0},
-      {"( format = fmt1 }", 0},
-  };
-  for (const Case& c : cases) {
-    EXPECT_NE(read_particles(c.block), ok) << c.block;
-    EXPECT_EQ(ptlcom.npart, c.npart) << c.block;
+  const std::string one = "{ array = 0 0 0 0 0 0 0  1 0 0 1 0 0 0 ";
+  for (const char* none :
+       {"{ array = }", "{ array = 0 0 0 0 0 0 0 }", "{ array = time 0 0 0 0 0 0  1 0 0 1 0 0 0 }",
+        "{ format = umbra array = }", "{ format = umbra array = 1 2 3 4 5 6 7 8 9.5 3 }",
+        "{ format = umbra array = 1 2 3 4 5 6 7 8 9 3.0 }", "{ format = fmt3 }",
+        "{ reference_momentum = mean }", "{ reference_point_x = }", "{ reference_point 1 }",
+        "{ format fmt1 }", "( format = fmt1 }"}) {
+    EXPECT_NE(read_particles(none), ok) << none;
+    EXPECT_EQ(ptlcom.npart, 0) << none;
+  }
+  for (const char* rest : {" 1 2 3 4 5 six 7 }", " 1 2 3 4 5 6 }", ""}) {
+    EXPECT_NE(read_particles(one + rest), ok) << rest;
+    EXPECT_EQ(ptlcom.npart, 1) << rest;
   }
 }
 

@@ -8,50 +8,52 @@ namespace {
 
 using Records = Beam;
 
-/// Puts a particle beside the orbit, with angles against its tangent.
-void put(int i, const HandLattice& orbit, double s, double u, double angle, double theta, double p) {
-  const HandLattice::Place at = orbit.beside(s, u);
-  ptlcom_store.particle[i] = {at.x, at.y, 1e-4 * i, p, at.heading + angle, theta, 1e-12 * i};
-  ptlcom_store.section[i] = 2;
-  ptlcom_store.source[i] = i != 2;
-  ptlcom_store.test[i] = true;
-}
-
-// A flight at `angle` against the tangent and `theta` out of the plane has the slopes tan(angle) and
-// tan(theta) / cos(angle).
+// Particles beside the orbit. A flight at `angle` against its tangent and `theta` out of the plane has the
+// slopes tan(angle) and tan(theta) / cos(angle).
 TEST_F(Records, Fmt3HoldsTheCoordinatesAlongTheDesignOrbit) {
+  struct Place {
+    double s, u, z, angle, theta, p, q;
+  };
+  const Place places[] = {{3.0, 1e-3, 1e-4, 0, 0, 100, 1e-12},
+                          {3.2, -2e-3, 2e-4, 0.01, 0.02, 110, 0},
+                          {5.5, 4e-3, 3e-4, -0.3, -0.2, 90, 3e-12}};
   for (const double r : {5.0, -5.0}) {
     const HandLattice orbit(r);
-    ptlcom_store.npart = 3;
+    ptlcom_store.npart = 0;
     ptlcom_store.reference_momentum = 100;
-    ptlcom_store.ctptcl = 7;
-    put(1, orbit, 3.0, 1e-3, 0, 0, 100);
-    put(2, orbit, 3.2, -2e-3, 0.01, 0.02, 110);
-    put(3, orbit, 5.5, 4e-3, -0.3, -0.2, 90);
+    for (const Place& c : places) {
+      const HandLattice::Place at = orbit.beside(c.s, c.u);
+      const int i = ++ptlcom_store.npart;
+      ptlcom_store.particle[i] = {at.x, at.y, c.z, c.p, at.heading + c.angle, c.theta, c.q};
+      ptlcom_store.section[i] = 2;
+      ptlcom_store.source[i] = c.q != 0;
+      ptlcom_store.test[i] = true;
+    }
     ASSERT_EQ(monwrt("orbit.dat", 3), ok);
     const std::vector<std::string> lines = folder.lines("orbit.dat");
     ASSERT_EQ(lines.size(), 4u);
-    EXPECT_EQ(lines[0].size(), 234u);
     EXPECT_EQ(lines[0].substr(230), " 0 0");
     const double gamma = std::sqrt(10001.0);
     EXPECT_NEAR(numbers(lines[0])[1], gamma, 1e-11);
-    const double s[] = {3.0, 3.2, 5.5}, u[] = {1e-3, -2e-3, 4e-3}, angle[] = {0, 0.01, -0.3};
-    const double theta[] = {0, 0.02, -0.2}, p[] = {100, 110, 90};
-    for (std::size_t i = 0; i < 3; ++i) {
-      EXPECT_EQ(lines[i + 1].size(), 234u);
-      const std::vector<double> v = numbers(lines[i + 1]);
-      EXPECT_NEAR(v[0], u[i], 1e-14);
-      EXPECT_NEAR(v[1], std::tan(angle[i]), 1e-14);
-      EXPECT_NEAR(v[2], 1e-4 * static_cast<double>(i + 1), 1e-16);
-      EXPECT_NEAR(v[3], std::tan(theta[i]) / std::cos(angle[i]), 1e-14);
-      EXPECT_NEAR(v[4], s[i] - s[0], 1e-13);
-      EXPECT_NEAR(v[5], std::sqrt(p[i] * p[i] + 1) / gamma - 1, 1e-14);
-      EXPECT_NEAR(v[6], 1e-12 * static_cast<double>(i + 1), 1e-26);
-      for (std::size_t k = 7; k < 10; ++k) EXPECT_EQ(v[k], 0);
-      EXPECT_EQ(v[10], i != 1);
-      EXPECT_EQ(v[11], 1);
+    std::size_t line = 0;
+    for (const Place& c : places) {
+      EXPECT_EQ(lines[++line].size(), 234u);
+      const std::vector<double> got = numbers(lines[line]);
+      const double expected[] = {c.u,
+                                 std::tan(c.angle),
+                                 c.z,
+                                 std::tan(c.theta) / std::cos(c.angle),
+                                 c.s - 3,
+                                 std::sqrt(c.p * c.p + 1) / gamma - 1,
+                                 c.q,
+                                 0,
+                                 0,
+                                 0,
+                                 1.0 * (c.q != 0),
+                                 1};
+      ASSERT_EQ(got.size(), std::size(expected));
+      for (std::size_t k = 0; k < got.size(); ++k) EXPECT_NEAR(got[k], expected[k], k == 6 ? 1e-26 : 1e-13);
     }
-    EXPECT_EQ(numbers(lines[1])[4], 0);
   }
 }
 

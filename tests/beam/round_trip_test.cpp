@@ -78,22 +78,5 @@ TEST_F(RoundTrip, WritingThenReadingIsTheIdentityForAllFramesAndDirections) {
   }
 }
 
-// Differences from the reference keep all their digits however far away the bunch is.
-TEST_F(RoundTrip, OffsetsFromTheReferenceKeepTheirDigits) {
-  for (const int format : {1, 2}) {
-    make_bunch(0.3, 0.1);
-    ptlcom_store.reference_point_phi = 1.1;
-    ASSERT_EQ(monwrt("bunch.dat", format), ok);
-    const std::vector<std::string> lines = folder.lines("bunch.dat");
-    ASSERT_EQ(lines.size(), n + 1u);
-    for (int i = 2; i <= n; ++i) {
-      const std::vector<double> v = numbers(lines[static_cast<std::size_t>(i)]);
-      const Particle &a = ptlcom.particle[1], &b = ptlcom.particle[i];
-      EXPECT_NEAR(std::hypot(v[0], v[1], v[2]), std::hypot(b.x - a.x, b.y - a.y, b.z - a.z), 1e-15);
-      EXPECT_EQ(lines[static_cast<std::size_t>(i)].size(), 7u * 23u);
-    }
-  }
-}
-
 }  // namespace
 }  // namespace tessaron::test

@@ -65,12 +65,6 @@ TEST_F(Preparation, PlacesParticlesBeforeTheFirstBoundaryAheadOfThem) {
   EXPECT_EQ(ptlcom.section[4], 2);
 }
 
-TEST_F(Preparation, RefusesBoundariesThatDoNotFollowEachOther) {
-  ASSERT_EQ(read_lattice("{ dipole { position { delta_s=1 } } dipole { position { delta_s=0 } } }"), ok);
-  const Lines lines = console_of([] { EXPECT_NE(inila2(), ok); });
-  EXPECT_EQ(lines, Lines{" error in inila2: non positive distance between fbs"});
-}
-
 TEST_F(Preparation, ListsEachChangeOfRadius) {
   struct Case {
     std::vector<double> radii;  ///< of sections 2, 3, ...
@@ -132,23 +126,11 @@ TEST_F(Preparation, FindsWhenTheReferenceParticleMeetsTheBoundaries) {
   }
 }
 
-TEST_F(Preparation, NeedsNoParticles) {
+TEST_F(Preparation, NeedsNeitherParticlesNorBoundaries) {
   place({});
-  ASSERT_EQ(read_lattice("{ dipole { position { delta_s=1 } } }"), ok);
-  EXPECT_EQ(inila2(), ok);
-  EXPECT_EQ(latcom.narc, 1);
-  EXPECT_EQ(latcom.curv[1].s, 1);
-  EXPECT_EQ(latcom.curv[1].r, 0);
-  ASSERT_EQ(read_lattice("{ }"), ok);
-  EXPECT_EQ(inila2(), ok);
-  EXPECT_EQ(latcom.narc, 1);
-}
-
-TEST_F(Preparation, StopsWhereTheOrbitDoesNotReachABoundary) {
-  ASSERT_EQ(read_lattice("{ dipole { position { delta_s=1 } } dipole { position { delta_s=1 } } }"), ok);
-  BoundaryPoints table;
-  const Particle across{0.5, 0, 0, p0, pi / 2, 0, 1e-15};
-  // (the line goes to the console, standard output, which a death test does not see)
-  EXPECT_EXIT(fbpts(across, 1, 0, table), testing::ExitedWithCode(0), "");
-  EXPECT_EXIT(fbpts(across, 3, 0, table), testing::ExitedWithCode(0), "");
+  for (const char* block : {"{ dipole { position { delta_s=1 } } }", "{ }"}) {
+    ASSERT_EQ(read_lattice(block), ok);
+    EXPECT_EQ(inila2(), ok);
+    EXPECT_TRUE(latcom.narc == 1 && latcom.curv[1].s == latcom.nlat && latcom.curv[1].r == 0);
+  }
 }
