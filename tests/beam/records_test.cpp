@@ -83,21 +83,5 @@ TEST_F(Records, Fmt1HasAHeaderAndTheReferenceInTheFileFrame) {
             "   0.25000000000000E-11");
 }
 
-TEST_F(Records, ASliceWithoutTheReferenceHoldsDifferencesAlone) {
-  one_particle();
-  ptlcom_store.npart = 3;
-  ptlcom_store.particle[2] = {1, 2, 3, 100, 0, 0, 0};
-  ptlcom_store.particle[3] = {4, 5, 6, 100, 0, 0, 0};
-  int stream = 0;
-  ASSERT_EQ(fiopno("slice.dat", stream), ok);
-  ASSERT_EQ(monrec(stream, 2, 3, 1, true), ok);
-  ASSERT_EQ(ficlos(stream), ok);
-  const std::vector<std::string> lines = folder.lines("slice.dat");
-  ASSERT_EQ(lines.size(), 2u);
-  EXPECT_EQ(numbers(lines[0]), (std::vector<double>{0, 1, 2, 3, 0, 0, 0, 0}));
-  EXPECT_EQ(numbers(lines[1]), (std::vector<double>{0, 4, 5, 6, 0, 0, 0, 0}));
-  EXPECT_NE(monrec(stream, 2, 3, 1, true), ok);  // closed by now
-}
-
 }  // namespace
 }  // namespace tessaron::test
