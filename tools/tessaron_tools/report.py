@@ -125,9 +125,9 @@ def files_of(state: CheckState, output: OutputFile) -> list[Path]:
     return sorted((base.parent).glob(Path(pattern).name))
 
 
-def _with_content(paths: list[Path]) -> list[Path]:
-    """Without the files of steps that built no mesh, which hold a time alone."""
-    return [path for path in paths if path.stat().st_size > 100]
+def _with_content(output: OutputFile, paths: list[Path]) -> list[Path]:
+    """Without the `green` files of steps that built no mesh, which hold a time alone."""
+    return [path for path in paths if output.kind != "green" or len(path.read_text().split()) > 1]
 
 
 def _existing(state: CheckState) -> list[Path]:
@@ -181,7 +181,7 @@ def _pictures(state: CheckState, bunches: list[tuple[str, Bunch]], slices: int) 
         entries.append(("Energy loss, length and emittance against c·t", lambda: plots.development(analyse.series([b for _, b in bunches]))))
     entries += _force_pictures(state)
     for output in state.outputs:
-        for path in _with_content(files_of(state, output))[-1:]:
+        for path in _with_content(output, files_of(state, output))[-1:]:
             if output.kind == "steps":
                 entries.append((f"Steps, {path.name}", lambda path=path: plots.steps(outputs.read_steps(path))))
             elif output.kind == "subbunch":
