@@ -4,7 +4,6 @@
 
 #include <cerrno>
 #include <string>
-#include <vector>
 
 #include "common/console.hpp"
 #include "run/deck.hpp"
@@ -12,12 +11,11 @@
 #include "support/capture.hpp"
 
 using namespace tessaron;
-using test::console_of;
-using Lines = std::vector<std::string>;
+using test::said_by;
 
 namespace {
 
-class Files : public testing::Test {
+class FileTab : public testing::Test {
  protected:
   /// Starts the table on a deck that holds `io_path` blocks.
   void open(std::string_view deck) {
@@ -30,14 +28,15 @@ class Files : public testing::Test {
   test::WorkingFolder folder;
 };
 
-TEST_F(Files, ElevenDataStreamsAreOpenAtATime) {
+TEST_F(FileTab, ElevenDataStreamsAreOpenAtATime) {
   open("");
   int stream = 0;
+  for (int i = 0; i < 30; ++i) EXPECT_EQ(fiopni("no/such/folder", stream), ENOENT);  // keeps no stream
   for (int i = 0; i < 11; ++i) {
     ASSERT_EQ(fiopno("out" + std::to_string(i), stream), ok);
     EXPECT_EQ(stream, 20 + i);
   }
-  EXPECT_EQ(console_of([&] { EXPECT_EQ(fiopno("twelfth", stream), failed); }), Lines{});
+  EXPECT_EQ(said_by([&] { EXPECT_EQ(fiopno("twelfth", stream), failed); }), "");
   EXPECT_FALSE(folder.exists("twelfth"));
   EXPECT_EQ(ficlos(24), ok);
   EXPECT_EQ(ficlos(24), failed);  // not open any more
@@ -46,15 +45,7 @@ TEST_F(Files, ElevenDataStreamsAreOpenAtATime) {
   for (const int bad : {19, 31, 0, -5, 1000}) EXPECT_EQ(ficlos(bad), failed);
 }
 
-TEST_F(Files, AFileThatDoesNotOpenKeepsNoStream) {
-  open("");
-  int stream = 0;
-  for (int i = 0; i < 30; ++i) EXPECT_EQ(fiopni("no/such/folder", stream), ENOENT);
-  EXPECT_EQ(fiopno("good", stream), ok);
-  EXPECT_EQ(stream, 20);
-}
-
-TEST_F(Files, WrittenLinesReadBackAndTheOldContentIsGone) {
+TEST_F(FileTab, WrittenLinesReadBackAndTheOldContentIsGone) {
   open("");
   folder.write("data", "old\ncontent\n");
   int stream = 0;
@@ -75,15 +66,7 @@ TEST_F(Files, WrittenLinesReadBackAndTheOldContentIsGone) {
   EXPECT_EQ(ficlos(stream), ok);
 }
 
-TEST_F(Files, AFullDiskShowsAtTheClose) {
-  open("");
-  int stream = 0;
-  ASSERT_EQ(fiopno("/dev/full", stream), ok);
-  EXPECT_EQ(fiwrite(stream, "x"), ok);
-  EXPECT_EQ(ficlos(stream), ENOSPC);
-}
-
-TEST_F(Files, DirectoriesArePutAheadOfNames) {
+TEST_F(FileTab, DirectoriesArePutAheadOfNames) {
   folder.make_folder("in");
   folder.make_folder("out");
   folder.write("in/a", "from_in");
@@ -91,39 +74,40 @@ TEST_F(Files, DirectoriesArePutAheadOfNames) {
   ASSERT_EQ(iopath(), ok);
   EXPECT_TRUE(folder.exists("out/log"));  // whatever the order in the block
   ASSERT_EQ(iopath(), ok);
-  EXPECT_EQ(filetab.outpath, "out");  // a block changes only what it names
   Text<80> token;
   ASSERT_EQ(getcmd(token), ok);
   EXPECT_EQ(token, "from_in");
   EXPECT_EQ(deck_position(), "in/a:1");
   int stream = 0;
-  ASSERT_EQ(fiopno("b", stream), ok);
+  ASSERT_EQ(fiopno("b", stream), ok);  // the second block changed only what it named
   ASSERT_EQ(fiopni("c", stream), ok);
   EXPECT_TRUE(folder.exists("out/b") && folder.exists("in/c"));
+  EXPECT_EQ(fiexit(), 0);
+  EXPECT_EQ(filetab.cudeck, 9);  // both levels are closed
 }
 
-TEST_F(Files, LogGetsWhatIsWrittenWhileItIsOpen) {
+TEST_F(FileTab, LogGetsWhatIsWrittenWhileItIsOpen) {
   open("{ logfile = first } { logfile = second } { logfile = first }");
-  const Lines console = console_of([&] {
-    msgout("ahead");
-    ASSERT_EQ(iopath(), ok);
-    msgout("in the first");
-    console_line("console only");
-    ASSERT_EQ(iopath(), ok);
-    msgout("in the second");
-    EXPECT_EQ(folder.lines("first"), Lines{" in the first"});  // closed, it keeps what it got
-    ASSERT_EQ(iopath(), ok);                                   // named again, it is overwritten
-    msgout("anew");
-  });
-  EXPECT_EQ(console, (Lines{" ahead", " in the first", " console only", " in the second", " anew"}));
-  EXPECT_EQ(folder.lines("first"), Lines{" anew"});  // there without waiting for the close
-  EXPECT_EQ(folder.lines("second"), Lines{" in the second"});
+  EXPECT_EQ(said_by([&] {
+              msgout("ahead");
+              ASSERT_EQ(iopath(), ok);
+              msgout("in the first");
+              console_line("console only");
+              ASSERT_EQ(iopath(), ok);
+              msgout("in the second");
+              EXPECT_EQ(folder.read("first"), " in the first\n");  // closed, it keeps what it got
+              ASSERT_EQ(iopath(), ok);                             // named again, it is overwritten
+              msgout("anew");
+            }),
+            " ahead; in the first; console only; in the second; anew");
+  EXPECT_EQ(folder.read("first"), " anew\n");  // there without waiting for the close
+  EXPECT_EQ(folder.read("second"), " in the second\n");
 }
 
-TEST_F(Files, MessagesAreCutAndTrimmedAndBegunWithABlank) {
+TEST_F(FileTab, MessagesAreCutAndTrimmedAndBegunWithABlank) {
   open("");
   const std::string full(72, 'x');
-  EXPECT_EQ(console_of([&] {
+  EXPECT_EQ(said_by([&] {
               msgout(full + "y");
               msgout("abc   ");
               msgout("  abc", 4);
@@ -132,53 +116,34 @@ TEST_F(Files, MessagesAreCutAndTrimmedAndBegunWithABlank) {
               msgout(std::string(80, ' ') + "beyond the field");
               msgout(FreeForm("n =", 3));
             }),
-            (Lines{" " + full, " abc", "   ab", "", "", "", "  n = 3"}));
+            " " + full + "; abc;   ab;;;;  n = 3");
 }
 
-TEST_F(Files, BadIoPathsTellWhatFailed) {
+TEST_F(FileTab, BadIoPathsTellWhatFailed) {
   folder.make_folder("folder");
   struct {
-    const char* deck;
-    Lines lines;
+    const char *deck, *lines;
   } const cases[] = {
-      {"{ nothing = 1 }", {" error in assign: unknown identifyer", " error in file io"}},
-      {"input", {" io error in getspc, expected:", " {", " error in file io"}},
-      {"{ logfile = folder }", {" error in file io"}},
-      {"{ output = no_such_folder logfile = log }", {" error in file io"}},
+      {"{ nothing = 1 }", " error in assign: unknown identifyer; error in file io"},
+      {"input", " io error in getspc, expected:; {; error in file io"},
+      {"{ logfile = folder }", " error in file io"},
+      {"{ output = no_such_folder logfile = log }", " error in file io"},
   };
   for (const auto& c : cases) {
     open(c.deck);
-    EXPECT_EQ(console_of([] { EXPECT_NE(iopath(), ok); }), c.lines) << c.deck;
+    EXPECT_EQ(said_by([] { EXPECT_NE(iopath(), ok); }), c.lines) << c.deck;
     EXPECT_FALSE(filetab.logopen);
   }
 }
 
-TEST_F(Files, ALogOnAFullDiskFailsWhenItIsReplaced) {
+TEST_F(FileTab, ALogOnAFullDiskFailsWhenItIsReplaced) {
   open("{ logfile = /dev/full } { logfile = log }");
-  (void)console_of([] {
+  (void)said_by([] {
     EXPECT_EQ(iopath(), ok);
     msgout("lost");
     EXPECT_EQ(iopath(), ENOSPC);
   });
   EXPECT_FALSE(filetab.logopen);
-}
-
-TEST_F(Files, NoDeckMeansAnEmptyOneAndAFolderIsNone) {
-  EXPECT_EQ(fiinit("tessar.in"), ok);
-  EXPECT_TRUE(folder.exists("tessar.in"));
-  folder.make_folder("deck");
-  EXPECT_EQ(console_of([] { EXPECT_EQ(fiinit("deck"), EISDIR); }), Lines{" error in fiinit"});
-}
-
-TEST_F(Files, ExitClosesAllDeckLevels) {
-  folder.write("inner", "x");
-  open("#file { name = inner } y");
-  Text<80> token;
-  ASSERT_EQ(getcmd(token), ok);
-  EXPECT_EQ(filetab.cudeck, 11);
-  EXPECT_EQ(fiexit(), 0);
-  EXPECT_EQ(filetab.cudeck, 9);
-  EXPECT_EQ(fiexit(), 0);  // nothing left to close
 }
 
 }  // namespace

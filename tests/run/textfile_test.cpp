@@ -12,13 +12,14 @@
 
 using namespace tessaron;
 using test::WorkingFolder;
+using Lines = std::vector<std::string>;
 
 namespace {
 
 TextFile file;  // one of these is too large for the stack to hold it with comfort
 
-std::vector<std::string> read_all(const char* name) {
-  std::vector<std::string> lines;
+Lines read_all(const char* name) {
+  Lines lines;
   bool created = false, at_end = false;
   EXPECT_EQ(file.open_to_read(name, created), ok);
   std::string_view line;
@@ -32,18 +33,18 @@ std::vector<std::string> read_all(const char* name) {
 TEST(TextFile, ReadsLinesOfEitherEndAndALastLineWithoutOne) {
   const WorkingFolder folder;
   folder.write("a", "one\r\n\n  two  \nthree\rfour\nlast");
-  EXPECT_EQ(read_all("a"), (std::vector<std::string>{"one", "", "  two  ", "three\rfour", "last"}));
+  EXPECT_EQ(read_all("a"), (Lines{"one", "", "  two  ", "three\rfour", "last"}));
   folder.write("a", "");
-  EXPECT_TRUE(read_all("a").empty());
+  EXPECT_EQ(read_all("a"), Lines{});
   folder.write("a", "\n");
-  EXPECT_EQ(read_all("a"), std::vector<std::string>{""});
+  EXPECT_EQ(read_all("a"), Lines{""});
 }
 
 // Lines of every length around the cut and around the buffer's size, at every place of the buffer.
 TEST(TextFile, CutsLongLinesAt400WhereverTheyLie) {
   const WorkingFolder folder;
   std::string text;
-  std::vector<std::string> expected;
+  Lines expected;
   for (const std::size_t size : {399u, 400u, 401u, 65535u, 65536u, 65537u, 131072u, 7u, 200000u, 1u}) {
     for (const char* end : {"\n", "\r\n"}) {
       const std::string line(size, static_cast<char>('a' + expected.size()));
@@ -58,26 +59,20 @@ TEST(TextFile, CutsLongLinesAt400WhereverTheyLie) {
   EXPECT_EQ(read_all("a"), expected);
 }
 
-TEST(TextFile, CreatesAMissingFileEmptyForItsReader) {
+// What is there and is no readable file fails at once: nothing waits, nothing is created or emptied.
+TEST(TextFile, ReadsRegularFilesOnlyAndCreatesAMissingOne) {
   const WorkingFolder folder;
   bool created = false;
-  EXPECT_EQ(file.open_to_read("missing", created), ok);
-  EXPECT_TRUE(created);
-  EXPECT_EQ(file.close(), ok);
-  EXPECT_TRUE(folder.exists("missing"));
-  EXPECT_EQ(file.open_to_read("missing", created), ok);
-  EXPECT_FALSE(created);
-  EXPECT_EQ(file.close(), ok);
-}
-
-// What is there and is no readable file fails at once: nothing waits, nothing is created or emptied.
-TEST(TextFile, RefusesToReadWhatIsNoRegularFile) {
-  const WorkingFolder folder;
+  for (const bool first : {true, false}) {
+    EXPECT_EQ(file.open_to_read("missing", created), ok);
+    EXPECT_EQ(created, first);
+    EXPECT_EQ(file.close(), ok);
+  }
   folder.make_folder("folder");
   folder.write("secret", "x");
   ::chmod("secret", 0);
   ASSERT_EQ(::mkfifo("pipe", 0600), 0);
-  bool created = true;
+  created = true;
   EXPECT_EQ(file.open_to_read("folder", created), EISDIR);
   EXPECT_EQ(file.open_to_read("no/such/folder", created), ENOENT);
   EXPECT_EQ(file.open_to_read("", created), ENOENT);
@@ -93,26 +88,19 @@ TEST(TextFile, RefusesToReadWhatIsNoRegularFile) {
   EXPECT_EQ(file.close(), EBADF);
 }
 
-TEST(TextFile, WritesThroughItsBufferAndReadsBack) {
+TEST(TextFile, WritesThroughItsBufferAndRewindEmptiesTheFile) {
   const WorkingFolder folder;
   ASSERT_EQ(file.open_to_write("a"), ok);
-  std::vector<std::string> expected;
+  ASSERT_EQ(file.write(std::string(1000000, 'x')), ok);
+  ASSERT_EQ(file.rewind(), ok);
+  std::string expected;
   for (int i = 0; i < 30000; ++i) {
-    expected.push_back("line " + std::to_string(i));
-    ASSERT_EQ(file.write(expected.back() + "\n"), ok);
+    const std::string line = "line " + std::to_string(i) + "\n";
+    expected += line;
+    ASSERT_EQ(file.write(line), ok);
   }
   ASSERT_EQ(file.close(), ok);
-  EXPECT_EQ(read_all("a"), expected);
-}
-
-TEST(TextFile, RewindEmptiesTheFile) {
-  const WorkingFolder folder;
-  ASSERT_EQ(file.open_to_write("a"), ok);
-  ASSERT_EQ(file.write(std::string(100000, 'x')), ok);
-  ASSERT_EQ(file.rewind(), ok);
-  ASSERT_EQ(file.write("new"), ok);
-  ASSERT_EQ(file.close(), ok);
-  EXPECT_EQ(folder.read("a"), "new");
+  EXPECT_EQ(folder.read("a"), expected);
 }
 
 TEST(TextFile, AFullDiskShowsInTheWriteOrInTheClose) {

@@ -16,4 +16,10 @@ std::vector<std::string> console_of(Operation operation) {
   return split_lines(testing::internal::GetCapturedStdout());
 }
 
+/// The same as one text, a ';' between the lines.
+template <class Operation>
+std::string said_by(Operation operation) {
+  return joined(console_of(operation));
+}
+
 }  // namespace tessaron::test

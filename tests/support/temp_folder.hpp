@@ -20,6 +20,13 @@ inline std::vector<std::string> split_lines(const std::string& text) {
   return lines;
 }
 
+/// Lines as one text, a ';' between them: "a blank ahead of every message" reads " error in a; error in b".
+inline std::string joined(const std::vector<std::string>& lines) {
+  std::string text;
+  for (std::size_t i = 0; i < lines.size(); ++i) text += (i == 0 ? "" : ";") + lines[i];
+  return text;
+}
+
 /// A folder of its own for a test, removed with all it holds at the end.
 class TempFolder {
  public:
