@@ -14,50 +14,14 @@ using namespace tessaron::test;
 
 namespace {
 
-/// What a text may be replaced by, or get in: syntax in the wrong place, and numbers at the ends of the
-/// range.
-const std::vector<std::string> strays = {
-    "}",
-    "{",
-    "=",
-    "",
-    "#eof",
-    "#file",
-    "#file { name = tessar.in }",
-    "exit",
-    "!",
-    ",",
-    "0",
-    "-1",
-    "1e300",
-    "-1e300",
-    "1e-300",
-    "nan",
-    "inf",
-    "2147483648",
-    "99999999999999999999",
-    "1.5",
-    "1d5",
-    "()[]",
-    "\xff\xfe",
-    "yes",
-    "file",
-    "relative",
-    "now",
-    "undefined",
-    "-9.87654321e+301",
-    "tracker",
-    "particles",
-    "\n",
-    "\r",
-    "/dev/zero",
-    "987654321",
-    "4",
-    "csr_p_to_p",
-    "csr_p_to_m",
-    "csr_g_to_m",
-    "none",
-};
+/// What a text may be replaced by, or get in, one to a line: syntax in the wrong place, the keywords of other
+/// places, and numbers at the ends of the range.
+const std::vector<std::string> strays = split_lines(
+    "}\n{\n=\n\n#eof\n#file\n#file { name = tessar.in }\nexit\n!\n,\n0\n-1\n1e300\n-1e300\n1e-300\nnan\ninf\n"
+    "2147483648\n99999999999999999999\n1.5\n1d5\n()[]\n\xff\xfe\nyes\nfile\nrelative\nnow\nundefined\n"
+    "-9.87654321e+301\ntracker\nparticles\nline { = 1 "
+    "}\n\r\n/dev/zero\n987654321\n4\ncsr_p_to_p\ncsr_p_to_m\n"
+    "csr_g_to_m\nnone");
 
 class Damage {
  public:
@@ -70,32 +34,15 @@ class Damage {
     const std::size_t begin = text.find_last_of(" \n", at) + 1;
     const std::size_t length = std::min(text.find_first_of(" \n", begin), text.size()) - begin;
     const std::string& stray = strays[below(strays.size())];
-    switch (below(9)) {
-      case 0:
-      case 1:
-      case 2:
-        text.replace(begin, length, stray);
-        break;
-      case 3:
-        text.erase(begin, length);
-        break;
-      case 4:
-        text.insert(begin, text.substr(begin, length) + " ");
-        break;
-      case 5:
-        text.insert(begin, stray + " ");
-        break;
-      case 6:
-        text[at] = static_cast<char>(below(256));
-        break;
-      case 7:
-        text.erase(at, 1 + below(40));
-        break;
-      default:
-        text.resize(below(4) == 0 ? at : text.size());
-        text.insert(at / 2, std::string(below(600), 'x'));
-        break;
-    }
+    const std::size_t kind = below(9);
+    if (kind == 0) text.erase(begin, length);
+    if (kind == 1) text.insert(begin, text.substr(begin, length) + " ");
+    if (kind == 2) text.insert(begin, stray + " ");
+    if (kind == 3) text[at] = static_cast<char>(below(256));
+    if (kind == 4) text.erase(at, 1 + below(40));
+    if (kind == 5) text.insert(at, std::string(below(600), 'x'));
+    if (kind == 5 && below(4) == 0) text.resize(at);
+    if (kind > 5) text.replace(begin, length, stray);
   }
 
  private:
@@ -105,11 +52,10 @@ class Damage {
 /// A deck may ask for more steps than anybody wants to wait for. Such a run is not stuck: its step lines show
 /// a bunch on its way.
 bool still_stepping(const ProgramRun& run) {
-  std::vector<std::string> steps;
-  for (const std::string& line : run.lines()) {
-    if (line.find(" ---> ct=") != std::string::npos) steps.push_back(line);
-  }
-  return steps.size() > 100;
+  const auto lines = run.lines();
+  return std::count_if(lines.begin(), lines.end(), [](const std::string& line) {
+           return line.find(" ---> ct=") != std::string::npos;
+         }) > 100;
 }
 
 TEST(DamagedInput, TheSoundDeckRunsToItsEnd) {
@@ -135,8 +81,10 @@ void run_damaged(unsigned first, unsigned cases) {
     for (std::size_t n = 1 + damage.below(3); n > 0; --n) damage.apply(victim->second);
     const RunFolder folder;
     for (const auto& [name, text] : files) folder.write(name, text);
-    const ProgramRun run = folder.run(10);
+    ProgramRun run = folder.run(2);
     if (run.orderly() || (run.hung && still_stepping(run))) continue;
+    if (run.hung) run = folder.run(30);  // a busy machine
+    if (run.orderly()) continue;
     ADD_FAILURE() << "seed " << seed << (run.hung ? ": does not end" : ": signal or exit status ")
                   << run.signal << ' ' << run.exit_status << "\n"
                   << victim->first << ":\n"
@@ -147,8 +95,6 @@ void run_damaged(unsigned first, unsigned cases) {
 
 TEST(DamagedInput, EveryRunEndsInOrder1) { run_damaged(1, 100); }
 TEST(DamagedInput, EveryRunEndsInOrder2) { run_damaged(101, 100); }
-TEST(DamagedInput, EveryRunEndsInOrder3) { run_damaged(201, 100); }
-TEST(DamagedInput, EveryRunEndsInOrder4) { run_damaged(301, 100); }
 
 // Nothing but noise.
 TEST(DamagedInput, AnyBytesAsADeck) {

@@ -2,7 +2,10 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numeric>
 #include <sstream>
+#include <string>
+#include <vector>
 
 #include "support/run_program.hpp"
 
@@ -24,20 +27,18 @@ std::string bunch() {
   return text.str() + "}\n";
 }
 
-std::string deck(const std::string& type, const std::string& more_settings = "",
-                 const std::string& steps = "") {
+std::string deck(const std::string& type, const std::string& settings = "sigma_long = 3e-5",
+                 const std::string& precondition = "yes") {
   return "lattice { dipole { position { rho = 1 psi = 0 duty = no } properties { r = 10 }\n"
          "  position { rho = 3 psi = 0 duty = no } } }\n" +
-         bunch() + "forces { type = " + type + " sigma_long = 3e-5 " + more_settings +
-         " }\n"
-         "track_step { ct_step_first = 0.7 ct_step_max = 0.7 ct_step_min = 0.1 arc_factor = 1 iterative = "
-         "1 " +
-         steps +
-         " }\n"
-         "online_monitor { name = mesh.dat type = green start_time_c0 = now end_time_c0 = 9 time_step_c0 = "
-         "all }\n"
-         "tracker { end_time_c0 = 1.4 }\n"
-         "monitor { name = end.dat format = fmt0 }\n";
+         bunch() + "forces { type = " + type + " " + settings +
+         " }\ntrack_step { ct_step_first = 0.7 ct_step_max = 0.7 ct_step_min = 0.1 arc_factor = 1 iterative "
+         "= 1\n"
+         "  precondition = " +
+         precondition +
+         " }\nonline_monitor { name = mesh.dat type = green start_time_c0 = now end_time_c0 = 9 time_step_c0 "
+         "= all }\n"
+         "tracker { end_time_c0 = 1.4 } monitor { name = end.dat format = fmt0 }\n";
 }
 
 int count(const std::vector<std::string>& lines, const std::string& text) {
@@ -63,7 +64,7 @@ TEST(ModelRuns, AgreeOnTheMomentaOfABunch) {
   std::vector<double> direct, none;
   for (const std::string type : {"none", "csr_p_to_p", "csr_p_to_m", "csr_g_to_p", "csr_g_to_m"}) {
     RunFolder folder;
-    const ProgramRun run = folder.run_deck(deck(type, "", "precondition = no"));
+    const ProgramRun run = folder.run_deck(deck(type, "sigma_long = 3e-5", "no"));
     ASSERT_TRUE(run.orderly()) << run.console << run.errors;
     ASSERT_EQ(count(run.lines(), "error in"), 0) << run.console;
     const auto p = column(folder.lines("end.dat"), 4);
@@ -76,33 +77,24 @@ TEST(ModelRuns, AgreeOnTheMomentaOfABunch) {
       deviation = std::max(deviation, std::abs(direct[i] - p[i]));
     }
     EXPECT_LE(deviation, 0.03 * effect) << type;
-    const int to_mesh = type.back() == 'm' ? 1 : 0;
-    EXPECT_EQ(count(run.lines(), "boxes =") > 0, to_mesh == 1) << type;
+    EXPECT_EQ(count(run.lines(), "boxes =") > 0, type.back() == 'm') << type;
   }
 }
 
-TEST(ModelRuns, CsrPToPWithItsTestFile) {
+// The mesh model is evaluated ahead of the direct one, as its pre-conditioning.
+TEST(ModelRuns, CsrPToPIsPreconditionedAndWritesItsTestFile) {
   RunFolder folder;
-  const ProgramRun run =
-      folder.run_deck(deck("csr_p_to_p", "shape = ellipsoid sigma_rad = 2e-5 sigma_vert = 1e-5 test = yes"));
+  const ProgramRun run = folder.run_deck(deck(
+      "csr_p_to_p", "sigma_long = 3e-5 shape = ellipsoid sigma_rad = 2e-5 sigma_vert = 1e-5 test = yes"));
   ASSERT_TRUE(run.orderly());
-  EXPECT_GT(count(run.lines(), "ctsig ="), 0);
-  EXPECT_GT(count(run.lines(), "sigmar= 2e-05"), 0);
-  EXPECT_GT(count(run.lines(), "  isrc       = 24  npart = 24"), 0);
+  EXPECT_EQ(count(run.lines(), "error in"), 0);
+  for (const char* line : {"ctsig =", "sigmar= 2e-05", "  isrc       = 24  npart = 24", "isrc_gmesh2= 24"}) {
+    EXPECT_GT(count(run.lines(), line), 0) << line;
+  }
   const auto lines = folder.lines("fc2.dat");
   ASSERT_EQ(lines.size(), static_cast<std::size_t>(particles));
   EXPECT_EQ(lines[0].size(), 56u);
   EXPECT_NE(column(lines, 3)[5], 0);
-}
-
-// The mesh model evaluated ahead of the direct one, as its pre-conditioning.
-TEST(ModelRuns, TheGreensFunctionPreconditionsTheDirectModel) {
-  RunFolder folder;
-  const ProgramRun run = folder.run_deck(deck("csr_p_to_p", "", "precondition = yes"));
-  ASSERT_TRUE(run.orderly());
-  EXPECT_EQ(count(run.lines(), "error in"), 0);
-  EXPECT_GT(count(run.lines(), "isrc_gmesh2= 24"), 0);
-  EXPECT_GT(count(run.lines(), "isrc       = 24"), 0);
 }
 
 // Two columns of 20 corners, then the sections of the path: the straight line before the arc, the arc's start
@@ -132,16 +124,58 @@ TEST(ModelRuns, GreenMonitorsHoldThePolygonAndTheArcs) {
 
 TEST(ModelRuns, AMeshThatDoesNotFitEndsTheRun) {
   RunFolder folder;
-  std::string text = deck("csr_g_to_p");
-  text.replace(text.find("sigma_long = 3e-5"), 17, "sigma_long = 3e-13");
-  text = "io_path { logfile = log }\n" + text;
-  const ProgramRun run = folder.run_deck(text);
+  const ProgramRun run =
+      folder.run_deck("io_path { logfile = log }\n" + deck("csr_g_to_p", "sigma_long = 3e-13"));
   ASSERT_TRUE(run.orderly());
-  const auto lines = run.lines();
-  ASSERT_EQ(count(lines, " error exit: meshing of green's function"), 1);
-  EXPECT_EQ(count(lines, " array size 'maxgre' not sufficient"), 1);
-  EXPECT_EQ(folder.lines("log").back(), " array size 'maxgre' not sufficient");
+  const std::string end = " error exit: meshing of green's function\n array size 'maxgre' not sufficient\n";
+  EXPECT_TRUE(run.console.ends_with(end));
+  EXPECT_TRUE(folder.read("log").ends_with(end));
   EXPECT_FALSE(folder.exists("end.dat"));
+}
+
+/// Two particles of 1 nC and 500 MeV/c, the second one 1 mm behind, 1 m into an arc.
+ProgramRun run_projected(const RunFolder& folder, const std::string& settings) {
+  return folder.run_deck(
+      "lattice { dipole { position { rho = -1 psi = 0 } properties { r = 10 } position { rho = 3 psi = 0 } } "
+      "}\n"
+      "particles { array = 0 a b c d e f   0 0 0 5e8 0 0 1e-9   -1e-3 0 0 0 0 0 1e-9 }\n"
+      "forces { type = projected " +
+      settings + " }\n tracker { end_time_c0 = 0.01 }\n");
+}
+
+// h = 1e-4 / (5 sqrt 2), so that the second particle stands 70.7 steps behind the first; 25 steps at both
+// ends: k = -25 .. 96, 122 points; the kernel has 25 more, and the wake acts on both sides.
+TEST(ModelRuns, AProjectedTestRunTellsItsGridAndWritesItsFiles) {
+  RunFolder folder;
+  folder.write("wake", "2e-5\n1e-5\n-6\n6\n0\n0\n0\n0\n1e12\n2e12\n3e12\n2e12\n1e12\n0\n0\n0\n0\n");
+  const ProgramRun run = run_projected(folder, "sigma_long = 1e-4 test = yes wake_file = wake");
+  ASSERT_TRUE(run.orderly()) << run.console;
+  const auto lines = run.lines();
+  const auto first = std::find_if(lines.begin(), lines.end(),
+                                  [](const std::string& line) { return line.starts_with("  ctmin= -"); });
+  ASSERT_GE(lines.end() - first, 5);
+  EXPECT_TRUE(first[1].starts_with("  ctmax= 0.001343"));
+  EXPECT_EQ(first[2], "  ctrms= 0");
+  EXPECT_TRUE(first[3].starts_with("  ctsig= 0.000100000") && first[3].ends_with(" 121")) << first[3];
+  EXPECT_EQ(first[4], "");
+
+  const std::vector<double> curr = column(folder.lines("fc1_curr.dat"), 1);
+  ASSERT_EQ(curr.size(), 123u);
+  const double h = (curr[1] - curr[0]) / 120, sum = std::accumulate(curr.begin() + 2, curr.end(), 0.0);
+  EXPECT_NEAR(sum * h / 299792458.0, 2e-9, 1e-14);  // the charge; 5 rms leave 6e-7 out
+  EXPECT_EQ(folder.lines("fc1_csr_w_curr.dat").size(), 123u);
+  EXPECT_EQ(folder.lines("fc1_csr_w_sub.dat").size(), 2u + 2 * 120 + 1);
+  EXPECT_EQ(folder.lines("fc1_w_sub.dat").size(), 2u + 25 + 121);
+  const auto rows = folder.lines("fc1.dat");
+  ASSERT_EQ(rows.size(), 2u);
+  EXPECT_EQ(rows[0].size(), 80u);
+  EXPECT_NEAR(std::stod(rows[1].substr(0, 20)), -1e-3, 1e-5);
+}
+
+TEST(ModelRuns, AProjectedGridThatDoesNotFitFailsFromTheInsideOut) {
+  const ProgramRun run = run_projected({}, "sigma_long = 1e-9");
+  ASSERT_TRUE(run.orderly());
+  EXPECT_NE(run.told().find("; nsam.gt.nsamax; error in force1; error in forcei;"), std::string::npos);
 }
 
 }  // namespace

@@ -16,6 +16,16 @@
 
 namespace tessaron::test {
 
+/// The banner as it stands on the console.
+inline constexpr std::string_view banner_text =
+    " ------------------------------------------------------\n"
+    " Tessaron\n"
+    "    rel1.2   0001                   from 06.02.06\n"
+    "    maxprt=  300000\n"
+    "    solver: fld3f3_13_no_wint2  from 17.03.05\n"
+    "            rel1_projected           17.03.05\n"
+    " ------------------------------------------------------\n";
+
 /// What a run of the program left behind.
 struct ProgramRun {
   std::string console;   ///< standard output, whole
@@ -28,38 +38,19 @@ struct ProgramRun {
   std::vector<std::string> lines() const { return split_lines(console); }
   /// It ended by itself as every run should, however bad its input.
   bool orderly() const { return !hung && signal == 0 && exit_status == 0; }
-};
-
-/// The banner as it stands on the console.
-inline const std::vector<std::string>& banner_lines() {
-  static const std::vector<std::string> lines = {
-      " ------------------------------------------------------",
-      " Tessaron",
-      "    rel1.2   0001                   from 06.02.06",
-      "    maxprt=  300000",
-      "    solver: fld3f3_13_no_wint2  from 17.03.05",
-      "            rel1_projected           17.03.05",
-      " ------------------------------------------------------",
-  };
-  return lines;
-}
-
-/// The console lines without the banners, whose number comes out too.
-inline std::vector<std::string> without_banners(const std::vector<std::string>& lines, int& banners) {
-  const std::vector<std::string>& banner = banner_lines();
-  std::vector<std::string> rest;
-  banners = 0;
-  for (std::size_t i = 0; i < lines.size();) {
-    if (lines.size() - i >= banner.size() &&
-        std::equal(banner.begin(), banner.end(), lines.begin() + static_cast<std::ptrdiff_t>(i))) {
-      ++banners;
-      i += banner.size();
-    } else {
-      rest.push_back(lines[i++]);
-    }
+  /// The console lines without the banners as one text, a ';' between them.
+  std::string told(int& banners) const {
+    std::string text = console;
+    banners = 0;
+    for (std::size_t at; (at = text.find(banner_text)) != text.npos; ++banners)
+      text.erase(at, banner_text.size());
+    return joined(split_lines(text));
   }
-  return rest;
-}
+  std::string told() const {
+    int banners = 0;
+    return told(banners);
+  }
+};
 
 /// A working directory to run the program in: write its deck and files, run it, read what it wrote.
 ///     RunFolder folder;
@@ -103,12 +94,9 @@ class RunFolder : public TempFolder {
     std::vector<char*> words;
     for (const std::string& word : command) words.push_back(const_cast<char*>(word.c_str()));
     words.push_back(nullptr);
-    const int in = ::open("/dev/null", O_RDONLY);
-    const int console = ::open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    const int errors = ::open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    ::dup2(in, STDIN_FILENO);
-    ::dup2(console, STDOUT_FILENO);
-    ::dup2(errors, STDERR_FILENO);
+    ::dup2(::open("/dev/null", O_RDONLY), STDIN_FILENO);
+    ::dup2(::open(out.c_str(), O_WRONLY | O_CREAT, 0600), STDOUT_FILENO);
+    ::dup2(::open(err.c_str(), O_WRONLY | O_CREAT, 0600), STDERR_FILENO);
     if (::chdir(path().c_str()) == 0) ::execvp(words[0], words.data());
     ::_exit(127);
   }
