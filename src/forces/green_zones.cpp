@@ -54,11 +54,14 @@ struct Wavefront {
   }
 };
 
+/// Corners may fall together: an edge as long as rounding has no side.
 bool inside(const Polygon& polygon, double xmin, double xmax, double px, double py) {
   if (!(px > xmin && px < xmax)) return false;
   for (int j = 1; j <= maxcorner; ++j) {
     const PlanePoint &p = polygon[j], &q = polygon[j == maxcorner ? 1 : j + 1];
-    if ((q.x - p.x) * (py - p.y) - (q.y - p.y) * (px - p.x) < 0) return false;
+    const double dx = px - p.x, dy = py - p.y;
+    const double rounding = 1e-15 * (std::abs(p.x * dy) + std::abs(p.y * dx));
+    if ((q.x - p.x) * dy - (q.y - p.y) * dx < -rounding) return false;
   }
   return true;
 }
