@@ -17,49 +17,42 @@ struct Segment {
 };
 
 /// An orbit that comes from infinity along the x axis and turns into its first segment at the origin.
-class Orbit {
- public:
-  explicit Orbit(std::vector<Segment> segments) : segments_(std::move(segments)) {
-    Place place{0, 0, 0};
-    Real s = 0;
-    for (const Segment& segment : segments_) {
-      starts_.push_back(place), s_.push_back(s);
-      place = along(place, segment.length, segment.radius), s += segment.length;
-    }
-    starts_.push_back(place), s_.push_back(s);
-  }
-
+struct Orbit {
   struct Place {
     Real x, y, angle;
   };
+  std::vector<Segment> segments;
+  std::vector<Place> starts{{0, 0, 0}};
+  std::vector<Real> joints{0};
+
+  explicit Orbit(const std::vector<Segment>& of) : segments(of) {
+    for (const Segment& segment : of) {
+      starts.push_back(along(starts.back(), segment.length, segment.radius));
+      joints.push_back(joints.back() + segment.length);
+    }
+  }
+  static Place along(const Place& from, Real l, Real r) {
+    if (r == 0) return {from.x + l * std::cos(from.angle), from.y + l * std::sin(from.angle), from.angle};
+    const Real angle = from.angle - l / r, half = (angle + from.angle) / 2,
+               chord = 2 * r * std::sin(l / (2 * r));
+    return {from.x + chord * std::cos(half), from.y + chord * std::sin(half), angle};
+  }
   Place at(Real s) const {
     if (s <= 0) return {s, 0, 0};
     std::size_t k = 0;
-    while (k < segments_.size() && s > s_[k + 1]) ++k;
-    return along(starts_[k], s - s_[k], k < segments_.size() ? segments_[k].radius : 0.0);
+    while (k < segments.size() && s > joints[k + 1]) ++k;
+    return along(starts[k], s - joints[k], k < segments.size() ? segments[k].radius : 0.0);
   }
-  const std::vector<Real>& joints() const { return s_; }
-
-  /// The table that the walk reads; the last segment must be an arc. `m` is its number of segments.
+  int m() const { return static_cast<int>(segments.size()); }
+  /// The table that the walk reads; the last segment must be an arc.
   CurvatureTable table() const {
     CurvatureTable curv{};
-    for (int k = 1; k <= m(); ++k)
-      curv[k] = {static_cast<double>(s_[k - 1]), segments_[static_cast<std::size_t>(k - 1)].radius};
-    curv[m() + 1] = {static_cast<double>(s_.back()), 0.0};
+    for (int k = 0; k <= m(); ++k) {
+      const auto i = static_cast<std::size_t>(k);
+      curv[k + 1] = {static_cast<double>(joints[i]), k < m() ? segments[i].radius : 0.0};
+    }
     return curv;
   }
-  int m() const { return static_cast<int>(segments_.size()); }
-
- private:
-  static Place along(const Place& from, Real l, Real r) {
-    if (r == 0) return {from.x + l * std::cos(from.angle), from.y + l * std::sin(from.angle), from.angle};
-    const Real angle = from.angle - l / r, half = 0.5L * (angle + from.angle);
-    const Real chord = 2 * r * std::sin(l / (2 * r));
-    return {from.x + chord * std::cos(half), from.y + chord * std::sin(half), angle};
-  }
-  std::vector<Segment> segments_;
-  std::vector<Place> starts_;
-  std::vector<Real> s_;
 };
 
 /// What one observer sees of the orbit.
@@ -77,22 +70,30 @@ struct Observer {
   /// The field function of a unit charge, as field along the observer's tangent; see csrker.
   Real field(Real P) const {
     const Orbit::Place there = orbit.at(s_ref + P);
-    const Real c = std::cos(here.angle), s = std::sin(here.angle), D = distance(P);
-    const Real dx = there.x - here.x, dy = there.y - here.y;
-    const Real R0 = dx * c + dy * s, R1 = dy * c - dx * s;
-    const Real T0 = std::cos(there.angle - here.angle), T1 = std::sin(there.angle - here.angle);
-    const Real W = -(R0 * T0 + R1 * T1) / D, E = 1 - beta * W, q = P + beta * D;
+    const Real c = std::cos(here.angle), s = std::sin(here.angle), D = distance(P), q = P + beta * D;
+    const Real dx = there.x - here.x, dy = there.y - here.y, turn = there.angle - here.angle;
+    const Real R0 = dx * c + dy * s, R1 = dy * c - dx * s, T0 = std::cos(turn), T1 = std::sin(turn);
+    const Real W = -(R0 * T0 + R1 * T1) / D, E = 1 - beta * W;
     const Real Z = beta * (W - (1 - T0) * beta + R0 / D) - C;
     return Z / D + (h > 0 ? E * C / std::sqrt(q * q + h * h * C) : -E * C / q);
   }
   Real integrand(Real P, Real s) const {
     const Real u = (Q(P) - s) / sigma;
-    const Real slope = -u * std::exp(-u * u / 2) / (sigma * sigma * std::sqrt(2 * std::acos(Real{-1})));
-    return field(P) * slope;
+    return -field(P) * u * std::exp(-u * u / 2) / (sigma * sigma * std::sqrt(2 * std::acos(Real{-1})));
+  }
+  /// Where Q reaches a value, on the part of the path behind the observer.
+  Real path_of(Real value) const {
+    Real below = -1, above = 0;
+    while (Q(below) > value) below *= 2;
+    for (int i = 0; i < 200; ++i) {
+      const Real middle = (below + above) / 2;
+      (Q(middle) < value ? below : above) = middle;
+    }
+    return below;
   }
 };
 
-/// Adaptive Gauss rule of ten points: halves an interval until both halves agree with the whole.
+/// Gauss's rule of ten points on an interval that is halved until both halves agree with the whole.
 template <class Function>
 Real gauss10(const Function& f, Real a, Real b) {
   static constexpr Real x[5] = {0.148874338981631210885L, 0.433395394129247190799L, 0.679409568299024406234L,
@@ -105,54 +106,37 @@ Real gauss10(const Function& f, Real a, Real b) {
   return sum * half;
 }
 template <class Function>
-Real adaptive(const Function& f, Real a, Real b, Real whole, Real tolerance, int depth) {
-  const Real centre = (a + b) / 2;
-  const Real left = gauss10(f, a, centre), right = gauss10(f, centre, b);
+Real adaptive(const Function& f, Real a, Real b, Real whole, Real tolerance, int depth = 30) {
+  const Real centre = (a + b) / 2, left = gauss10(f, a, centre), right = gauss10(f, centre, b);
   if (depth == 0 || std::abs(left + right - whole) <= tolerance) return left + right;
   return adaptive(f, a, centre, left, tolerance / 2, depth - 1) +
          adaptive(f, centre, b, right, tolerance / 2, depth - 1);
 }
 
-/// Where Q reaches a value, on the part of the path behind the observer.
-inline Real path_of(const Observer& observer, Real value) {
-  Real below = -1;
-  while (observer.Q(below) > value) below *= 2;
-  Real above = 0;
-  for (int i = 0; i < 200; ++i) {
-    const Real middle = (below + above) / 2;
-    (observer.Q(middle) < value ? below : above) = middle;
-  }
-  return below;
-}
-
 /// K(s) in V/m per coulomb for one image distance.
-inline double kernel(const Orbit& orbit, double s_ref, double gamma, double sigma, double s, double h = 0,
-                     double accuracy = 1e-7) {
+inline double kernel(const Orbit& orbit, double s_ref, double gamma, double sigma, double s, double h) {
   const Observer observer{orbit, s_ref, gamma, sigma, h};
-  const Real from = path_of(observer, s - 9 * sigma);
-  const Real last = observer.Q(0);
+  const Real last = observer.Q(0), from = observer.path_of(s - 9 * sigma);
   if (last < s - 9 * sigma) return 0;
-  const Real to = last <= s + 9 * sigma ? Real{-1e-12} * sigma : path_of(observer, s + 9 * sigma);
+  const Real to = last <= s + 9 * sigma ? Real{-1e-12} * sigma : observer.path_of(s + 9 * sigma);
   const auto f = [&](Real P) { return observer.integrand(P, s); };
-
   std::vector<Real> cuts{from};
-  for (const Real joint : orbit.joints())
+  for (const Real joint : orbit.joints)
     if (joint - s_ref > from && joint - s_ref < to) cuts.push_back(joint - s_ref);
   cuts.push_back(to);
-  // Halve each stretch in the variable Q a few times, so that no feature of the Gaussian is missed.
+  // Pieces even in Q, so that no feature of the Gaussian is missed.
   Real sum = 0;
   constexpr int pieces = 24;
   for (std::size_t k = 0; k + 1 < cuts.size(); ++k) {
     const Real Qa = observer.Q(cuts[k]), Qb = observer.Q(cuts[k + 1]);
     Real a = cuts[k];
     for (int i = 1; i <= pieces; ++i) {
-      const Real b = i == pieces ? cuts[k + 1] : path_of(observer, Qa + (Qb - Qa) * i / pieces);
-      if (b > a) sum += adaptive(f, a, b, gauss10(f, a, b), accuracy * 1e-3L / (sigma * sigma), 30);
+      const Real b = i == pieces ? cuts[k + 1] : observer.path_of(Qa + (Qb - Qa) * i / pieces);
+      if (b > a) sum += adaptive(f, a, b, gauss10(f, a, b), 1e-10L / (sigma * sigma));
       a = b;
     }
   }
-  constexpr Real four_pi_eps0 = 1.1126500560536184e-10L;
-  return static_cast<double>(sum / four_pi_eps0);
+  return static_cast<double>(sum / 1.1126500560536184e-10L);
 }
 
 }  // namespace tessaron::reference

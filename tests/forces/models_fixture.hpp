@@ -2,6 +2,7 @@
 #include <cmath>
 #include <memory>
 #include <random>
+#include <tuple>
 #include <vector>
 
 #include "beam/ptlcom_owner.hpp"
@@ -28,7 +29,11 @@ struct Models : ::testing::Test {
   }
 
   /// No boundaries: the design orbit is the x axis.
-  static void straight() { latcom_store.nlat = 0; }
+  static void straight() {
+    latcom_store.nlat = 0;
+    latcom_store.narc = 1;
+    latcom_store.curv[1] = {0, 0};
+  }
   /// An arc of radius R through the lab's origin, along x there, from `behind` metres before it to `ahead`
   /// metres after it.
   static void arc(double behind, double ahead) {
@@ -39,6 +44,9 @@ struct Models : ::testing::Test {
                              i == 2 ? R : 0};
       latcom_store.elem[i] = latcom_store.elem[i + 1] = {};
     }
+    latcom_store.narc = 2;
+    latcom_store.curv[1] = {0, R};
+    latcom_store.curv[2] = {behind + ahead, 0};
   }
   static void sizes(double sigma) {
     force_settings_store.shape_code = Shape::sphere;
@@ -60,6 +68,19 @@ struct Models : ::testing::Test {
       p.x = dx + c * x - s * y;
       p.y = dy + s * x + c * y;
       p.phi += angle;
+    }
+  }
+
+  /// Turns the particles and the two boundaries about the lab's origin.
+  static void turn(double angle) {
+    move(angle, 0, 0);
+    const double c = std::cos(angle), s = std::sin(angle);
+    for (int i = 1; i <= 2; ++i) {
+      Boundary& b = latcom_store.bnd[i];
+      const auto turned = [&](double& x, double& y) {
+        std::tie(x, y) = std::pair{c * x - s * y, s * x + c * y};
+      };
+      turned(b.x, b.y), turned(b.tx, b.ty), turned(b.nx, b.ny);
     }
   }
 

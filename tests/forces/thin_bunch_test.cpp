@@ -3,10 +3,8 @@
 namespace tessaron {
 namespace {
 
-using test::Models;
-
 /// The direct model beside the projected force, of a bunch of one sub-bunch length.
-struct ThinBunch : Models {
+struct ThinBunch : test::Models {
   static constexpr double sigma = 1e-4;
   const double characteristic = std::cbrt(sigma * sigma * R);
 
@@ -14,9 +12,6 @@ struct ThinBunch : Models {
   /// on the orbit, four to a sub-bunch length. All fly along the orbit: on circles if it is one.
   void bunch(double p, double width, bool bend = true) {
     bend ? arc(2.5, 1.5) : straight();
-    latcom_store.narc = 2;  // the orbit of the projected force
-    latcom_store.curv[1] = {0, R};
-    latcom_store.curv[2] = {4, 0};
     sizes(sigma);
     ptlcom_store.npart = 0;
     ptlcom_store.reference_momentum = p;
@@ -28,20 +23,18 @@ struct ThinBunch : Models {
       bend ? add(R * std::sin(turn), R * (std::cos(turn) - 1), -turn, 0, p) : add(s, 0, 0, 0, p);
     }
   }
-  std::vector<double> projected() {
-    static ForceTable table;
-    EXPECT_EQ(force1(ptlcom.particle, ptlcom.section, table), ok);
-    return along({table.run(4, 21).begin(), table.run(4, 21).end()});
-  }
-  std::vector<double> direct() {
-    const auto all = forces(ForceType::csr_p_to_p);
-    return along({all.begin() + 3, all.end()});
-  }
-  static std::vector<double> along(const std::vector<Force>& f) {
+  /// Forces along, on the observers.
+  static std::vector<double> along(const Force* f) {
     std::vector<double> values;
-    for (const Force& one : f) values.push_back(one.along);
+    for (int i = 0; i < 21; ++i) values.push_back(f[i].along);
     return values;
   }
+  static std::vector<double> projected() {
+    static ForceTable table;
+    EXPECT_EQ(force1(ptlcom.particle, ptlcom.section, table), ok);
+    return along(&table[4]);
+  }
+  std::vector<double> direct() { return along(&forces(ForceType::csr_p_to_p)[3]); }
   static double largest(const std::vector<double>& f) {
     double most = 0;
     for (const double value : f) most = std::max(most, std::abs(value));
