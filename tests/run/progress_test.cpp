@@ -5,7 +5,6 @@
 #include <pty.h>
 #include <unistd.h>
 
-#include <array>
 #include <chrono>
 #include <string>
 #include <thread>
@@ -14,49 +13,35 @@ using namespace tessaron;
 
 namespace {
 
-/// Standard error goes to a terminal of the test's own as long as this lives.
-class Terminal {
- public:
-  Terminal() : before_(::dup(STDERR_FILENO)) {
-    int slave = -1;
-    if (::openpty(&master_, &slave, nullptr, nullptr, nullptr) != 0) return;
-    ::dup2(slave, STDERR_FILENO);
-    ::close(slave);
-    ::fcntl(master_, F_SETFL, O_NONBLOCK);
-  }
-  ~Terminal() {
-    ::dup2(before_, STDERR_FILENO);
-    ::close(before_);
-    ::close(master_);
-  }
-  bool works() const { return master_ >= 0; }
-  std::string shown() const {
-    std::array<char, 4096> bytes;
-    const ssize_t n = ::read(master_, bytes.data(), bytes.size());
-    return n > 0 ? std::string(bytes.data(), static_cast<std::size_t>(n)) : "";
-  }
-
- private:
-  int before_, master_ = -1;
-};
-
+// On a terminal of the test's own in the place of standard error.
 TEST(Progress, TellsHowFarATrackingRunIsOnATerminal) {
-  const Terminal terminal;
-  if (!terminal.works()) GTEST_SKIP() << "no terminal to be had here";
+  int master = -1, slave = -1;
+  if (::openpty(&master, &slave, nullptr, nullptr, nullptr) != 0)
+    GTEST_SKIP() << "no terminal to be had here";
+  const int before = ::dup(STDERR_FILENO);
+  ::dup2(slave, STDERR_FILENO);
+  ::fcntl(master, F_SETFL, O_NONBLOCK);
+  const auto shown = [&] {
+    char bytes[4096];
+    const ssize_t n = ::read(master, bytes, sizeof bytes);
+    return std::string(bytes, n > 0 ? static_cast<std::size_t>(n) : 0);
+  };
   progress_start(1, 5);
   progress_step(1.1);
-  EXPECT_EQ(terminal.shown(), "");  // nothing in the first moments
+  EXPECT_EQ(shown(), "");  // nothing in the first moments
   std::this_thread::sleep_for(std::chrono::milliseconds(300));
   progress_step(2);  // a quarter of the way
-  const std::string line = terminal.shown();
-  EXPECT_EQ(line.find("\rct = 2.0000 of 5.0000 m, 25 % done, "), 0u) << line;
-  EXPECT_NE(line.find("s left\033[K"), std::string::npos) << line;
+  const std::string line = shown();
+  EXPECT_TRUE(line.starts_with("\rct = 2.0000 of 5.0000 m, 25 % done, ") && line.ends_with("s left\033[K"))
+      << line;
   progress_step(2.1);
-  EXPECT_EQ(terminal.shown(), "");  // not more than a few times a second
+  EXPECT_EQ(shown(), "");  // not more than a few times a second
   progress_wipe();
-  EXPECT_EQ(terminal.shown(), "\r\033[K");
+  EXPECT_EQ(shown(), "\r\033[K");
   progress_wipe();
-  EXPECT_EQ(terminal.shown(), "");  // nothing left to wipe
+  EXPECT_EQ(shown(), "");  // nothing left to wipe
+  ::dup2(before, STDERR_FILENO);
+  for (const int descriptor : {before, slave, master}) ::close(descriptor);
 }
 
 TEST(Progress, WritesNothingToAFile) {
