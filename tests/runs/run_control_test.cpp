@@ -93,7 +93,7 @@ TEST(RunControl, FailureAfterATrackingRunStartsNoFurtherOne) {
   const RunFolder folder;
   for (const char* later :
        {"", "nonsense", "tracker { oops }", "track_accuracy", "tracker { end_time_c0 = 0.3 }"}) {
-    const ProgramRun run = folder.run_deck(start + "tracker { end_time_c0 = 0.3 }\n" + later);
+    const ProgramRun run = folder.run_deck(start + "tracker { delta_time_c0 = 0.3 }\n" + later);
     int banners = 0;
     const std::string told = run.told(banners);
     EXPECT_EQ(told.find("tracking to end_time"), told.rfind("tracking to end_time")) << later;
