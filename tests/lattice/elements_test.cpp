@@ -87,6 +87,15 @@ TEST(Elements, FillThePoolsToTheLastPlace) {
   EXPECT_NE(read_lattice(repeated(free, 5), &lines), ok);
   EXPECT_EQ(lines, (Lines{" increase ilalen (latcom)", " error in dicrete_free", " error in lattice"}));
 
+  // A magnet and a thin quadrupole that take exactly the places that are left.
+  EXPECT_EQ(read_lattice(
+                "{ discrete_free { position { delta_s=1 } properties { type=1 integer=999 real=964 } }"
+                " thin_quadrupole { position { delta_s=1 } properties { effective_length=1 quadrupole_k=1 } }"
+                " quadrupole { position { delta_s=1 } properties { } position { delta_s=1 } } }"),
+            ok);
+  EXPECT_EQ(latcom.ipool_used, 1000);
+  EXPECT_EQ(latcom.rpool_used, 1000);
+
   const char* magnet = "quadrupole { position { delta_s=1 } }";
   EXPECT_EQ(read_lattice(repeated(magnet, 100)), ok);
   EXPECT_EQ(latcom.nlat, 100);
