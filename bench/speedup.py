@@ -15,7 +15,7 @@ import tempfile
 import time
 
 # force type: particles
-CASES = {"csr_p_to_p": 400, "csr_p_to_m": 1000, "csr_g_to_p": 6000, "csr_g_to_m": 60000}
+CASES = {"csr_p_to_p": 800, "csr_p_to_m": 1000, "csr_g_to_p": 6000, "csr_g_to_m": 60000}
 
 DECK = """
 lattice {{ dipole {{ position {{ delta_s = 1 }} properties {{ r = 5 }} position {{ delta_s = 2 }} }} }}
