@@ -3,7 +3,6 @@
 #include "forces/force_files.hpp"
 #include "forces/force_settings_owner.hpp"
 #include "run/data_file.hpp"
-#include "run/filetab.hpp"
 #include "run/msgout.hpp"
 
 namespace tessaron {
@@ -44,13 +43,7 @@ Status read_rows(int stream) {
 }  // namespace
 
 Status read_subbunch_file(std::string_view name) {
-  int stream = 0;
-  Status status = fiopni(name, stream);
-  if (status != ok) return status;
-  msgout("read subbunch properties");
-  status = read_rows(stream);
-  const Status closed = ficlos(stream);
-  return status != ok ? status : closed;
+  return read_data_file(name, "read subbunch properties", read_rows);
 }
 
 }  // namespace tessaron

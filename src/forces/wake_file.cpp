@@ -59,13 +59,7 @@ Status read_items(int stream) {
 }  // namespace
 
 Status read_wake_file(std::string_view name) {
-  int stream = 0;
-  Status status = fiopni(name, stream);
-  if (status != ok) return status;
-  msgout(FreeForm("read wakefile:", name).items());
-  status = read_items(stream);
-  const Status closed = ficlos(stream);
-  return status != ok ? status : closed;
+  return read_data_file(name, FreeForm("read wakefile:", name).items(), read_items);
 }
 
 }  // namespace tessaron

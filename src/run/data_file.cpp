@@ -5,6 +5,7 @@
 
 #include "common/freeform.hpp"
 #include "run/filetab.hpp"
+#include "run/msgout.hpp"
 
 namespace tessaron {
 
@@ -54,6 +55,17 @@ Status read_one(int stream, std::int32_t& number) {
   if (status == ok && at_end) status = failed;
   if (status == ok) status = next_integer(line, number);
   return status;
+}
+
+Status read_data_file(std::string_view name, std::string_view announcement,
+                      Status (*read_items)(int stream)) {
+  int stream = 0;
+  Status status = fiopni(name, stream);
+  if (status != ok) return status;
+  msgout(announcement);
+  status = read_items(stream);
+  const Status closed = ficlos(stream);
+  return status != ok ? status : closed;
 }
 
 }  // namespace tessaron

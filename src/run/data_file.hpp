@@ -1,12 +1,18 @@
 #pragma once
 #include <cstdint>
 #include <span>
+#include <string_view>
 
 #include "common/status.hpp"
 
 namespace tessaron {
 
-/// Tables of numbers in text files (time grid, sub-bunch table, wake), read from an open data stream.
+/// Tables of numbers in text files: time grid, sub-bunch table, wake.
+
+/// Opens the data file `name` for reading, writes the line that announces it, reads its items and closes it.
+/// The status is the first failure's.
+[[nodiscard]] Status read_data_file(std::string_view name, std::string_view announcement,
+                                    Status (*read_items)(int stream));
 
 /// One free-form read of numbers.size() reals. It starts on a new line and goes on over the following lines
 /// until all of them are found; what stands behind the last one on its line is ignored, blank lines are

@@ -1,5 +1,4 @@
 #include "run/data_file.hpp"
-#include "run/filetab.hpp"
 #include "run/msgout.hpp"
 #include "tracking/trkcom_owner.hpp"
 
@@ -31,13 +30,7 @@ Status read_values(int stream) {
 }  // namespace
 
 Status read_time_grid(std::string_view name) {
-  int stream = 0;
-  Status status = fiopni(name, stream);
-  if (status != ok) return status;
-  msgout("read time_grid_file");
-  status = read_values(stream);
-  const Status closed = ficlos(stream);
-  return status != ok ? status : closed;
+  return read_data_file(name, "read time_grid_file", read_values);
 }
 
 }  // namespace tessaron
