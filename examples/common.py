@@ -14,7 +14,7 @@ from pathlib import Path
 ROOT = Path(__file__).resolve().parent.parent
 sys.path.insert(0, str(ROOT / "tools"))
 try:
-    import tessaron_tools.plots  # noqa: F401  needs all that the examples need
+    import tessaron.pictures.plots  # noqa: F401  needs all that the examples need
 except ModuleNotFoundError as error:
     sys.exit(f"this needs {error.name}; on Debian: apt-get install python3-numpy python3-matplotlib python3-h5py")
 

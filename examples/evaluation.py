@@ -10,11 +10,11 @@ from pathlib import Path
 import numpy as np
 
 import common
-from tessaron_tools.bunch import Bunch, from_absolute
-from tessaron_tools.bunchfiles import read_fmt3, write_bunch
-from tessaron_tools.constants import REST_ENERGY
-from tessaron_tools.outputs import read_steps
-from tessaron_tools.sampling import normal, uniform_points
+from tessaron.beam.bunch import Bunch, from_absolute
+from tessaron.files.bunchfiles import read_fmt3, write_bunch
+from tessaron.constants import REST_ENERGY
+from tessaron.files.outputs import read_steps
+from tessaron.beam.sampling import normal, uniform_points
 
 TYPES = ("projected", "csr_p_to_p", "csr_p_to_m", "csr_g_to_p", "csr_g_to_m")
 

@@ -14,8 +14,8 @@ from pathlib import Path
 from run import common, deck_for  # first: it lets the companions be found
 
 from make_bunch import benchmark_bunch
-from tessaron_tools import analyse
-from tessaron_tools.bunchfiles import read_bunch
+from tessaron.beam import analyse
+from tessaron.files.bunchfiles import read_bunch
 
 #: What differs from the example: keys of the deck, particles, loading, second order of the chirp, charge.
 CASES = [{}, dict(particles=5000), dict(particles=80000), dict(particles=300000),

@@ -6,8 +6,8 @@ from __future__ import annotations
 
 from pathlib import Path
 
-from tessaron_tools.bunchfiles import write_bunch
-from tessaron_tools.generate import BunchRequest, Plane, make_bunch
+from tessaron.files.bunchfiles import write_bunch
+from tessaron.beam.generate import BunchRequest, Plane, make_bunch
 
 DRIFT = 1.0  # m, from the start to the first dipole
 

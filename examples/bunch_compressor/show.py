@@ -8,9 +8,10 @@ import numpy as np
 
 import chicane
 from common import row
-from tessaron_tools import analyse, plots
-from tessaron_tools.bunch import Bunch
-from tessaron_tools.bunchfiles import read_bunch, read_fmt3
+from tessaron.beam import analyse
+from tessaron.pictures import plots
+from tessaron.beam.bunch import Bunch
+from tessaron.files.bunchfiles import read_bunch, read_fmt3
 
 
 def show_optics(start: Bunch, end: Bunch, folder: Path) -> None:

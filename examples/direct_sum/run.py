@@ -13,7 +13,7 @@ sys.path.insert(0, str(HERE.parent))
 import common  # noqa: E402
 import numpy as np  # noqa: E402
 from evaluation import Evaluation, deviation, evaluate, gaussian, in_arc  # noqa: E402
-from tessaron_tools import plots  # noqa: E402
+from tessaron.pictures import plots  # noqa: E402
 
 RADIUS, ENTRANCE, ARC = 10.0, 1.0, 2.5  # m; as in the deck
 LENGTH, CHARGE = 1e-4, 1e-9  # rms length [m] and charge [C] of the bunch

@@ -15,8 +15,8 @@ import numpy as np  # noqa: E402
 import sweeps  # noqa: E402
 from evaluation import TYPES  # noqa: E402
 from setup import SIGMA, Case, Runner  # noqa: E402
-from tessaron_tools import plots  # noqa: E402
-from tessaron_tools.outputs import read_green  # noqa: E402
+from tessaron.pictures import plots  # noqa: E402
+from tessaron.files.outputs import read_green  # noqa: E402
 
 
 def table(runner: Runner, particles: int) -> dict[str, object]:

@@ -11,10 +11,10 @@ HERE = Path(__file__).resolve().parent
 sys.path.insert(0, str(HERE.parent))
 import common  # noqa: E402
 import numpy as np  # noqa: E402
-from tessaron_tools import plots  # noqa: E402
-from tessaron_tools.bunchfiles import write_bunch  # noqa: E402
-from tessaron_tools.generate import BunchRequest, Plane, make_bunch  # noqa: E402
-from tessaron_tools.outputs import read_force  # noqa: E402
+from tessaron.pictures import plots  # noqa: E402
+from tessaron.files.bunchfiles import write_bunch  # noqa: E402
+from tessaron.beam.generate import BunchRequest, Plane, make_bunch  # noqa: E402
+from tessaron.files.outputs import read_force  # noqa: E402
 
 from theory import free_loss, share  # noqa: E402
 

@@ -11,7 +11,7 @@ import pytest
 ROOT = Path(__file__).resolve().parents[2]
 sys.path[:0] = [str(ROOT / "tools"), str(ROOT / "examples" / "bunch_compressor")]
 
-from tessaron_tools.bunch import Bunch  # noqa: E402
+from tessaron.beam.bunch import Bunch  # noqa: E402
 
 
 @pytest.fixture(scope="session")

@@ -2,9 +2,9 @@
 import numpy as np
 import pytest
 
-from tessaron_tools import analyse
-from tessaron_tools.bunch import Bunch
-from tessaron_tools.constants import REST_ENERGY
+from tessaron.beam import analyse
+from tessaron.beam.bunch import Bunch
+from tessaron.constants import REST_ENERGY
 
 
 def four_corners(direction: float = 0.0, weights: tuple = (1, 1, 1, 1)) -> Bunch:

@@ -3,9 +3,9 @@ import numpy as np
 import pytest
 from conftest import assert_same
 
-from tessaron_tools.bunch import frame_along
-from tessaron_tools.bunchfiles import guess_format, read_bunch, write_bunch
-from tessaron_tools.constants import REST_ENERGY
+from tessaron.beam.bunch import frame_along
+from tessaron.files.bunchfiles import guess_format, read_bunch, write_bunch
+from tessaron.constants import REST_ENERGY
 
 
 @pytest.mark.parametrize("fmt", ["fmt1", "fmt2", "umbra"])

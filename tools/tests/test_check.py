@@ -6,10 +6,10 @@ import numpy as np
 import pytest
 from conftest import ROOT
 
-from tessaron_tools.bunchfiles import write_bunch
-from tessaron_tools.check import check_deck
-from tessaron_tools.deck import DeckReader, integer_of, real_of, split_line
-from tessaron_tools.generate import BunchRequest, make_bunch
+from tessaron.files.bunchfiles import write_bunch
+from tessaron.check.walk import check_deck
+from tessaron.files.deck import DeckReader, integer_of, real_of, split_line
+from tessaron.beam.generate import BunchRequest, make_bunch
 
 DECK = """\
 lattice {

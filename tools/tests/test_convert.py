@@ -4,8 +4,8 @@ import numpy as np
 import pytest
 from conftest import assert_same
 
-from tessaron_tools.constants import SI_ELEMENTARY_CHARGE, SPEED_OF_LIGHT
-from tessaron_tools.convert import load, save
+from tessaron.constants import SI_ELEMENTARY_CHARGE, SPEED_OF_LIGHT
+from tessaron.files.convert import load, save
 
 
 @pytest.mark.parametrize("name", ["b.h5", "b.csv"])

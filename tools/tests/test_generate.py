@@ -6,10 +6,10 @@ a Gaussian. The bounds below allow four of these, with seeds fixed. Quiet bunche
 import numpy as np
 import pytest
 
-from tessaron_tools.analyse import fit_path_length, slice_moments, summary
-from tessaron_tools.constants import REST_ENERGY
-from tessaron_tools.generate import BunchRequest, Plane, chirp_of_spread, make_bunch
-from tessaron_tools.sampling import PROFILES, longitudinal, radical_inverse, uniform_points
+from tessaron.beam.analyse import fit_path_length, slice_moments, summary
+from tessaron.constants import REST_ENERGY
+from tessaron.beam.generate import BunchRequest, Plane, chirp_of_spread, make_bunch
+from tessaron.beam.sampling import PROFILES, longitudinal, radical_inverse, uniform_points
 
 N = 20000
 RANDOM_BOUND, QUIET_BOUND = 4 / np.sqrt(2 * N), 0.002

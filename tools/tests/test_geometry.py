@@ -4,8 +4,8 @@ from math import asin, cos, degrees, hypot, pi, sin
 import chicane
 import pytest
 
-from tessaron_tools.geometry import add_boundary, orbit_position
-from tessaron_tools.outputs import Boundary
+from tessaron.lattice.geometry import add_boundary, orbit_position
+from tessaron.files.outputs import Boundary
 
 
 def lattice(*positions) -> list[Boundary]:

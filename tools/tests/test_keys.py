@@ -5,7 +5,7 @@ from pathlib import Path
 import pytest
 from conftest import ROOT
 
-from tessaron_tools import keys
+from tessaron.files import keys
 
 SOURCES = [path for path in sorted((ROOT / "src").rglob("*")) if path.suffix in (".cpp", ".hpp")]
 WORD_LIST = re.compile(r'\{\s*("\w+"(?:\s*,\s*"\w+")*)\s*\}')

@@ -2,10 +2,11 @@
 import numpy as np
 import pytest
 
-from tessaron_tools import outputs, plots
-from tessaron_tools.constants import REST_ENERGY
-from tessaron_tools.greenmesh import crossings, extent, inside, mesh_lines, wavefront_zones
-from tessaron_tools.runlog import read_log
+from tessaron.files import outputs
+from tessaron.pictures import plots
+from tessaron.constants import REST_ENERGY
+from tessaron.pictures.greenmesh import crossings, extent, inside, mesh_lines, wavefront_zones
+from tessaron.files.runlog import read_log
 
 LATOUT = """ ------------------------------------------------
  i= 1   marker= in   duty= T

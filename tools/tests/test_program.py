@@ -9,10 +9,11 @@ import pytest
 from conftest import ROOT, assert_same
 from test_check import DECK, ERRORS
 
-from tessaron_tools import analyse, outputs
-from tessaron_tools.bunchfiles import read_bunch, write_bunch
-from tessaron_tools.check import check_deck, walk_deck
-from tessaron_tools.generate import BunchRequest, make_bunch
+from tessaron.beam import analyse
+from tessaron.files import outputs
+from tessaron.files.bunchfiles import read_bunch, write_bunch
+from tessaron.check.walk import check_deck, walk_deck
+from tessaron.beam.generate import BunchRequest, make_bunch
 
 
 def run(program: Path, folder: Path, deck: str) -> str:

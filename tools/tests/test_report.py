@@ -9,9 +9,9 @@ import pytest
 from test_check import DECK
 from test_outputs import LATOUT
 
-from tessaron_tools.bunchfiles import write_bunch
-from tessaron_tools.generate import BunchRequest, make_bunch
-from tessaron_tools.report import write_report
+from tessaron.files.bunchfiles import write_bunch
+from tessaron.beam.generate import BunchRequest, make_bunch
+from tessaron.pictures.report import write_report
 
 VOID = {"meta", "img", "br", "link"}
 

@@ -5,7 +5,7 @@ from dataclasses import dataclass
 
 import numpy as np
 
-from .constants import REST_ENERGY
+from ..constants import REST_ENERGY
 
 
 @dataclass

@@ -10,7 +10,7 @@ from dataclasses import asdict, dataclass
 import numpy as np
 
 from .bunch import Bunch, LocalCoordinates
-from .constants import REST_ENERGY, SPEED_OF_LIGHT
+from ..constants import REST_ENERGY, SPEED_OF_LIGHT
 
 
 @dataclass

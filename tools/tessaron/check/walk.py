@@ -7,15 +7,15 @@ from __future__ import annotations
 
 from pathlib import Path
 
-from .blocks import read_block
-from .check_forces import check_forces
-from .check_lattice import check_lattice
-from .check_monitors import check_monitor, check_online_monitor, end_of_deck
-from .check_particles import check_particles
-from .check_state import CheckState, Finding
-from .check_tracking import check_track_step, check_tracker
-from .deck import DeckEnd, DeckFault, DeckReader, Place, Token
-from .keys import COMMANDS, IO_PATH
+from ..files.blocks import read_block
+from .forces import check_forces
+from .lattice import check_lattice
+from .monitors import check_monitor, check_online_monitor, end_of_deck
+from .particles import check_particles
+from .state import CheckState, Finding
+from .tracking import check_track_step, check_tracker
+from ..files.deck import DeckEnd, DeckFault, DeckReader, Place, Token
+from ..files.keys import COMMANDS, IO_PATH
 
 
 def check_deck(deck: Path) -> list[Finding]:

@@ -4,10 +4,10 @@ from __future__ import annotations
 from dataclasses import dataclass, field
 from pathlib import Path
 
-from .blocks import Value
-from .bunch import Bunch
-from .deck import DeckReader, Place
-from .outputs import Boundary
+from ..files.blocks import Value
+from ..beam.bunch import Bunch
+from ..files.deck import DeckReader, Place
+from ..files.outputs import Boundary
 
 STEP_DEFAULTS = {"ct_step_max": 0.1, "ct_step_min": 0.01, "ct_step_first": 0.1, "arc_factor": 0.5}
 

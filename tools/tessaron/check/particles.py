@@ -5,14 +5,14 @@ from math import cos, degrees, radians, sin
 
 import numpy as np
 
-from .blocks import Value, read_value
-from .bunch import Bunch
-from .bunchfiles import bunch_of_table
-from .check_state import Beam, CheckState
-from .constants import REST_ENERGY
-from .deck import DeckFault, DeckReader, Place, Token, integer_of, real_of
-from .geometry import orbit_position
-from .keys import CAPACITY, PARTICLES
+from ..files.blocks import Value, read_value
+from ..beam.bunch import Bunch
+from ..files.bunchfiles import bunch_of_table
+from .state import Beam, CheckState
+from ..constants import REST_ENERGY
+from ..files.deck import DeckFault, DeckReader, Place, Token, integer_of, real_of
+from ..lattice.geometry import orbit_position
+from ..files.keys import CAPACITY, PARTICLES
 
 FAR_FROM_ORBIT = 1e-3  # m
 ASKEW = 1e-3  # rad

@@ -52,9 +52,9 @@ def make_bunch_options(parser: ArgumentParser) -> None:
 
 
 def make_bunch(options: Namespace) -> None:
-    from . import convert
-    from .constants import REST_ENERGY
-    from .generate import BunchRequest, Plane, chirp_of_spread, make_bunch as make
+    from ..files import convert
+    from ..constants import REST_ENERGY
+    from ..beam.generate import BunchRequest, Plane, chirp_of_spread, make_bunch as make
 
     energy = (options.momentum**2 + REST_ENERGY**2) ** 0.5 if options.momentum else options.energy
     if len(options.chirp) > 3:
@@ -81,7 +81,7 @@ def convert_options(parser: ArgumentParser) -> None:
 
 
 def convert(options: Namespace) -> None:
-    from . import convert as formats
+    from ..files import convert as formats
 
     formats.save(options.output, formats.load(options.input, options.source, options.charge), options.to)
 
@@ -98,9 +98,9 @@ def analyse_options(parser: ArgumentParser) -> None:
 
 
 def analyse(options: Namespace) -> None:
-    from . import analyse as numbers
-    from . import convert as formats
-    from .tables import analysis_text
+    from ..beam import analyse as numbers
+    from ..files import convert as formats
+    from ..pictures.tables import analysis_text
 
     bunches = [formats.load(name, options.source, options.charge) for name in options.files]
     result: dict = {"bunches": [dict(file=name, **numbers.plain(numbers.summary(bunch, options.bins)))
@@ -139,9 +139,10 @@ def plot_options(parser: ArgumentParser) -> None:
 
 
 def plot(options: Namespace) -> None:
-    from . import analyse as numbers
-    from . import convert as formats
-    from . import outputs, plots
+    from ..beam import analyse as numbers
+    from ..files import convert as formats
+    from ..files import outputs
+    from ..pictures import plots
 
     def bunch(name: str):
         return formats.load(name, options.source, options.charge)
@@ -177,7 +178,7 @@ def check_options(parser: ArgumentParser) -> None:
 def check(options: Namespace) -> int:
     from pathlib import Path
 
-    from .check import check_deck
+    from ..check.walk import check_deck
 
     findings = check_deck(Path(options.deck))
     errors = sum(finding.severity == "error" for finding in findings)
@@ -198,7 +199,7 @@ def report_options(parser: ArgumentParser) -> None:
 def report(options: Namespace) -> None:
     from pathlib import Path
 
-    from .report import write_report
+    from ..pictures.report import write_report
 
     print(write_report(Path(options.folder), Path(options.output) if options.output else None, options.slices))
 

@@ -7,7 +7,7 @@ from __future__ import annotations
 
 import numpy as np
 
-from .outputs import GreenFile
+from ..files.outputs import GreenFile
 
 
 def crossings(polygon: np.ndarray, x: float, y: float, r: float) -> np.ndarray:

@@ -11,8 +11,8 @@ from pathlib import Path
 
 import numpy as np
 
-from .bunch import Bunch, frame_along, from_absolute
-from .constants import REST_ENERGY, SPEED_OF_LIGHT
+from ..beam.bunch import Bunch, frame_along, from_absolute
+from ..constants import REST_ENERGY, SPEED_OF_LIGHT
 
 READABLE = ("fmt0", "fmt1", "fmt2", "fmt3", "umbra")
 WRITABLE = ("fmt1", "fmt2", "umbra")

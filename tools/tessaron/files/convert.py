@@ -18,9 +18,9 @@ from pathlib import Path
 import h5py
 import numpy as np
 
-from .bunch import Bunch, from_absolute
+from ..beam.bunch import Bunch, from_absolute
 from .bunchfiles import read_bunch, write_bunch
-from .constants import SI_ELEMENTARY_CHARGE, SPEED_OF_LIGHT
+from ..constants import SI_ELEMENTARY_CHARGE, SPEED_OF_LIGHT
 
 SUFFIXES = {".h5": "openpmd", ".hdf5": "openpmd", ".csv": "csv"}
 EV_PER_C = SI_ELEMENTARY_CHARGE / SPEED_OF_LIGHT  # kg m/s

@@ -3,12 +3,12 @@ from __future__ import annotations
 
 from math import sqrt
 
-from .blocks import Value, read_block
-from .check_lattice import smallest_radius
-from .check_state import CheckState
-from .datafiles import Faults, read_subbunch_table, read_wake
-from .deck import DeckReader, Place, Token
-from .keys import CAPACITY, FORCES
+from ..files.blocks import Value, read_block
+from .lattice import smallest_radius
+from .state import CheckState
+from ..files.datafiles import Faults, read_subbunch_table, read_wake
+from ..files.deck import DeckReader, Place, Token
+from ..files.keys import CAPACITY, FORCES
 
 FEWEST_PER_SIGMA = 50
 MANY_PAIRS = 5000

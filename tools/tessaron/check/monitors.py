@@ -1,11 +1,11 @@
 """The blocks `monitor` and `online_monitor`, and which monitors ever write."""
 from __future__ import annotations
 
-from .blocks import Value, read_block
-from .check_particles import place_beam
-from .check_state import CheckState, OnlineMonitor, OutputFile
-from .deck import DeckReader, Place, Token
-from .keys import CAPACITY, MONITOR, MONITOR_FORMATS, ONLINE_MONITOR
+from ..files.blocks import Value, read_block
+from .particles import place_beam
+from .state import CheckState, OnlineMonitor, OutputFile
+from ..files.deck import DeckReader, Place, Token
+from ..files.keys import CAPACITY, MONITOR, MONITOR_FORMATS, ONLINE_MONITOR
 
 
 def check_monitor(state: CheckState, reader: DeckReader, command: Token) -> None:

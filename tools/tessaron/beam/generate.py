@@ -6,7 +6,7 @@ from dataclasses import dataclass, field
 import numpy as np
 
 from .bunch import Bunch
-from .constants import REST_ENERGY
+from ..constants import REST_ENERGY
 from .sampling import longitudinal, normal, uniform_points
 
 

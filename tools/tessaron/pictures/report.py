@@ -10,12 +10,14 @@ from typing import Callable
 import numpy as np
 from matplotlib.figure import Figure
 
-from . import analyse, bunchfiles, outputs, plots, tables
-from .bunch import Bunch
-from .check import walk_deck
-from .check_state import CheckState, OutputFile
+from . import plots, tables
+from ..beam import analyse
+from ..files import bunchfiles, outputs
+from ..beam.bunch import Bunch
+from ..check.walk import walk_deck
+from ..check.state import CheckState, OutputFile
 from .page import Page
-from .runlog import RunLog, read_log
+from ..files.runlog import RunLog, read_log
 
 MOST_BUNCHES = 40  # of a long series, evenly chosen
 

@@ -7,7 +7,7 @@ from pathlib import Path
 import numpy as np
 
 from .bunchfiles import numbers_of
-from .constants import REST_ENERGY
+from ..constants import REST_ENERGY
 
 
 @dataclass

@@ -10,10 +10,10 @@ import matplotlib.pyplot as plt  # noqa: E402
 import numpy as np  # noqa: E402
 from matplotlib.figure import Figure  # noqa: E402
 
-from . import analyse  # noqa: E402
-from .bunch import Bunch  # noqa: E402
+from ..beam import analyse  # noqa: E402
+from ..beam.bunch import Bunch  # noqa: E402
 from .greenmesh import extent, mesh_lines, wavefront_zones  # noqa: E402
-from .outputs import Boundary, Grid, GreenFile, ParticleForce, Steps, design_orbit, direction_of  # noqa: E402
+from ..files.outputs import Boundary, Grid, GreenFile, ParticleForce, Steps, design_orbit, direction_of  # noqa: E402
 
 MOST_DOTS = 20000
 INK, SECOND, THIRD = "#1b4f72", "#b03a2e", "#7d6608"

@@ -3,12 +3,12 @@ from __future__ import annotations
 
 from math import atan2, degrees
 
-from .blocks import Value, read_block
-from .check_state import CheckState
-from .deck import DeckReader, Token, real_of
-from .geometry import add_boundary
-from .keys import CAPACITY, ELEMENTS, POSITION, PROPERTIES
-from .outputs import Boundary
+from ..files.blocks import Value, read_block
+from .state import CheckState
+from ..files.deck import DeckReader, Token, real_of
+from ..lattice.geometry import add_boundary
+from ..files.keys import CAPACITY, ELEMENTS, POSITION, PROPERTIES
+from ..files.outputs import Boundary
 
 
 def check_lattice(state: CheckState, reader: DeckReader, command: Token) -> None:

@@ -1,14 +1,14 @@
 """The blocks `track_step` and `tracker`."""
 from __future__ import annotations
 
-from .blocks import Value, read_block
-from .check_forces import check_forces_on_beam
-from .check_monitors import accept_monitors, write_monitors
-from .check_particles import place_beam
-from .check_state import CheckState
-from .datafiles import read_time_grid
-from .deck import DeckReader, Place, Token
-from .keys import TRACKER, TRACK_STEP
+from ..files.blocks import Value, read_block
+from .forces import check_forces_on_beam
+from .monitors import accept_monitors, write_monitors
+from .particles import place_beam
+from .state import CheckState
+from ..files.datafiles import read_time_grid
+from ..files.deck import DeckReader, Place, Token
+from ..files.keys import TRACKER, TRACK_STEP
 
 
 def check_track_step(state: CheckState, reader: DeckReader, command: Token) -> None:

@@ -3,8 +3,8 @@ from __future__ import annotations
 
 from math import atan2, cos, hypot, pi, radians, sin, sqrt
 
-from .keys import CAPACITY
-from .outputs import Boundary
+from ..files.keys import CAPACITY
+from ..files.outputs import Boundary
 
 
 def add_boundary(boundaries: list[Boundary], keys: dict[str, float], r: float, marker: str, duty: bool) -> Boundary:

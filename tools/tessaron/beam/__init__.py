@@ -1,0 +1,1 @@
+"""Bunches: making them and taking their numbers."""

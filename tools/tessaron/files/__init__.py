@@ -1,0 +1,1 @@
+"""Readers and writers: decks, bunches, tables, a run's outputs and its log."""

@@ -1,0 +1,1 @@
+"""Pictures, tables and the report page."""
