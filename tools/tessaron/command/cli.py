@@ -1,23 +1,37 @@
-"""The command line: `tessaron-tools COMMAND ...`. One function per subcommand adds its options, one carries it out."""
+"""The command line: `tessaron-tools COMMAND ...`.
+
+Every subcommand is a module of this folder: its docstring is the help, `options(parser)` adds its options, and
+`run(options)` carries it out and returns an exit status if that may be other than 0.
+"""
 from __future__ import annotations
 
 import argparse
 import sys
+from importlib import import_module
+
+SUBCOMMANDS = (
+    "make-bunch",
+    "convert",
+    "check",
+    "analyse",
+    "plot",
+    "report",
+)
 
 PACKAGES = {"numpy": "python3-numpy", "matplotlib": "python3-matplotlib", "h5py": "python3-h5py"}
 
 
 def build_parser() -> argparse.ArgumentParser:
     """All subcommands with their help. Importing this needs nothing but the standard library."""
-    from . import commands
-
     parser = argparse.ArgumentParser(
         prog="tessaron-tools", description="Bunches in and out, pictures, reports and deck checks for Tessaron.",
         epilog="Lengths in metres, momenta in eV/c, energies in eV, charges in coulomb, time as c*t in metres.")
     parser.add_argument("--traceback", action="store_true", help="show where in the tools an error was met")
     subparsers = parser.add_subparsers(dest="command", metavar="COMMAND", required=True)
-    for name, command in commands.COMMANDS.items():
-        sub = subparsers.add_parser(name, help=command.help, description=command.description,
+    for name in SUBCOMMANDS:
+        command = import_module("." + name.replace("-", "_"), __package__)
+        title, _, description = (command.__doc__ or name).partition("\n")
+        sub = subparsers.add_parser(name, help=title.rstrip("."), description=description.strip() or title,
                                     formatter_class=argparse.ArgumentDefaultsHelpFormatter)
         command.options(sub)
         sub.set_defaults(run=command.run)
