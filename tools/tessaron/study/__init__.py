@@ -1,0 +1,1 @@
+"""Studies: runs from Python objects, scans, convergence, models side by side."""
