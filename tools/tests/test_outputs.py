@@ -3,7 +3,6 @@ import numpy as np
 import pytest
 
 from tessaron.files import outputs
-from tessaron.pictures import plots
 from tessaron.constants import REST_ENERGY
 from tessaron.pictures.greenmesh import crossings, extent, inside, mesh_lines, wavefront_zones
 from tessaron.files.runlog import read_log
@@ -153,8 +152,3 @@ def test_a_log(tmp_path):
     assert (log.steps, log.duty_stops, log.last_ct, log.integrated_errors) == (2, 1, 2.0, [0.25])
     assert log.troubles == [(9, "error in forcei"), (12, "warning: unknown marker for online_monitor")]
     assert len(log.settings) == 1 and len(log.settings[0]) == 3
-
-
-@pytest.mark.parametrize("values, unit, factor", [([2e-5], "µm", 1e6), ([-3e4], "km", 1e-3), ([0.0], "m", 1), ([5e-12], "pm", 1e12)])
-def test_units_read_well(values, unit, factor):
-    assert plots.unit_of(np.array(values), "m") == (factor, unit)

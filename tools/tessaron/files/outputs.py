@@ -97,8 +97,8 @@ def direction_of(force: ParticleForce) -> float:
 
     A force of the bunch on itself depends above all on the place along the motion.
     """
-    stride = max(1, force.dx.size // 2000)
-    dx, dy, along = force.dx[::stride], force.dy[::stride], force.along[::stride]
+    chosen = np.random.default_rng(1).permutation(force.dx.size)[:2000]
+    dx, dy, along = force.dx[chosen], force.dy[chosen], force.along[chosen]
 
     def roughness(angle: float) -> float:
         return float(np.abs(np.diff(along[np.argsort(np.cos(angle) * dx + np.sin(angle) * dy)])).sum())

@@ -1,51 +1,28 @@
 """Pictures of bunches, runs and lattices. Every function returns a matplotlib figure; `save` writes it."""
 from __future__ import annotations
 
-from pathlib import Path
+import numpy as np
+from matplotlib.figure import Figure
 
-import matplotlib
+from ..beam import analyse
+from ..beam.bunch import Bunch, LocalCoordinates
+from ..files.outputs import Boundary, Grid, GreenFile, ParticleForce, Steps, design_orbit, direction_of
+from .density import draw_cloud
+from .greenmesh import extent, mesh_lines, wavefront_zones
+from .style import INK, SECOND, THIRD, label, plt, save, some, unit_of
 
-matplotlib.use("Agg")
-import matplotlib.pyplot as plt  # noqa: E402
-import numpy as np  # noqa: E402
-from matplotlib.figure import Figure  # noqa: E402
-
-from ..beam import analyse  # noqa: E402
-from ..beam.bunch import Bunch  # noqa: E402
-from .greenmesh import extent, mesh_lines, wavefront_zones  # noqa: E402
-from ..files.outputs import Boundary, Grid, GreenFile, ParticleForce, Steps, design_orbit, direction_of  # noqa: E402
-
-MOST_DOTS = 20000
-INK, SECOND, THIRD = "#1b4f72", "#b03a2e", "#7d6608"
-plt.rcParams.update({"figure.constrained_layout.use": True, "axes.grid": True, "grid.alpha": 0.3, "font.size": 10,
-                     "axes.formatter.useoffset": False})
-
-
-def save(figure: Figure, path: str | Path, dpi: int = 130) -> None:
-    """Writes the picture; the suffix (png, svg, pdf) chooses the form."""
-    figure.savefig(path, dpi=dpi)
-    plt.close(figure)
-
-
-def unit_of(values: np.ndarray, unit: str) -> tuple[float, str]:
-    """A factor and a name of unit with which the largest of the values reads well, as (1e6, "um")."""
-    largest = float(np.max(np.abs(values), initial=0.0))
-    for factor, prefix in ((1e-9, "G"), (1e-6, "M"), (1e-3, "k"), (1, ""), (1e3, "m"), (1e6, "µ"), (1e9, "n"), (1e12, "p")):
-        if largest * factor >= 1:
-            return factor, prefix + unit
-    return 1.0, unit
+__all__ = ["INK", "SECOND", "THIRD", "plt", "save", "unit_of"]
 
 
 def phase_spaces(bunch: Bunch, title: str = "") -> Figure:
-    """Longitudinal phase space, both transverse ones, and the view from above."""
+    """Longitudinal phase space, both transverse ones, and the view from above, as densities."""
     local = bunch.local()
     figure, axes = plt.subplots(2, 2, figsize=(9, 7))
-    delta = (local.energy / (local.weight @ local.energy) - 1) * 100
-    _dots(axes[0, 0], local.s, "ahead", "m", delta, "relative energy / %")
-    _dots(axes[0, 1], local.u, "u, across in the plane", "m", local.pu / local.ps * 1e6, "u' / µrad")
-    _dots(axes[1, 0], local.w, "w, vertical", "m", local.pw / local.ps * 1e6, "w' / µrad")
-    factor, unit = unit_of(local.u, "m")
-    _dots(axes[1, 1], local.s, "ahead", "m", local.u * factor, f"u / {unit}")
+    weight = local.weight
+    draw_cloud(axes[0, 0], local.s, _energy_offset(local), weight, ("ahead", "m"), ("energy less its mean", "eV"))
+    draw_cloud(axes[0, 1], local.u, local.pu / local.ps, weight, ("u, across in the plane", "m"), ("u'", "rad"))
+    draw_cloud(axes[1, 0], local.w, local.pw / local.ps, weight, ("w, vertical", "m"), ("w'", "rad"))
+    draw_cloud(axes[1, 1], local.s, local.u, weight, ("ahead", "m"), ("u", "m"))
     figure.suptitle(title or f"bunch at c·t = {bunch.ct:.6g} m")
     return figure
 
@@ -53,16 +30,23 @@ def phase_spaces(bunch: Bunch, title: str = "") -> Figure:
 def longitudinal(bunches: list[tuple[str, Bunch]], bins: int = 100) -> Figure:
     """Longitudinal phase space above the current, one column per bunch."""
     figure, axes = plt.subplots(2, len(bunches), figsize=(4.8 * len(bunches), 6.5), squeeze=False, sharex="col")
-    for (label, bunch), (top, bottom) in zip(bunches, axes.T):
+    for (name, bunch), (top, bottom) in zip(bunches, axes.T):
         local = bunch.local()
-        reference = local.weight @ local.energy
         factor, unit = unit_of(local.s, "m")
-        _dots(top, local.s, "", "m", (local.energy / reference - 1) * 100, "relative energy / %")
-        top.set_title(label)
+        draw_cloud(top, local.s, _energy_offset(local), local.weight, ("", "m"), ("energy less its mean", "eV"))
+        top.set_xlabel("")
+        top.set_title(name)
         edges, current = analyse.current_profile(bunch, bins)
         bottom.stairs(*_current(current, edges * factor, bottom), color=INK, fill=True, alpha=0.5)
-        bottom.set_xlabel(f"ahead of the centre / {unit}")
+        bottom.set_xlabel(label("ahead of the centre", unit))
     return figure
+
+
+def _energy_offset(local: LocalCoordinates) -> np.ndarray:
+    """Energies less their mean [eV]; rounding alone counts as nothing."""
+    mean = local.weight @ local.energy
+    offset = local.energy - mean
+    return offset if np.abs(offset).max() > 1e-13 * mean else np.zeros_like(offset)
 
 
 def slices(bunch: Bunch, count: int = 50, title: str = "") -> Figure:
@@ -116,11 +100,12 @@ def force(forces: list[tuple[str, ParticleForce]], current: Grid | None = None, 
 def force_on_path(table: np.ndarray, title: str = "") -> Figure:
     """The three force components of an fmt3 file along the bunch."""
     figure, axes = plt.subplots(figsize=(7, 4.5))
+    table = table[some(len(table))]
     factor, unit = unit_of(table[:, 4], "m")
     scale, scale_unit = unit_of(table[:, 7:10], "eV/m")
-    for column, label, colour in ((7, "along the motion", INK), (8, "across, in the plane", SECOND), (9, "across, vertical", THIRD)):
+    for column, text, colour in ((7, "along the motion", INK), (8, "across, in the plane", SECOND), (9, "across, vertical", THIRD)):
         if np.any(table[:, column]):
-            axes.plot(table[:, 4] * factor, table[:, column] * scale, ".", ms=1.5, color=colour, label=label, rasterized=True)
+            axes.plot(table[:, 4] * factor, table[:, column] * scale, ".", ms=1.5, color=colour, label=text, rasterized=True)
     axes.set_xlabel(f"ahead of particle 1 / {unit}")
     axes.set_ylabel(f"force / ({scale_unit})")
     if axes.lines:
@@ -239,13 +224,3 @@ def _current(current: np.ndarray, edges: np.ndarray, axes: plt.Axes) -> tuple[np
     factor, unit = unit_of(current, "A")
     axes.set_ylabel(f"current / {unit}")
     return current * factor, edges
-
-
-def _dots(axes: plt.Axes, x: np.ndarray, name: str, unit: str, y: np.ndarray, y_label: str) -> None:
-    """A cloud of at most MOST_DOTS particles; `x` gets a readable unit."""
-    factor, text = unit_of(x, unit)
-    stride = max(1, -(-x.size // MOST_DOTS))
-    axes.plot(x[::stride] * factor, y[::stride], ",", color=INK, rasterized=True)
-    if name:
-        axes.set_xlabel(f"{name} / {text}")
-    axes.set_ylabel(y_label)
