@@ -23,8 +23,15 @@ Status open_file(Monitor& monitor, const Text<80>& name) {
     monitor.stream = stream;
   } else {
     monitor.active = false;
+    tell_monitor_failed(name.view(), status);
   }
   return status;
+}
+
+/// Writes a line of a table that a person may look at while the run goes on.
+Status write_through(int stream, std::string_view line) {
+  const Status status = fiwrite(stream, line);
+  return status == ok ? fiflush(stream) : status;
 }
 
 /// A real in 15 columns behind a blank, as the step and sub-bunch tables have it.
@@ -45,7 +52,7 @@ Status write_step(int stream) {
     *out = ' ';
     put_integer(out + 1, 6, force_settings.force_calls[type]);
   }
-  return fiwrite(stream, {line.data(), line.size()});
+  return write_through(stream, {line.data(), line.size()});
 }
 
 /// The sub-bunch sizes: 64 columns.
@@ -55,7 +62,7 @@ Status write_subbunch(int stream) {
   out = put_column(out, force_settings.sigma_long);
   out = put_column(out, force_settings.sigma_rad);
   put_column(out, force_settings.sigma_vert);
-  return fiwrite(stream, {line.data(), line.size()});
+  return write_through(stream, {line.data(), line.size()});
 }
 
 /// Writes one line to the file of a monitor that keeps its file open.
@@ -74,26 +81,23 @@ Status write_line(Monitor& monitor) {
   return ok;
 }
 
-/// Makes one output of a monitor that writes behind a step; the sum of the sizes of its codes.
+/// Makes one output of a monitor that writes behind a step.
 Status make_output(Monitor& monitor) {
-  Status sum = ok;
-  if (monitor.type == MonitorType::phase && monitor.particle == 0) {
-    add_size(sum, monwrt(numbered_name(monitor.name, monitor.count).view(), monitor.format));
-  } else {
-    note_code(monitor, write_line(monitor), sum);
-  }
-  return sum;
+  if (monitor.type != MonitorType::phase || monitor.particle != 0) return write_line(monitor);
+  const Text<80> name = numbered_name(monitor.name, monitor.count);
+  return monwrt(name.view(), monitor.format, &monitor.open_failure_told);
 }
 
 /// Finishes the mesh file that was opened ahead of the step.
 Status finish_mesh_file(Monitor& monitor) {
   if (monitor.stream == 0) return ok;
-  Status sum = ok;
-  note_code(monitor, fiwrite(monitor.stream, FreeForm(ptlcom.ctptcl).view()), sum);
+  Status sum = monitor.mesh_failure;
+  monitor.mesh_failure = ok;
+  add_size(sum, fiwrite(monitor.stream, FreeForm(ptlcom.ctptcl).view()));
   const Status closed = ficlos(monitor.stream);
   monitor.stream = 0;
   if (closed != ok) monitor.active = false;
-  note_code(monitor, closed, sum);
+  add_size(sum, closed);
   return sum;
 }
 
@@ -104,13 +108,6 @@ Status open_mesh_file(Monitor& monitor) {
 }
 
 }  // namespace
-
-void note_code(Monitor& monitor, Status code, Status& sum) {
-  add_size(sum, code);
-  if (code == ok || monitor.failure_told) return;
-  monitor.failure_told = true;
-  tell_monitor_failed(monitor.name.view(), code);
-}
 
 bool output_due(Monitor& monitor, double t) {
   const double due = monitor.start_time + monitor.count * monitor.time_step;
@@ -130,7 +127,7 @@ Status monpre(double next) {
   for (int i = 1; i <= maxmon; ++i) {
     Monitor& monitor = montab_store.entry[i];
     if (!monitor.active || monitor.type != MonitorType::green || next > monitor.end_time) continue;
-    if (output_due(monitor, next)) note_code(monitor, open_mesh_file(monitor), sum);
+    if (output_due(monitor, next)) add_size(sum, open_mesh_file(monitor));
   }
   return sum;
 }
@@ -150,6 +147,8 @@ Status monstp() {
   }
   return sum;
 }
+
+void monmsh(int number, Status code) { keep_first(montab_store.entry[number].mesh_failure, code); }
 
 void mondrop(int number) {
   Monitor& monitor = montab_store.entry[number];

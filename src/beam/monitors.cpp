@@ -221,7 +221,7 @@ Status monoff(int number) {
     Monitor& monitor = montab_store.entry[i];
     if ((number != 0 && number != i) || !monitor.active) continue;
     monitor.active = false;
-    if (monitor.stream != 0) note_code(monitor, ficlos(monitor.stream), status);
+    if (monitor.stream != 0) add_size(status, ficlos(monitor.stream));
   }
   return status;
 }

@@ -30,8 +30,9 @@ struct Monitor {
   std::int32_t particle = 0;  ///< 0 for all, or a particle number
   std::int32_t count = 0;     ///< outputs made so far
   bool active = false;
-  bool accepted = false;      ///< `monchk` has settled its times
-  bool failure_told = false;  ///< a person has been told that its file failed
+  bool accepted = false;           ///< `monchk` has settled its times
+  Status mesh_failure = ok;        ///< first failed write to the mesh file of this step
+  bool open_failure_told = false;  ///< a person has been told that a file of it could not be opened
   bool start_known = false, end_known = false, step_known = false;
   double start_time = 0, end_time = 0, time_step = 0;  ///< c t [m]; while not known, the shift from a marker
   Text<80> start_marker, end_marker;
@@ -60,13 +61,16 @@ extern const MonitorTable& montab;
 /// Stops monitor `number`, or all with 0, and closes its file.
 [[nodiscard]] Status monoff(int number);
 
-/// Writes one whole bunch file in `fmt0` to `fmt3`; with any other format it stays empty.
-[[nodiscard]] Status monwrt(std::string_view name, std::int32_t format);
-/// Writes the records of particles first..last to an open stream, with the bunch time ahead of each if
-/// `time_column` is set.
+/// Writes one whole bunch file in `fmt0` to `fmt3`; with any other format it stays empty. A person is told
+/// that it cannot be opened; with `open_failure_told`, the memory of a series of files, once for all of them.
+[[nodiscard]] Status monwrt(std::string_view name, std::int32_t format, bool* open_failure_told = nullptr);
+/// Writes the records of particles first..last to an open stream and flushes it, with the bunch time ahead of
+/// each if `time_column` is set. Every record is tried; the status is the first that failed.
 [[nodiscard]] Status monrec(int stream, int first, int last, std::int32_t format, bool time_column);
-/// Makes a monitor inactive whose file failed outside the hooks (the mesh files of `green` monitors), and
-/// closes the file.
+/// Takes in the code of a write to the mesh file of a `green` monitor, made outside the hooks: the next
+/// `monstp` reports it.
+void monmsh(int number, Status code);
+/// Makes a monitor inactive whose mesh file failed to rewind, and closes the file.
 void mondrop(int number);
 
 }  // namespace tessaron

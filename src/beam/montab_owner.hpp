@@ -17,10 +17,6 @@ inline void add_size(Status& sum, Status code) {
   sum = static_cast<Status>(std::min<std::int64_t>(sum + size, std::numeric_limits<Status>::max()));
 }
 
-/// Takes in the code of an operation on the file of a monitor: its size goes to the sum, and the first
-/// failure of a monitor is told to a person.
-void note_code(Monitor& monitor, Status code, Status& sum);
-
 /// An output of an online monitor is due at time `t` [m]: steps its output grid on and counts the output.
 /// The grid points are start_time + k time_step; those that a long step has jumped over are dropped, by
 /// moving the start, and not made up for later. With a time step of 0 every time from the start on is due.

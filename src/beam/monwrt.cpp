@@ -139,12 +139,15 @@ class OrbitFields {
 template <class Fields>
 Status write_records(int stream, int first, int last, bool time_column, const Fields& fields) {
   RecordLine line;
+  Status status = ok;
   for (int i = first; i <= last; ++i) {
     if (time_column) line.real(ptlcom.ctptcl);
     fields.put(line, i);
-    if (const Status status = line.write(stream); status != ok) return status;
+    keep_first(status, line.write(stream));
   }
-  return ok;
+  // A short file waits in its buffer: a full disk shows here, however many records there are.
+  keep_first(status, fiflush(stream));
+  return status;
 }
 
 Status write_header(int stream, std::int32_t format) {
@@ -168,14 +171,18 @@ Status write_header(int stream, std::int32_t format) {
   return line.write(stream);
 }
 
-Status write_file(std::string_view name, std::int32_t format) {
+Status write_file(std::string_view name, std::int32_t format, bool* open_failure_told) {
   int stream = 0;
   Status status = fiopno(name, stream);
-  if (status != ok) return status;
+  if (status != ok) {
+    if (open_failure_told == nullptr || !*open_failure_told) tell_monitor_failed(name, status);
+    if (open_failure_told != nullptr) *open_failure_told = true;
+    return status;
+  }
   status = write_header(stream, format);
-  if (status == ok) status = monrec(stream, 1, ptlcom.npart, format, false);
-  const Status closed = ficlos(stream);
-  return status == ok ? closed : status;
+  keep_first(status, monrec(stream, 1, ptlcom.npart, format, false));
+  keep_first(status, ficlos(stream));
+  return status;
 }
 
 Status told(Status status) {
@@ -185,14 +192,9 @@ Status told(Status status) {
 
 }  // namespace
 
-Status monwrt(std::string_view name, std::int32_t format) {
+Status monwrt(std::string_view name, std::int32_t format, bool* open_failure_told) {
   msgout(FreeForm(name_line("monitor=", name, "  ctptcl=").view(), ptlcom.ctptcl));
-  Status status = failed;
-  if (ptlcom.npart > 0) {
-    status = write_file(name, format);
-    if (status != ok) tell_monitor_failed(name, status);
-  }
-  return told(status);
+  return told(ptlcom.npart > 0 ? write_file(name, format, open_failure_told) : failed);
 }
 
 Status monrec(int stream, int first, int last, std::int32_t format, bool time_column) {

@@ -10,4 +10,9 @@ using Status = std::int32_t;
 inline constexpr Status ok = 0;
 inline constexpr Status failed = 1;
 
+/// Of the codes of several attempts the first that failed stands.
+inline void keep_first(Status& first, Status code) {
+  if (first == ok) first = code;
+}
+
 }  // namespace tessaron

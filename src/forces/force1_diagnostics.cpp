@@ -10,18 +10,17 @@ namespace tessaron {
 
 namespace {
 
-/// A diagnostic file while it is written: the first failure stands, later lines are dropped.
+/// A diagnostic file while it is written: the first failure stands, later lines are tried all the same.
 class DiagnosticFile {
  public:
   explicit DiagnosticFile(std::string_view name) : status_(fiopno(name, stream_)), open_(status_ == ok) {}
   void line(std::string_view text) {
-    if (status_ == ok) status_ = fiwrite(stream_, text);
+    if (open_) keep_first(status_, fiwrite(stream_, text));
   }
   void number(double value) { line(FreeForm(value).view()); }
   [[nodiscard]] Status close() {
-    if (!open_) return status_;
-    const Status closed = ficlos(stream_);
-    return status_ != ok ? status_ : closed;
+    if (open_) keep_first(status_, ficlos(stream_));
+    return status_;
   }
 
  private:

@@ -77,11 +77,11 @@ Status diagnostics(const ParticleTable& particles, const ForceTable& forces) {
   int stream = 0;
   Status status = fiopno("fc2.dat", stream);
   if (status != ok) return status;
-  for (std::int32_t i = 1; i <= ptlcom.npart && status == ok; ++i) {
-    status = write_row(stream, particles[i], particles[1], forces[i]);
+  for (std::int32_t i = 1; i <= ptlcom.npart; ++i) {
+    keep_first(status, write_row(stream, particles[i], particles[1], forces[i]));
   }
-  const Status closed = ficlos(stream);
-  return status != ok ? status : closed;
+  keep_first(status, ficlos(stream));
+  return status;
 }
 
 }  // namespace

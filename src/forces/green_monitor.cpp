@@ -8,20 +8,21 @@ namespace tessaron {
 
 namespace {
 
-/// One column: its count, then its values. A write that fails shows again when the file is closed.
+/// One column: its count, then its values.
 template <class Value>
 Status write_column(int stream, int n, const Value& value) {
   Status status = fiwrite(stream, FreeForm(n).view());
-  for (int i = 1; i <= n && status == ok; ++i) status = fiwrite(stream, FreeForm(value(i)).view());
+  for (int i = 1; i <= n; ++i) keep_first(status, fiwrite(stream, FreeForm(value(i)).view()));
   return status;
 }
 
-void write_mesh(int stream, const Polygon& relpoly, const PathArcs& arcs, int narcs) {
+Status write_mesh(int stream, const Polygon& relpoly, const PathArcs& arcs, int narcs) {
   Status status = write_column(stream, maxcorner, [&](int i) { return relpoly[i].x; });
-  if (status == ok) status = write_column(stream, maxcorner, [&](int i) { return relpoly[i].y; });
+  keep_first(status, write_column(stream, maxcorner, [&](int i) { return relpoly[i].y; }));
   for (double PathArc::*column : {&PathArc::ct, &PathArc::x, &PathArc::y, &PathArc::kappa}) {
-    if (status == ok) status = write_column(stream, narcs, [&](int i) { return arcs[i].*column; });
+    keep_first(status, write_column(stream, narcs, [&](int i) { return arcs[i].*column; }));
   }
+  return status;
 }
 
 }  // namespace
@@ -36,7 +37,7 @@ void green_monitors(const Polygon& relpoly, const PathArcs& arcs, int narcs) {
       mondrop(number);
       continue;
     }
-    write_mesh(monitor.stream, relpoly, arcs, narcs);
+    monmsh(number, write_mesh(monitor.stream, relpoly, arcs, narcs));
   }
 }
 

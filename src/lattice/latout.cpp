@@ -18,9 +18,7 @@ class Listing {
   Status status() const { return status_; }
 
  private:
-  void put(std::string_view line) {
-    if (status_ == ok) status_ = fiwrite(stream_, line);
-  }
+  void put(std::string_view line) { keep_first(status_, fiwrite(stream_, line)); }
   int stream_;
   Status status_ = ok;
 };
@@ -71,8 +69,8 @@ void latout() {
   if (status == ok) {
     Listing out(stream);
     list_lattice(out);
-    const Status closed = ficlos(stream);
-    status = out.status() != ok ? out.status() : closed;
+    status = out.status();
+    keep_first(status, ficlos(stream));
   }
   if (status != ok) msgout("cannot write latout.dat");
 }

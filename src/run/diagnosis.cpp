@@ -6,6 +6,7 @@
 #include <array>
 #include <cstring>
 
+#include "common/freeform.hpp"
 #include "run/filetab.hpp"
 #include "run/progress.hpp"
 
@@ -58,9 +59,16 @@ void hint_at_missing_file() {
   line.write();
 }
 
-void tell_log_is_incomplete(int code) {
+void tell_write_failed(std::string_view name, int code) {
   Line line;
-  line << "tessaron: the log is incomplete: " << std::strerror(code);
+  line << "tessaron: cannot write " << name << ": " << std::strerror(code) << "; every write tries again";
+  line.write();
+}
+
+void tell_lines_lost(std::string_view name, std::int64_t lines, int code) {
+  Line line;
+  line << "tessaron:" << FreeForm(lines).view() << (lines == 1 ? " line of " : " lines of ") << name
+       << " could not be written: " << std::strerror(code);
   line.write();
 }
 

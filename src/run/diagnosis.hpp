@@ -1,4 +1,5 @@
 #pragma once
+#include <cstdint>
 #include <string_view>
 
 namespace tessaron {
@@ -13,11 +14,13 @@ void tell_where_run_stopped(std::string_view doing);
 /// name, or the wrong folder.
 void hint_at_missing_file();
 
-/// Tells that the log does not hold all of its lines, with the code of the write that failed.
-void tell_log_is_incomplete(int code);
+/// Tells that a file could not be written, with the code of the write. The run goes on, and what waits is
+/// tried again with the next write.
+void tell_write_failed(std::string_view name, int code);
+/// Tells how many lines a file lacks that is now closed, and the code of the last write that failed.
+void tell_lines_lost(std::string_view name, std::int64_t lines, int code);
 
-/// Tells why the file of a monitor is missing or incomplete, with the code of its open, write or close; the
-/// run goes on.
+/// Tells why the file of a monitor is missing, with the code of its opening; the run goes on.
 void tell_monitor_failed(std::string_view name, int code);
 
 }  // namespace tessaron

@@ -7,6 +7,7 @@
 
 #include "common/freeform.hpp"
 #include "common/undefined.hpp"
+#include "run/diagnosis.hpp"
 #include "run/filetab_owner.hpp"
 #include "run/msgout.hpp"
 #include "run/textfile.hpp"
@@ -27,7 +28,9 @@ Table<TextFile, log_stream - first_deck + 1, first_deck> files;
 Table<DeckLine, last_deck - first_deck + 2, first_deck - 1> saved;
 
 using FullName = Text<200>;
-Table<FullName, last_deck - first_deck + 1, first_deck> deck_names;
+Table<FullName, log_stream - first_deck + 1, first_deck> names;
+/// A person has been told that the file could not be written; a file that is read has nothing to tell.
+Table<bool, log_stream - first_deck + 1, first_deck> failure_told;
 
 /// The name as the system wants it: closed by a null character.
 struct Path {
@@ -59,6 +62,8 @@ FullName full_name(const Text<80>& directory, std::string_view name) {
 FileTrouble trouble;
 
 Status open_to_read(int stream, const FullName& name) {
+  names[stream] = name;
+  failure_told[stream] = true;
   Path path;
   bool created = false;
   Status status = make_path(name.view(), path);
@@ -68,10 +73,30 @@ Status open_to_read(int stream, const FullName& name) {
 }
 
 Status open_to_write(int stream, const FullName& name) {
+  names[stream] = name;
+  failure_told[stream] = false;
   Path path;
   Status status = make_path(name.view(), path);
   if (status == ok) status = files[stream].open_to_write(path.chars.data());
   if (status != ok) trouble = {name, status};
+  return status;
+}
+
+/// Passes the status of a write on; the first failure of a file is told to a person.
+Status told_once(int stream, Status status) {
+  if (status != ok && !failure_told[stream]) {
+    failure_told[stream] = true;
+    tell_write_failed(names[stream].view(), status);
+  }
+  return status;
+}
+
+/// Closes a file and tells how much it lacks.
+Status close_stream(int stream) {
+  const TextFile& file = files[stream];
+  const Status status = files[stream].close();
+  if (file.lost_lines() == 0) return told_once(stream, status);
+  tell_lines_lost(names[stream].view(), file.lost_lines(), file.last_failure());
   return status;
 }
 
@@ -102,8 +127,7 @@ Status fiinit(std::string_view name) {
   filetab_store.logopen = false;
   filetab_store.in_use.fill(false);
   trouble = {};
-  deck_names[first_deck] = name;
-  const Status status = open_to_read(first_deck, deck_names[first_deck]);
+  const Status status = open_to_read(first_deck, name);
   if (status != ok) msgout("error in fiinit");
   return status;
 }
@@ -120,8 +144,7 @@ Status fiio1(std::string_view name, DeckLine& line) {
   saved[filetab.cudeck] = line;
   const int stream = ++filetab_store.cudeck;
   empty_line(line);
-  deck_names[stream] = full_name(filetab.inpath, name);
-  const Status status = open_to_read(stream, deck_names[stream]);
+  const Status status = open_to_read(stream, full_name(filetab.inpath, name));
   if (status != ok) msgout("error in fiio1: cannot open file");
   return status;
 }
@@ -183,13 +206,16 @@ Status fiopni(std::string_view name, int& stream) {
 Status ficlos(int stream) {
   if (!is_data_stream(stream)) return failed;
   filetab_store.in_use[stream] = false;
-  return files[stream].close();
+  return close_stream(stream);
 }
 
 Status fiwrite(int stream, std::string_view line) {
   if (!is_data_stream(stream)) return failed;
-  const Status status = files[stream].write(line);
-  return status == ok ? files[stream].write("\n") : status;
+  return told_once(stream, files[stream].write({line, "\n"}));
+}
+
+Status fiflush(int stream) {
+  return is_data_stream(stream) ? told_once(stream, files[stream].flush()) : failed;
 }
 
 Status firead(int stream, std::string_view& line, bool& at_end) {
@@ -200,7 +226,9 @@ Status firead(int stream, std::string_view& line, bool& at_end) {
   return ok;
 }
 
-Status firewind(int stream) { return is_data_stream(stream) ? files[stream].rewind() : failed; }
+Status firewind(int stream) {
+  return is_data_stream(stream) ? told_once(stream, files[stream].rewind()) : failed;
+}
 
 Status open_log(std::string_view name) {
   const Status status = open_to_write(log_stream, full_name(filetab.outpath, name));
@@ -210,17 +238,16 @@ Status open_log(std::string_view name) {
 
 Status close_log() {
   filetab_store.logopen = false;
-  return files[log_stream].close();
+  return close_stream(log_stream);
 }
 
 void log_line(std::string_view text) {
   if (!filetab.logopen) return;
   TextFile& log = files[log_stream];
-  // Line by line, so that a person can follow the run; a failed write is met again at the close.
-  if (!text.empty()) (void)log.write(" ");
-  (void)log.write(text);
-  (void)log.write("\n");
-  (void)log.flush();
+  // Line by line, so that a person can follow the run.
+  Status status = log.write({text.empty() ? "" : " ", text, "\n"});
+  if (status == ok) status = log.flush();
+  (void)told_once(log_stream, status);
 }
 
 std::string_view deck_position() {
@@ -228,7 +255,7 @@ std::string_view deck_position() {
   // A file that could not be opened is named by the line that asked for it.
   int level = std::max(filetab.cudeck, first_deck);
   if (level > first_deck && !files[level].is_open()) --level;
-  const std::string_view name = deck_names[level].view();
+  const std::string_view name = names[level].view();
   char* end = std::copy(name.begin(), name.end(), chars.begin());
   if (const int line = files[level].line_number(); line > 0) {
     std::array<char, 16> number;
@@ -242,15 +269,9 @@ std::string_view deck_position() {
 
 const FileTrouble& file_trouble() { return trouble; }
 
-void flush_all_files() {
-  for (int stream = first_data; stream <= last_data; ++stream) {
-    if (filetab.in_use[stream]) (void)files[stream].flush();
-  }
-}
-
 Status close_all_files() {
   for (int stream = first_deck; stream <= last_data; ++stream) {
-    if (files[stream].is_open()) (void)files[stream].close();
+    if (files[stream].is_open()) (void)close_stream(stream);
   }
   filetab_store.in_use.fill(false);
   return filetab.logopen ? close_log() : ok;

@@ -47,9 +47,14 @@ extern const FileTable& filetab;
 /// Closes a data stream; status 1 if it is not in use.
 [[nodiscard]] Status ficlos(int stream);
 
-/// Writes one line, whole and as it is, to a data stream; the status is the code of the write (a full disk is
-/// met here or at the close).
+/// Writes one line, whole and as it is, to a data stream. It may wait in the stream's buffer: a full disk is
+/// met here, by `fiflush` or at the close. Every write tries again what an earlier one could not do, and its
+/// status is that of this attempt. Standard error tells the first failure of a file, and how many lines it
+/// lacks when it is closed.
 [[nodiscard]] Status fiwrite(int stream, std::string_view line);
+/// Hands what was written to a data stream to the operating system, so that a person can look at it while the
+/// run goes on.
+[[nodiscard]] Status fiflush(int stream);
 /// Reads the next line of a stream without its end ("\n" or "\r\n"), cut to the characters that the reader
 /// keeps (400). The view is good until the next read. At the end of the file `at_end` is true.
 [[nodiscard]] Status firead(int stream, std::string_view& line, bool& at_end);
@@ -62,9 +67,9 @@ extern const FileTable& filetab;
 /// Writes a line to the log if it is open (through `msgout` alone).
 void log_line(std::string_view text);
 
-/// Names the deck file and line where reading stands, for a diagnosis on standard error: "tessar.in:12", or the
-/// file alone while no line of it was read. With included files the innermost one. The view stays valid until
-/// the next call.
+/// Names the deck file and line where reading stands, for a diagnosis on standard error: "tessar.in:12", or
+/// the file alone while no line of it was read. With included files the innermost one. The view stays valid
+/// until the next call.
 std::string_view deck_position();
 
 /// The last file that could not be opened (`code` is that of the open), or that did not exist and was created
@@ -74,10 +79,6 @@ struct FileTrouble {
   Status code = ok;
 };
 const FileTrouble& file_trouble();
-
-/// Hands what was written to the data streams to the operating system, so that a person can look at it while
-/// the run goes on. A failed write is remembered for the next `fiwrite` or `ficlos`.
-void flush_all_files();
 
 /// Flushes and closes every open file (end of the run). The status is that of the log.
 Status close_all_files();

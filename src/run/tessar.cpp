@@ -142,7 +142,6 @@ Status step_loop() {
     (void)monpre(next);
     add_step_error(trkadv(next));
     status = monstp();
-    flush_all_files();
     trkstp(next, first, more);
     progress_step(ptlcom.ctptcl);  // behind the step's lines: it stands while the next step is computed
   }
@@ -187,14 +186,10 @@ void tell_where_deck_stands() {
   tell_where_run_stopped({doing.data(), static_cast<std::size_t>(end - doing.data())});
 }
 
-void close_files() {
-  if (const Status status = close_all_files(); status != ok) tell_log_is_incomplete(status);
-}
-
 /// What happens ahead of the end of the process when an operation finds that nothing can go on.
 void end_after_fatal_stop(std::string_view) {
   tell_where_deck_stands();
-  close_files();
+  (void)close_all_files();
   pgabort();
 }
 
@@ -209,7 +204,7 @@ void tessar() {
   } else {
     hint_at_missing_file();
   }
-  close_files();
+  (void)close_all_files();
 }
 
 }  // namespace tessaron

@@ -30,7 +30,8 @@ void TextFile::start(int descriptor, bool writing) {
   open_ = true;
   writing_ = writing;
   line_number_ = 0;
-  write_failure_ = ok;
+  failure_ = last_failure_ = ok;
+  lost_lines_ = 0;
   begin_ = end_ = 0;
 }
 
@@ -122,51 +123,53 @@ Status TextFile::read_line(std::string_view& line, bool& at_end) {
   return ok;
 }
 
-Status TextFile::put(const char* text, std::size_t size) {
-  while (size > 0 && write_failure_ == ok) {
-    const ssize_t n = ::write(descriptor_, text, size);
-    if (n < 0 && errno == EINTR) continue;
-    if (n <= 0) {
-      write_failure_ = n < 0 ? code_of_failure() : ENOSPC;
-      break;
-    }
-    text += n;
-    size -= static_cast<std::size_t>(n);
-  }
-  return write_failure_;
-}
-
-Status TextFile::write(std::string_view text) {
+Status TextFile::write(std::initializer_list<std::string_view> parts) {
   if (!open_ || !writing_) return EBADF;
-  while (!text.empty() && write_failure_ == ok) {
-    if (end_ == buffer_.size()) (void)flush();
-    const std::size_t n = std::min(text.size(), buffer_.size() - end_);
-    std::memcpy(buffer_.data() + end_, text.data(), n);
-    end_ += n;
-    text.remove_prefix(n);
+  std::size_t size = 0;
+  for (const std::string_view part : parts) size += part.size();
+  if (end_ + size > buffer_.size()) (void)flush();
+  if (end_ + size > buffer_.size()) {
+    ++lost_lines_;
+    return failure_ != ok ? failure_ : EMSGSIZE;
   }
-  return write_failure_;
+  for (const std::string_view part : parts) {
+    std::copy(part.begin(), part.end(), buffer_.data() + end_);
+    end_ += part.size();
+  }
+  return failure_ != ok ? flush() : ok;
 }
 
 Status TextFile::flush() {
   if (!open_ || !writing_) return EBADF;
-  const std::size_t size = end_;
-  end_ = 0;
-  return put(buffer_.data(), size);
+  failure_ = ok;
+  std::size_t done = 0;
+  while (done < end_ && failure_ == ok) {
+    const ssize_t n = ::write(descriptor_, buffer_.data() + done, end_ - done);
+    if (n > 0) {
+      done += static_cast<std::size_t>(n);
+    } else if (n == 0 || errno != EINTR) {
+      failure_ = last_failure_ = n < 0 ? code_of_failure() : ENOSPC;
+    }
+  }
+  std::memmove(buffer_.data(), buffer_.data() + done, end_ - done);
+  end_ -= done;
+  return failure_;
 }
 
 Status TextFile::rewind() {
   if (!open_ || !writing_) return EBADF;
-  end_ = 0;
   // A device has neither a length nor a place.
   if (::ftruncate(descriptor_, 0) != 0 && errno != EINVAL) return code_of_failure();
-  if (::lseek(descriptor_, 0, SEEK_SET) < 0 && errno != ESPIPE) return code_of_failure();
-  return write_failure_;
+  end_ = 0;
+  lost_lines_ = 0;
+  failure_ = ok;
+  return ::lseek(descriptor_, 0, SEEK_SET) < 0 && errno != ESPIPE ? code_of_failure() : ok;
 }
 
 Status TextFile::close() {
   if (!open_) return EBADF;
   const Status written = writing_ ? flush() : ok;
+  if (writing_) lost_lines_ += std::count(buffer_.data(), buffer_.data() + end_, '\n');
   open_ = false;
   if (::close(descriptor_) != 0 && written == ok) return code_of_failure();
   return written;

@@ -1,6 +1,8 @@
 #pragma once
 #include <array>
 #include <cstddef>
+#include <cstdint>
+#include <initializer_list>
 #include <string_view>
 
 #include "common/status.hpp"
@@ -9,7 +11,8 @@ namespace tessaron {
 
 /// A sequential text file over a plain descriptor, with one fixed buffer: it never allocates. All start
 /// values are zero, so a table of these stays out of the program file. Every status is the `errno` of the
-/// operation that failed; a failed write is remembered, and every later write and the close report it.
+/// operation that failed, and tells of this attempt alone: what a full disk has refused stays in the buffer
+/// and is tried again, so that nothing is lost as long as the buffer holds it.
 class TextFile {
  public:
   /// What a reader keeps of a line; the rest of a longer line is lost.
@@ -28,25 +31,31 @@ class TextFile {
   /// Lines read so far.
   int line_number() const { return line_number_; }
 
-  /// Appends a text as it is. It reaches the file when the buffer is full, at `flush` or at `close`.
-  [[nodiscard]] Status write(std::string_view text);
+  /// Appends a line, given in parts and with its end: whole, or not at all where the buffer is full and the
+  /// file does not take it. It reaches the file when the buffer is full, at `flush` or at `close`, or at once
+  /// while earlier lines wait for another attempt.
+  [[nodiscard]] Status write(std::initializer_list<std::string_view> parts);
   [[nodiscard]] Status flush();
   /// Empties a file that is being written and goes back to its start.
   [[nodiscard]] Status rewind();
-  /// Closes the file; EBADF if it is not open.
+  /// Closes the file, whose unwritten lines are lost then; EBADF if it is not open.
   [[nodiscard]] Status close();
+
+  /// The lines that the file lacks, and why the last of them was refused; they stay until the next opening.
+  std::int64_t lost_lines() const { return lost_lines_; }
+  Status last_failure() const { return last_failure_; }
 
  private:
   void start(int descriptor, bool writing);
   /// Reads more bytes behind those of the buffer; `end_` stays where the file ends.
   [[nodiscard]] Status fill();
   [[nodiscard]] Status skip_rest_of_line();
-  Status put(const char* text, std::size_t size);
-
   int descriptor_ = 0;
   bool open_ = false, writing_ = false;
   int line_number_ = 0;
-  Status write_failure_ = ok;
+  Status failure_ = ok;       ///< of the last attempt to write
+  Status last_failure_ = ok;  ///< of the last attempt that failed
+  std::int64_t lost_lines_ = 0;
   std::size_t begin_ = 0, end_ = 0;  ///< bytes not yet read, or not yet written
   std::array<char, 65536> buffer_{};
 };

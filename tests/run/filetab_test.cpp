@@ -136,14 +136,32 @@ TEST_F(FileTab, BadIoPathsTellWhatFailed) {
   }
 }
 
-TEST_F(FileTab, ALogOnAFullDiskFailsWhenItIsReplaced) {
+// A person is told the first failure of a file at once, and what it lacks when it is closed.
+TEST_F(FileTab, AFullDiskIsToldOnceForEachFileAndItsLossesAreCounted) {
   open("{ logfile = /dev/full } { logfile = log }");
-  (void)said_by([] {
+  testing::internal::CaptureStderr();
+  int table = 0, unlucky = 0;
+  (void)said_by([&] {
     EXPECT_EQ(iopath(), ok);
-    msgout("lost");
-    EXPECT_EQ(iopath(), ENOSPC);
+    for (int k = 0; k < 3; ++k) msgout("lost");
+    ASSERT_EQ(fiopno("/dev/full", table), ok);
+    for (int k = 0; k < 2; ++k) {
+      EXPECT_EQ(fiwrite(table, "1"), k == 0 ? ok : ENOSPC);
+      EXPECT_EQ(fiflush(table), ENOSPC);
+    }
+    ASSERT_EQ(fiopno("/dev/full", unlucky), ok);
+    EXPECT_EQ(fiwrite(unlucky, "1"), ok);
+    EXPECT_EQ(ficlos(unlucky), ENOSPC);
+    EXPECT_EQ(ficlos(table), ENOSPC);
+    EXPECT_EQ(iopath(), ENOSPC);  // the old log could not be closed whole
   });
   EXPECT_FALSE(filetab.logopen);
+  const std::string cannot =
+                        "tessaron: cannot write /dev/full: No space left on device; every write tries again",
+                    lost = " of /dev/full could not be written: No space left on device";
+  EXPECT_EQ(test::joined(test::split_lines(testing::internal::GetCapturedStderr())),
+            cannot + ";" + cannot + ";tessaron: 1 line" + lost + ";tessaron: 2 lines" + lost +
+                ";tessaron: 3 lines" + lost);
 }
 
 }  // namespace

@@ -85,7 +85,9 @@ TEST(RunControl, TheLogGetsTheConsoleFromItsOpeningOn) {
   const ProgramRun full = folder.run_deck("io_path { logfile = /dev/full }\ntrack_accuracy { }");
   EXPECT_EQ(full.told(), "");
   EXPECT_TRUE(full.orderly());
-  EXPECT_EQ(full.errors, "tessaron: the log is incomplete: No space left on device\n");
+  EXPECT_EQ(full.errors,
+            "tessaron: cannot write /dev/full: No space left on device; every write tries again\n"
+            "tessaron: 7 lines of /dev/full could not be written: No space left on device\n");
 }
 
 // A tracker command is used up by its run: what fails later ends the program and starts no second run.

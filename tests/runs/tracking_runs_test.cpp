@@ -165,35 +165,47 @@ TEST(TrackingRuns, AnEleventhMonitorEndsTheRun) {
   EXPECT_EQ(monitors_told(RunFolder().run_deck(deck + "this is not read")), " error in monitor");
 }
 
-// What a monitor could not write is told, once, with its cause; the bunch is tracked on.
-TEST(TrackingRuns, AFileThatCannotBeWrittenIsToldAndTheRunGoesOn) {
+// What a monitor could not open is told, once for a series, with its cause; the bunch is tracked on.
+TEST(TrackingRuns, AFileThatCannotBeOpenedIsToldAndTheRunGoesOn) {
   const RunFolder folder;
   folder.make_folder("taken");
   folder.make_folder("run_0001.dat");
-  const ProgramRun run =
-      folder.run_deck(drifts + bunch + "online_monitor { name = taken type = steps" + whole_run +
-                      "online_monitor { name = run.dat" + whole_run + "tracker { delta_time_c0 = 0.2 }");
-  EXPECT_EQ(monitors_told(run),
-            "  monitor=run_0001.dat          ctptcl= 0; error in execution of monitor;"
-            "  monitor=run_0002.dat          ctptcl= 0.1;  monitor=run_0003.dat          ctptcl= 0.2");
+  const ProgramRun run = folder.run_deck(
+      drifts + bunch + "online_monitor { name = taken type = steps" + whole_run +
+      "online_monitor { name = run.dat" + whole_run +
+      "online_monitor { name = gone/m start_time_c0 = 0 end_time_c0 = 0.15 time_step_c0 = all }"
+      "tracker { delta_time_c0 = 0.2 }");
+  const std::string error = "; error in execution of monitor;";
+  EXPECT_EQ(monitors_told(run), "  monitor=run_0001.dat          ctptcl= 0" + error +
+                                    "  monitor=gone/m_0001           ctptcl= 0" + error +
+                                    "  monitor=run_0002.dat          ctptcl= 0.1;" +
+                                    "  monitor=gone/m_0002           ctptcl= 0.1" + error +
+                                    "  monitor=run_0003.dat          ctptcl= 0.2");
   EXPECT_EQ(run.errors,
             "tessaron: monitor file taken failed: Is a directory\n"
-            "tessaron: monitor file run_0001.dat failed: Is a directory\n");
+            "tessaron: monitor file run_0001.dat failed: Is a directory\n"
+            "tessaron: monitor file gone/m_0001 failed: No such file or directory\n");
   EXPECT_TRUE(run.orderly());
 }
 
+// A small bunch waits in the buffer, a large one does not: both are told alike.
 TEST(TrackingRuns, AFullDiskIsToldAndWhatWasWrittenStays) {
-  std::string records = "0 a b c d e f ";
-  for (int i = 0; i < 2000; ++i) records += "0 0 0 5e8 0 0 1e-9\n";  // more than a buffer holds
-  const RunFolder folder;
-  const ProgramRun run = folder.run_deck("particles { array = " + records +
-                                         "}\nmonitor { name = ok } monitor { name = /dev/full }");
-  EXPECT_EQ(monitors_told(run),
-            "  monitor=ok                    ctptcl= 0;  monitor=/dev/full             ctptcl= 0;"
-            " error in execution of monitor; error in execution of monitor; error in monitor");
-  EXPECT_NE(run.errors.find("monitor file /dev/full failed: No space left on device\n"), std::string::npos);
-  EXPECT_EQ(folder.lines("ok").size(), 2001u);
-  EXPECT_TRUE(run.orderly());
+  for (const std::size_t particles : {1u, 2000u}) {
+    std::string records = "0 a b c d e f ";
+    for (std::size_t i = 0; i < particles; ++i) records += "0 0 0 5e8 0 0 1e-9\n";
+    const RunFolder folder;
+    const ProgramRun run = folder.run_deck("particles { array = " + records +
+                                           "}\nmonitor { name = ok } monitor { name = /dev/full }");
+    EXPECT_EQ(monitors_told(run),
+              "  monitor=ok                    ctptcl= 0;  monitor=/dev/full             ctptcl= 0;"
+              " error in execution of monitor; error in execution of monitor; error in monitor");
+    EXPECT_NE(run.errors.find("tessaron: " + std::to_string(particles + 1) +
+                              " lines of /dev/full could not be written: No space left on device\n"),
+              std::string::npos)
+        << run.errors;
+    EXPECT_EQ(folder.lines("ok").size(), particles + 1);
+    EXPECT_TRUE(run.orderly());
+  }
 }
 
 }  // namespace
