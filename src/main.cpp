@@ -1,6 +1,3 @@
 #include "run/tessar.hpp"
 
-int main(int argc, char** argv) {
-  tessaron::run_process(&argc, &argv);
-  return 0;
-}
+int main(int argc, char** argv) { return tessaron::run_process(argc, argv); }

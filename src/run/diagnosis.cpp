@@ -59,6 +59,21 @@ void hint_at_missing_file() {
   line.write();
 }
 
+void tell_no_command() {
+  Line line;
+  line << "tessaron: tessar.in ";
+  line << (file_trouble().name == "tessar.in" ? "did not exist and was created empty" : "holds no command");
+  line << ": nothing was done";
+  line.write();
+}
+
+void tell_argument_refused(std::string_view word) {
+  Line line;
+  line << "tessaron: unknown argument \"" << word
+       << "\": the program takes none and reads the deck tessar.in in its working directory";
+  line.write();
+}
+
 void tell_write_failed(std::string_view name, int code) {
   Line line;
   line << "tessaron: cannot write " << name << ": " << std::strerror(code) << "; every write tries again";

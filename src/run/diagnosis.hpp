@@ -14,6 +14,12 @@ void tell_where_run_stopped(std::string_view doing);
 /// name, or the wrong folder.
 void hint_at_missing_file();
 
+/// Tells that a deck held no command, or was missing, so that nothing was done.
+void tell_no_command();
+
+/// Tells that the program takes no arguments, and that this one therefore starts no run.
+void tell_argument_refused(std::string_view word);
+
 /// Tells that a file could not be written, with the code of the write. The run goes on, and what waits is
 /// tried again with the next write.
 void tell_write_failed(std::string_view name, int code);

@@ -25,6 +25,8 @@ struct FileTable {
   Table<bool, 11, 20> in_use;  ///< data streams in use
 };
 extern const FileTable& filetab;
+/// The top-level deck has come to its end.
+inline bool deck_ended() { return filetab.cudeck < 10; }
 
 /// Start of the table: no directories, no log, the top-level deck `name` open as stream 10.
 [[nodiscard]] Status fiinit(std::string_view name);

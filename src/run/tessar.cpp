@@ -27,6 +27,7 @@ struct Driver {
   Text<80> layercmd;  ///< the command that is being carried out
   Text<80> lastcmd;   ///< "tracker" while a tracking run is due, "exit" after that command
   Text<80> runcmd;    ///< "tracker" or "stopp": what the decision point settled, and what the group is told
+  bool deck_empty = true;  ///< no command was found in the deck so far; its end is none
 };
 Driver driver;
 
@@ -106,6 +107,7 @@ Status command_loop() {
   for (;;) {
     driver.layercmd = "";
     if (const Status status = getcmd(driver.layercmd); status != ok) return status;
+    if (!deck_ended()) driver.deck_empty = false;
     const auto command = std::find_if(layer_commands.begin(), layer_commands.end(),
                                       [](const LayerCommand& c) { return driver.layercmd == c.name; });
     if (command == layer_commands.end()) {
@@ -201,6 +203,8 @@ void tessar() {
   const Status status = run_deck();
   if (status != ok) {
     tell_where_deck_stands();
+  } else if (driver.deck_empty) {
+    tell_no_command();
   } else {
     hint_at_missing_file();
   }

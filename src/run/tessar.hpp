@@ -7,8 +7,9 @@ namespace tessaron {
 void tessar();
 
 /// Everything a process does: joins its group, runs the deck as its master or works for the master, leaves in
-/// order.
-void run_process(int* argc, char*** argv);
+/// order. With arguments there is no run: `--help` and `--version` are answered on standard output, any other
+/// word is refused on standard error. \return the exit status: 0, or 2 for a refused argument
+int run_process(int argc, char** argv);
 
 /// Writes the program's name, release and capacities.
 void banner();

@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -19,14 +21,16 @@ const std::string reported = "  integrated step error= 0";
 
 TEST(RunControl, EveryDeckGivesItsLinesBetweenTwoBanners) {
   const std::string unknown = " error in tessar: unknown layer command",
-                    getcmd = "; error in getcmd; error in getcmd";
+                    getcmd = "; error in getcmd; error in getcmd",
+                    nothing = "tessar.in holds no command: nothing was done";
   const struct {
     std::string deck, told;
     std::string where;  ///< what standard error says, "" for a good run
   } cases[] = {
-      {"", "", ""},
+      {"", "", nothing},
       {"exit nonsense behind it is never read", "", ""},
-      {"#eof nonsense", "", ""},
+      {"#eof nonsense", "", nothing},
+      {"! a comment\n#file { name = blank }", "", nothing},
       {"\n\nnonsense", unknown, "tessar.in:3 (command nonsense)"},
       {"EXIT", unknown, "tessar.in:1 (command EXIT)"},
       {"exit2", unknown, "tessar.in:1 (command exit2)"},
@@ -50,13 +54,15 @@ TEST(RunControl, EveryDeckGivesItsLinesBetweenTwoBanners) {
   };
   const RunFolder folder;
   folder.write("inner", "track_accuracy { } exit more");
+  folder.write("blank", "\n");
   for (const auto& c : cases) {
     const ProgramRun run = folder.run_deck(c.deck);
     int banners = 0;
     EXPECT_EQ(run.told(banners), c.told) << c.deck;
     EXPECT_EQ(banners, 2) << c.deck;
     EXPECT_TRUE(run.orderly()) << c.deck;
-    EXPECT_EQ(run.errors, c.where.empty() ? "" : "tessaron: stopped at " + c.where + "\n") << c.deck;
+    const std::string head = c.where == nothing ? "tessaron: " : "tessaron: stopped at ";
+    EXPECT_EQ(run.errors, c.where.empty() ? "" : head + c.where + "\n") << c.deck;
   }
   // A terminal would obey what this word holds.
   EXPECT_EQ(folder.run_deck("\x1b[2J\x07").errors.find_first_of("\x1b\x07"), std::string::npos);
@@ -64,7 +70,9 @@ TEST(RunControl, EveryDeckGivesItsLinesBetweenTwoBanners) {
 
 TEST(RunControl, AMissingDeckReadsAsAnEmptyOneAndAFolderIsNone) {
   const RunFolder missing, taken;
-  EXPECT_EQ(missing.run().console, std::string(banner_text) + std::string(banner_text));
+  const ProgramRun empty = missing.run();
+  EXPECT_EQ(empty.console, std::string(banner_text) + std::string(banner_text));
+  EXPECT_EQ(empty.errors, "tessaron: tessar.in did not exist and was created empty: nothing was done\n");
   EXPECT_TRUE(missing.exists("tessar.in"));
   taken.make_folder("tessar.in");
   const ProgramRun run = taken.run();  // fails ahead of the first banner
@@ -131,6 +139,55 @@ TEST(RunControl, AMonitorThatFailsAtTheLastStepEndsTheRun) {
     EXPECT_EQ(run.errors.find("stopped at") == std::string::npos, early) << run.errors;
     EXPECT_NE(run.errors.find("no_folder/m failed"), std::string::npos) << run.errors;
     EXPECT_TRUE(run.orderly());
+  }
+}
+
+// A question is answered, any other argument refused; neither reads a deck nor touches a file.
+TEST(RunControl, ArgumentsStartNoRun) {
+  const RunFolder folder;
+  struct {
+    std::vector<std::string> arguments;
+    std::string answer, errors;
+    int exit_status;
+  } const cases[] = {
+      {{"--version"}, "tessaron 1.2\n", "", 0},
+      {{"--help"}, "reads the deck tessar.in in the working directory", "", 0},
+      {{"-h"},
+       "",
+       "tessaron: unknown argument \"-h\": the program takes none and reads the deck tessar.in",
+       2},
+      {{"--help", "a\tb"}, "", "tessaron: unknown argument \"a?b\": the program takes none", 2},
+      {{""}, "", "tessaron: unknown argument \"\": the program takes none", 2},
+  };
+  for (const auto& c : cases) {
+    std::vector<std::string> command = {TESSARON_PROGRAM};
+    command.insert(command.end(), c.arguments.begin(), c.arguments.end());
+    const ProgramRun run = folder.run_command(command);
+    EXPECT_EQ(run.exit_status, c.exit_status) << command.back();
+    EXPECT_EQ(run.console.empty(), c.answer.empty()) << run.console;
+    EXPECT_NE(run.console.find(c.answer), std::string::npos) << run.console;
+    EXPECT_EQ(run.errors.substr(0, c.errors.size()), c.errors);
+    EXPECT_EQ(std::count(run.errors.begin(), run.errors.end(), '\n'), c.exit_status == 0 ? 0 : 1);
+    EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
+  }
+}
+
+// Nothing of the console gets into a file that would otherwise have its number, nor a file's lines into
+// another.
+TEST(RunControl, ClosedStandardStreamsTakeNoFilesNumber) {
+  const RunFolder open, closed;
+  const std::string deck =
+      "io_path { logfile = log }\n" + start +
+      "online_monitor { name = steps type = steps start_time_c0 = 0 end_time_c0 = 9 "
+      "time_step_c0 = all }\ntracker { delta_time_c0 = 0.3 } monitor { name = end } oops";
+  open.run_deck(deck);
+  closed.write("tessar.in", deck);
+  for (const char* streams : {"<&-", ">&-", "2>&-", "<&- >&- 2>&-"}) {
+    const ProgramRun run =
+        closed.run_command({"sh", "-c", std::string("exec " TESSARON_PROGRAM " ") + streams});
+    EXPECT_TRUE(run.orderly()) << streams;
+    for (const char* file : {"tessar.in", "log", "steps", "latout.dat", "end"})
+      EXPECT_EQ(closed.read(file), open.read(file)) << streams << ' ' << file;
   }
 }
 

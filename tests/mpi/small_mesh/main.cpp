@@ -5,6 +5,5 @@
 
 int main(int argc, char** argv) {
   tessaron::green_set_capacity(1500);
-  tessaron::run_process(&argc, &argv);
-  return 0;
+  return tessaron::run_process(argc, argv);
 }

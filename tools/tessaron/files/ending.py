@@ -3,7 +3,7 @@
 The exit status of the program is 0 for every end of its own, so these lines are the only witnesses. A run is complete if
 
 - the last thing on the console is the banner, with no line of trouble right ahead of it or behind it,
-- standard error names no place where the program stopped and no monitor file that failed,
+- standard error names no place where the program stopped and no file that is missing or lacks lines,
 - no force evaluation failed and no tracking run gave up on the way: the program goes on then, but with forces and at times
   that nobody asked for.
 """
@@ -19,7 +19,7 @@ from .runlog import TROUBLE, ct_of_step
 CONSOLE, ERRORS = "console.txt", "errors.txt"  #: what a started run keeps beside its deck
 
 _STOPPED = re.compile(r"tessaron: stopped at (.*?)(?::(\d+))? \((.*?)\)(.*)")
-_MONITOR = re.compile(r"tessaron: (monitor file .* failed: .*)")
+_LACKING = re.compile(r"tessaron: (monitor file .* failed: .*|\d+ lines? of .* could not be written: .*)")
 _FORCE_FAILED = re.compile(r"error in (force\d|forcei|frcims|frcsub)\b")
 _GAVE_UP = "step is too small to change the time: tracking ends"
 _RULE = "-" * 54
@@ -69,7 +69,7 @@ def read_ending(console: str, errors: str = "", exit_status: int | None = None) 
         return failed("the program never wrote a line")
     if not whole or trace:
         return failed("stopped" if trace else "ended on the way, without its closing lines", trace or tuple(lines[-3:]))
-    if broken := _MONITOR.search(errors):
+    if broken := _LACKING.search(errors):
         return failed(broken[1])
     if evaluations := [k for k, line in enumerate(lines) if _FORCE_FAILED.match(line)]:
         ct = _last_time(lines[:evaluations[0]])
