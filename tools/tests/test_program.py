@@ -13,7 +13,9 @@ from tessaron.beam import analyse
 from tessaron.files import outputs
 from tessaron.files.bunchfiles import read_bunch, write_bunch
 from tessaron.check.walk import check_deck, walk_deck
-from tessaron.beam.generate import BunchRequest, make_bunch
+from tessaron.beam.generate import BunchRequest, Plane, make_bunch
+from tessaron.beam.orbit import coordinates
+from tessaron.lattice.of_deck import on_orbit, read_orbit
 
 
 def run(program: Path, folder: Path, deck: str) -> str:
@@ -37,14 +39,23 @@ def test_a_bunch_goes_through_the_program_unchanged(tmp_path, program, askew, fm
     assert_same(back, askew, 1e-9 if out == "fmt0" else 1e-11)
 
 
-def test_fmt3_on_a_straight_is_the_bunch_itself(tmp_path, program):
-    bunch = make_bunch(BunchRequest(500, 1e9, 1e-9, 1e-4, chirp=(20, 0, 0), x=0.5))
+def test_all_formats_tell_the_same_about_the_orbit(tmp_path, program):
+    """Half way through an arc, the files in a frame of their own that is moved and turned."""
+    c, s, bunch = np.cos(0.3), np.sin(0.3), make_bunch(BunchRequest(500, 1e9, 1e-9, 1e-3, chirp=(20, 0, 0), x=0.5, horizontal=Plane(1e-6, 10)))
+    turn = np.array([[c, -s], [s, c]])
+    for rows in (slice(0, 2), slice(3, 5)):
+        bunch.reference[rows], bunch.offsets[rows] = turn @ bunch.reference[rows], turn @ bunch.offsets[rows]
+    bunch.reference[:2] += (2, 3)
     write_bunch(tmp_path / "b.dat", bunch, "fmt1")
-    run(program, tmp_path, "lattice { dipole { position { delta_s = 9 } } }\nparticles { array = #file { name = b.dat } }\n"
-        "monitor { name = out.dat format = fmt3 }\n")
-    back = read_bunch(tmp_path / "out.dat", "fmt3")
-    np.testing.assert_allclose(back.offsets[:3], bunch.offsets[:3], atol=1e-14)
-    np.testing.assert_allclose(back.offsets[3:], bunch.offsets[3:], atol=1e-4)  # eV/c of 1e9: energies are ratios of 14 digits
+    run(program, tmp_path, "lattice { dipole { position { delta_s = 1 delta_psi = 10 marker = in } properties { r = 1.5 } position { delta_s = 1.2 } } }\n"
+        f"particles {{ reference_point_x = 2 reference_point_y = 3 reference_point_phi = {np.degrees(0.3)} array = #file {{ name = b.dat }} }}\n"
+        "tracker { end_time_marker = in end_time_shift_c0 = 0.6 }\n" + "".join(f"monitor {{ name = {fmt} format = {fmt} }}\n" for fmt in ("fmt1", "fmt2", "fmt3")))
+    orbit = read_orbit(tmp_path / "tessar.in")
+    found = [coordinates(*on_orbit(read_bunch(tmp_path / fmt, fmt), orbit)) for fmt in ("fmt1", "fmt2", "fmt3")]
+    for local in found[:2]:
+        assert local.place == pytest.approx(1.6, abs=1e-3)
+        for name, digits in (("s", 1e-13), ("u", 1e-13), ("w", 1e-13), ("pu", 1e-3), ("ps", 1e-3), ("energy", 1e-3)):
+            np.testing.assert_allclose(getattr(local, name), getattr(found[2], name), atol=digits)
 
 
 def test_both_sides_build_the_same_orbit(tmp_path, program):
@@ -111,4 +122,9 @@ def test_the_example_compresses_its_bunch(tmp_path, program):
     behind = -start.local().s + chicane.path(start.momentum / start.momentum[0])
     assert analyse.summary(end).length == pytest.approx(np.std(behind), rel=2e-3)
     assert analyse.summary(start).length == pytest.approx(200e-6, rel=5e-3)
+    # inside the bends and the chicane nothing happens to the emittance once dispersion is taken out
+    orbit = read_orbit(tmp_path / "none" / "latout.dat")
+    free = [analyse.summary(*on_orbit(bunch, orbit)[:1], orbit=on_orbit(bunch, orbit)[1]).horizontal.emittance_free
+            for bunch in (read_bunch(path, "fmt2") for path in (tmp_path / "none").glob("way_*.dat"))]
+    assert len(free) == 9 and free == pytest.approx([1e-6] * 9, rel=5e-3)
     assert (tmp_path / "compression.png").exists() and "R56 measured" in result.stdout

@@ -20,6 +20,7 @@ class Bunch:
     reference: np.ndarray  #: (6,) x, y, z [m], px, py, pz [eV/c] of particle 1
     offsets: np.ndarray  #: (6, N) the same of all particles, less those of particle 1
     charge: np.ndarray  #: (N,) charge of each macro-particle [C]
+    on_orbit: bool = False  #: x is the path length ahead of particle 1, y the offset from the orbit, as in `fmt3`
 
     def __post_init__(self) -> None:
         self.reference = np.asarray(self.reference, dtype=float)
@@ -61,11 +62,11 @@ class Bunch:
         return size / total if total > 0 else np.full(len(self), 1 / len(self))
 
     def local(self) -> "LocalCoordinates":
-        """The bunch about its centre, along and across its mean momentum."""
+        """The bunch about its centre, along and across its mean momentum, or along the orbit if it is told so."""
         weight = self.weight
         mean = self.offsets @ weight
         about = self.offsets - mean[:, None]
-        axes = frame_along(self.reference[3:] + mean[3:])
+        axes = np.eye(3) if self.on_orbit else frame_along(self.reference[3:] + mean[3:])
         s, u, w = axes.T @ about[:3]
         ps, pu, pw = axes.T @ (self.reference[3:, None] + self.offsets[3:])
         return LocalCoordinates(s=s, u=u, w=w, ps=ps, pu=pu, pw=pw, energy=self.energy, weight=weight)
@@ -73,7 +74,10 @@ class Bunch:
 
 @dataclass
 class LocalCoordinates:
-    """Particles in the frame of the bunch: s ahead, u to the left in the orbit plane, w up, about the centre [m]."""
+    """Particles about their centre: s ahead, u to the left in the orbit plane, w up [m].
+
+    The directions are those of the mean momentum, or of the orbit at each particle's own place.
+    """
 
     s: np.ndarray
     u: np.ndarray
@@ -83,6 +87,14 @@ class LocalCoordinates:
     pw: np.ndarray
     energy: np.ndarray  #: [eV]
     weight: np.ndarray  #: of sum 1
+    place: float | None = None  #: path length of the centre [m], where the orbit is known
+    offset: float | None = None  #: distance of the centre from the orbit, to the left [m]
+
+    @property
+    def delta(self) -> np.ndarray:
+        """Relative deviation from the mean momentum."""
+        momentum = np.sqrt(self.ps**2 + self.pu**2 + self.pw**2)
+        return momentum / (self.weight @ momentum) - 1
 
 
 def frame_along(direction: np.ndarray) -> np.ndarray:

@@ -68,10 +68,18 @@ def _element(state: CheckState, reader: DeckReader, kind: Token, pools: dict[str
             _position(state, reader, token, kind.text, radius.number or 0.0 if radius else 0.0)
             if kind.text in ("quadrupole", "multipole") and len(done) == 3 and _order(kind.text, properties) != 1:
                 _grow(state, token, pools, 1, 4)
+                _set_element(state, (1, 1))
         if token.text == "properties" and kind.text == "thin_quadrupole":
             _grow(state, token, pools, 0, 32)
+            _set_element(state, (0, 1))
         if token.text == "properties" and kind.text == "discrete_free":
             _grow(state, token, pools, *(int(properties[name].number or 0) if name in properties else 0 for name in ("integer", "real")))
+
+
+def _set_element(state: CheckState, element: tuple[int, int]) -> None:
+    """Class and subtype of the element at the last boundary, as in latout.dat."""
+    if state.boundaries:
+        state.boundaries[-1].element = element
 
 
 def _position(state: CheckState, reader: DeckReader, token: Token, kind: str, r: float) -> None:

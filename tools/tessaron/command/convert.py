@@ -7,7 +7,7 @@ from __future__ import annotations
 
 from argparse import ArgumentParser, Namespace
 
-from .formats import OUT_FORMATS, TEXT_FORMATS
+from .common import OUT_FORMATS, TEXT_FORMATS
 
 
 def options(parser: ArgumentParser) -> None:

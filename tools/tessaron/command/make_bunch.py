@@ -6,7 +6,7 @@ from __future__ import annotations
 
 from argparse import ArgumentParser, Namespace
 
-from .formats import OUT_FORMATS
+from .common import OUT_FORMATS
 
 
 def options(parser: ArgumentParser) -> None:

@@ -7,6 +7,7 @@ deck's `reference_point_...` keys say otherwise; they are the deck's business an
 """
 from __future__ import annotations
 
+import warnings
 from pathlib import Path
 
 import numpy as np
@@ -35,12 +36,23 @@ def tokens_of(text: str) -> list[str]:
     return words
 
 
-def numbers_of(words: list[str]) -> np.ndarray:
-    """Numbers from words; exponents may be written with d or D."""
+def numbers_of(words: np.ndarray | list[str]) -> np.ndarray:
+    """Numbers from words; exponents may be written with d or D. What are numbers already stays."""
     try:
         return np.array(words, dtype=float)
     except ValueError:
         return np.array([float(word.replace("d", "e").replace("D", "e")) for word in words])
+
+
+def numbers_in(path: str | Path) -> np.ndarray | list[str]:
+    """All numbers of a file, or its words where not each of them is a plain number."""
+    text = Path(path).read_bytes()
+    with warnings.catch_warnings():
+        warnings.simplefilter("error", DeprecationWarning)  # how numpy tells that it did not read to the end
+        try:
+            return np.fromstring(text, sep=" ") if text.strip() else []
+        except (DeprecationWarning, ValueError):
+            return tokens_of(text.decode(errors="replace"))
 
 
 def guess_format(path: str | Path) -> str:
@@ -63,7 +75,7 @@ def read_bunch(path: str | Path, fmt: str | None = None, charge: float = 0.0) ->
     :param charge: total charge [C] for fmt0, which tells none, shared equally.
     """
     fmt = fmt or guess_format(path)
-    words = tokens_of(Path(path).read_text())
+    words = numbers_in(path)
     try:
         if fmt in ("fmt1", "fmt2"):
             return bunch_of_table(float(numbers_of(words[:1])[0]), _table(words[7:], 7), fmt)
@@ -106,12 +118,12 @@ def read_fmt3(path: str | Path) -> tuple[np.ndarray, np.ndarray]:
         z [m], z', path length ahead of particle 1 [m], relative energy deviation, q [C], three force components [eV/m],
         source flag, test flag.
     """
-    words = tokens_of(Path(path).read_text())
+    words = numbers_in(path)
     return numbers_of(words[:12]), _table(words[12:], 12)
 
 
-def _table(words: list[str], columns: int) -> np.ndarray:
-    if not words or len(words) % columns:
+def _table(words: np.ndarray | list[str], columns: int) -> np.ndarray:
+    if not len(words) or len(words) % columns:
         raise ValueError(f"{len(words)} numbers are no whole records of {columns}")
     return numbers_of(words).reshape(-1, columns)
 
@@ -169,4 +181,6 @@ def fmt3_bunch(header: np.ndarray, table: np.ndarray) -> Bunch:
     gamma0 = header[1]
     momentum = np.sqrt((gamma0 * (1 + energy)) ** 2 - 1) * REST_ENERGY
     forward = momentum / np.sqrt(1 + u_slope**2 + z_slope**2)
-    return from_absolute(header[0], np.array([s, u, z, forward, forward * u_slope, forward * z_slope]), charge)
+    bunch = from_absolute(header[0], np.array([s, u, z, forward, forward * u_slope, forward * z_slope]), charge)
+    bunch.on_orbit = True
+    return bunch

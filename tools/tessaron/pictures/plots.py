@@ -4,19 +4,24 @@ from __future__ import annotations
 import numpy as np
 from matplotlib.figure import Figure
 
-from ..beam import analyse
 from ..beam.bunch import Bunch, LocalCoordinates
-from ..files.outputs import Boundary, Grid, GreenFile, ParticleForce, Steps, design_orbit, direction_of
+from ..beam.orbit import coordinates
+from ..beam.slices import profile_of, slices_of
+from ..files.outputs import Boundary, Grid, GreenFile, ParticleForce, Steps, direction_of
 from .density import draw_cloud
+from .floor import floor_plan
 from .greenmesh import extent, mesh_lines, wavefront_zones
 from .style import INK, SECOND, THIRD, label, plt, save, some, unit_of
 
-__all__ = ["INK", "SECOND", "THIRD", "plt", "save", "unit_of"]
+__all__ = ["INK", "SECOND", "THIRD", "floor_plan", "plt", "save", "unit_of"]
 
 
-def phase_spaces(bunch: Bunch, title: str = "") -> Figure:
-    """Longitudinal phase space, both transverse ones, and the view from above, as densities."""
-    local = bunch.local()
+def phase_spaces(bunch: Bunch, orbit: list[Boundary] | None = None, title: str = "") -> Figure:
+    """Longitudinal phase space, both transverse ones, and the view from above, as densities.
+
+    :param orbit: the field boundaries, for coordinates about the design orbit; so in the other pictures of bunches.
+    """
+    local = coordinates(bunch, orbit)
     figure, axes = plt.subplots(2, 2, figsize=(9, 7))
     weight = local.weight
     draw_cloud(axes[0, 0], local.s, _energy_offset(local), weight, ("ahead", "m"), ("energy less its mean", "eV"))
@@ -27,16 +32,19 @@ def phase_spaces(bunch: Bunch, title: str = "") -> Figure:
     return figure
 
 
-def longitudinal(bunches: list[tuple[str, Bunch]], bins: int = 100) -> Figure:
-    """Longitudinal phase space above the current, one column per bunch."""
+def longitudinal(bunches: list[tuple], bins: int = 100) -> Figure:
+    """Longitudinal phase space above the current, one column per bunch.
+
+    :param bunches: name, bunch, and if wanted the field boundaries of its orbit.
+    """
     figure, axes = plt.subplots(2, len(bunches), figsize=(4.8 * len(bunches), 6.5), squeeze=False, sharex="col")
-    for (name, bunch), (top, bottom) in zip(bunches, axes.T):
-        local = bunch.local()
+    for (name, bunch, *orbit), (top, bottom) in zip(bunches, axes.T):
+        local = coordinates(bunch, *orbit)
         factor, unit = unit_of(local.s, "m")
         draw_cloud(top, local.s, _energy_offset(local), local.weight, ("", "m"), ("energy less its mean", "eV"))
         top.set_xlabel("")
         top.set_title(name)
-        edges, current = analyse.current_profile(bunch, bins)
+        edges, current = profile_of(local, float(np.abs(bunch.charge).sum()), bins)
         bottom.stairs(*_current(current, edges * factor, bottom), color=INK, fill=True, alpha=0.5)
         bottom.set_xlabel(label("ahead of the centre", unit))
     return figure
@@ -49,24 +57,32 @@ def _energy_offset(local: LocalCoordinates) -> np.ndarray:
     return offset if np.abs(offset).max() > 1e-13 * mean else np.zeros_like(offset)
 
 
-def slices(bunch: Bunch, count: int = 50, title: str = "") -> Figure:
-    """Current, slice energy spread and slice emittances along the bunch."""
-    table = analyse.slice_moments(bunch, count)
-    factor, unit = unit_of(table.s, "m")
-    figure, (top, middle, bottom) = plt.subplots(3, 1, figsize=(7, 8), sharex=True)
-    edges, current = analyse.current_profile(bunch, count, whole=True)
-    top.stairs(*_current(current, edges * factor, top), color=INK, fill=True, alpha=0.5)
-    spread_factor, spread_unit = unit_of(table.energy_spread, "eV")
-    middle.plot(table.s * factor, table.energy_spread * spread_factor, color=INK)
-    middle.set_ylabel(f"slice energy spread / {spread_unit}")
-    bottom.plot(table.s * factor, table.emittance_u * 1e6, color=INK, label="in the orbit plane")
-    bottom.plot(table.s * factor, table.emittance_w * 1e6, color=SECOND, ls="--", label="vertical")
-    bottom.set_ylabel("slice emittance, norm. / µm")
-    bottom.set_ylim(bottom=0)
-    bottom.set_xlabel(f"ahead of the centre / {unit}")
-    bottom.legend()
+def slices(bunch: Bunch, orbit: list[Boundary] | None = None, count: int = 50, title: str = "", equal: str = "length") -> Figure:
+    """Current, slice energy spread, slice emittances and slice centroid along the bunch."""
+    local, charge = coordinates(bunch, orbit), float(np.abs(bunch.charge).sum())
+    table = slices_of(local, charge, count, equal=equal)
+    figure, axes = plt.subplots(4, 1, figsize=(7, 9), sharex=True)
+    edges, current = profile_of(local, charge, count, whole=True)
+    factor, unit = unit_of(edges, "m")
+    axes[0].stairs(*_current(current, edges * factor, axes[0]), color=INK, fill=True, alpha=0.5)
+    _lines(axes[1], table.s * factor, "slice energy spread", "eV", [(table.energy_spread, "")])
+    _lines(axes[2], table.s * factor, "slice emittance, norm.", "m", [
+        (table.emittance_u, "in the orbit plane"), (table.emittance_u_free, "the same without dispersion"), (table.emittance_w, "vertical")])
+    axes[2].set_ylim(bottom=0)
+    _lines(axes[3], table.s * factor, "slice centre u", "m", [(table.centre_u, "")])
+    axes[-1].set_xlabel(label("ahead of the centre", unit))
     figure.suptitle(title or f"slices at c·t = {bunch.ct:.6g} m")
     return figure
+
+
+def _lines(axes: plt.Axes, x: np.ndarray, name: str, unit: str, curves: list[tuple[np.ndarray, str]], marker: str = "") -> None:
+    """Curves of one kind in one readable unit, told apart by dashes as well as by colour."""
+    factor, text = unit_of(np.concatenate([np.ravel(values) for values, _ in curves]), unit)
+    for (values, legend), colour, dashes in zip(curves, (INK, SECOND, THIRD), ("-", "--", ":")):
+        axes.plot(x, values * factor, color=colour, ls=dashes, marker=marker, ms=4, label=legend)
+    axes.set_ylabel(label(name, text))
+    if len(curves) > 1:
+        axes.legend()
 
 
 def force(forces: list[tuple[str, ParticleForce]], current: Grid | None = None, direction: float | None = None) -> Figure:
@@ -79,13 +95,13 @@ def force(forces: list[tuple[str, ParticleForce]], current: Grid | None = None, 
     places = [np.cos(angle) * item.dx + np.sin(angle) * item.dy for angle, (_, item) in zip(angles, forces)]
     factor, unit = unit_of(np.concatenate(places), "m")
     scale, scale_unit = unit_of(np.concatenate([item.along for _, item in forces]), "eV/m")
-    for (label, item), place, colour in zip(forces, places, [INK, SECOND, THIRD] * len(forces)):
+    for (name, item), place, colour in zip(forces, places, [INK, SECOND, THIRD] * len(forces)):
         order = np.argsort(place)
         if item.across is None:
-            axes.plot(place[order] * factor, item.along[order] * scale, color=colour, label=label)
+            axes.plot(place[order] * factor, item.along[order] * scale, color=colour, label=name)
         else:
-            axes.plot(place * factor, item.along * scale, ".", ms=3, color=colour, label=label + ", along")
-            axes.plot(place * factor, item.across * scale, "x", ms=3, color=THIRD, label=label + ", across")
+            axes.plot(place * factor, item.along * scale, ".", ms=3, color=colour, label=name + ", along")
+            axes.plot(place * factor, item.across * scale, "x", ms=3, color=THIRD, label=name + ", across")
     axes.set_xlabel(f"ahead of particle 1 / {unit}")
     axes.set_ylabel(f"force / ({scale_unit})")
     if current is not None:
@@ -118,34 +134,13 @@ def subbunch(table: np.ndarray) -> Figure:
     """Sizes of the sub-bunches against c*t, from a `subbunch` monitor."""
     figure, axes = plt.subplots(figsize=(8, 3.5))
     factor, unit = unit_of(table[:, 1:], "m")
-    for column, label in ((1, "along"), (2, "radial"), (3, "vertical")):
+    for column, text in ((1, "along"), (2, "radial"), (3, "vertical")):
         if np.any(table[:, column]):
-            axes.plot(table[:, 0], table[:, column] * factor, label=label)
+            axes.plot(table[:, 0], table[:, column] * factor, label=text)
     axes.set_xlabel("c·t / m")
     axes.set_ylabel(f"rms size of the sub-bunches / {unit}")
     if axes.lines:
         axes.legend()
-    return figure
-
-
-def floor_plan(boundaries: list[Boundary]) -> Figure:
-    """The lattice from above: field boundaries, bending sections, the design orbit."""
-    figure, axes = plt.subplots(figsize=(9, 3.6))
-    x, y = design_orbit(boundaries)
-    half = max(np.ptp(y) * 0.15, np.ptp(x) * 0.004, 1e-3)
-    for b in boundaries:
-        axes.plot([b.x + b.ny * half, b.x - b.ny * half], [b.y - b.nx * half, b.y + b.nx * half], color="0.4", lw=1)
-        if b.marker:
-            axes.annotate(b.marker, (b.x, b.y + half), rotation=60, fontsize=8, ha="left", va="bottom")
-    for first, b in zip(boundaries, boundaries[1:]):
-        if b.r:
-            xs = [first.x + first.ny * half, first.x - first.ny * half, b.x - b.ny * half, b.x + b.ny * half]
-            ys = [first.y - first.nx * half, first.y + first.nx * half, b.y + b.nx * half, b.y - b.nx * half]
-            axes.fill(xs, ys, color=SECOND if b.r > 0 else INK, alpha=0.25, lw=0)
-    axes.plot(x, y, color="k", lw=1.2)
-    axes.margins(0.03, 0.35)
-    axes.set_xlabel("x / m")
-    axes.set_ylabel("y / m (not to scale)")
     return figure
 
 
@@ -185,13 +180,15 @@ def steps(table: Steps) -> Figure:
     """Step size, integrated step error and force calls against c*t; duty stops as dots."""
     figure, (top, middle, bottom) = plt.subplots(3, 1, figsize=(8, 7), sharex=True)
     size = np.diff(table.ct)
-    top.step(table.ct[1:], size, where="pre", color=INK)
-    top.plot(table.ct[1:][table.duty[1:]], size[table.duty[1:]], "o", ms=3, color=SECOND, label="duty stops")
-    top.set_ylabel("step / m")
+    factor, unit = unit_of(size, "m")
+    top.step(table.ct[1:], size * factor, where="pre", color=INK)
+    top.plot(table.ct[1:][table.duty[1:]], size[table.duty[1:]] * factor, "o", ms=3, color=SECOND, label="duty stops")
+    top.set_ylabel(label("step", unit))
     if table.duty[1:].any():
         top.legend()
-    middle.plot(table.ct, table.error, color=INK)
-    middle.set_ylabel("integrated step error")
+    factor, unit = unit_of(table.error, "")
+    middle.plot(table.ct, table.error * factor, color=INK)
+    middle.set_ylabel(label("integrated step error", unit))
     names = ("projected", "csr_p_to_p", "csr_p_to_m", "csr_g_to_p", "csr_g_to_m")
     for name, calls in zip(names, table.calls):
         if calls.any():
@@ -204,19 +201,18 @@ def steps(table: Steps) -> Figure:
 
 
 def development(columns: dict[str, np.ndarray]) -> Figure:
-    """Loss of mean energy, length and emittances against c*t, from `analyse.series`."""
-    figure, (top, middle, bottom) = plt.subplots(3, 1, figsize=(8, 7.5), sharex=True)
-    for axes, name, label, unit in ((top, "loss", "mean energy loss", "eV"), (middle, "length", "rms length", "m")):
-        factor, text = unit_of(columns[name], unit)
-        axes.plot(columns["ct"], columns[name] * factor, ".-", color=INK)
-        axes.set_ylabel(f"{label} / {text}")
-    bottom.plot(columns["ct"], columns["emittance_u"] * 1e6, ".-", color=INK, label="in the orbit plane")
-    bottom.plot(columns["ct"], columns["emittance_w"] * 1e6, ".--", color=SECOND, label="vertical")
-    bottom.set_ylabel("norm. emittance / µm")
+    """Loss of mean energy, length and emittances along the orbit or against c*t, from `analyse.series_of`."""
+    figure, axes = plt.subplots(4, 1, figsize=(8, 9.5), sharex=True)
+    along = "place" if np.all(np.isfinite(columns["place"])) else "ct"
+    x = columns[along]
+    _lines(axes[0], x, "mean energy loss", "eV", [(columns["loss"], "")], ".")
+    _lines(axes[1], x, "rms length", "m", [(columns["length"], "")], ".")
+    _lines(axes[2], x, "norm. emittance", "m", [(columns["emittance_u"], "in the orbit plane"),
+                                                (columns["emittance_u_free"], "the same without dispersion"), (columns["emittance_w"], "vertical")], ".")
     if columns["emittance_u"].min() > 0 and columns["emittance_u"].max() > 20 * columns["emittance_u"].min():
-        bottom.set_yscale("log")  # inside a chicane the dispersion counts as emittance
-    bottom.set_xlabel("c·t / m")
-    bottom.legend()
+        axes[2].set_yscale("log")  # inside a chicane the dispersion counts as emittance
+    _lines(axes[3], x, "dispersion", "m", [(columns["dispersion"], "")], ".")
+    axes[-1].set_xlabel("s / m" if along == "place" else "c·t / m")
     return figure
 
 

@@ -13,6 +13,8 @@ from matplotlib.figure import Figure
 from . import plots, tables
 from ..beam import analyse
 from ..files import bunchfiles, outputs
+from ..files.outputs import Boundary
+from ..lattice.of_deck import on_orbit, orbit_beside
 from ..beam.bunch import Bunch
 from ..check.walk import walk_deck
 from ..check.state import CheckState, OutputFile
@@ -35,7 +37,7 @@ def write_report(folder: Path, page: Path | None = None, slices: int = 50) -> Pa
     content = Page(f"Run in {folder.resolve().name}")
     _overview(content, state, log)
     _troubles(content, state, log)
-    bunches = _bunches(content, state)
+    bunches = _bunches(content, state, folder)
     _tables(content, bunches, slices)
     content.section("Pictures")
     for title, draw in _pictures(state, bunches, slices):
@@ -136,9 +138,10 @@ def _existing(state: CheckState) -> list[Path]:
     return [path for output in state.outputs for path in files_of(state, output)]
 
 
-def _bunches(content: Page, state: CheckState) -> list[tuple[str, Bunch]]:
-    """All bunches that monitors wrote, in the order of c*t; fmt0 tells no time and is left out."""
-    found: list[tuple[str, Bunch]] = []
+def _bunches(content: Page, state: CheckState, folder: Path) -> list[tuple[str, Bunch, list[Boundary] | None]]:
+    """All bunches that monitors wrote, in the order of c*t, each with its orbit; fmt0 tells no time and is left out."""
+    found: list[tuple[str, Bunch, list[Boundary] | None]] = []
+    orbit = orbit_beside(folder / "tessar.in")
     failed: list[list[str]] = []
     for output in dict.fromkeys(state.outputs):
         if output.kind != "bunch" or output.fmt not in ("fmt1", "fmt2", "fmt3"):
@@ -147,7 +150,7 @@ def _bunches(content: Page, state: CheckState) -> list[tuple[str, Bunch]]:
         chosen = sorted({int(k) for k in np.linspace(0, len(paths) - 1, min(len(paths), MOST_BUNCHES))}) if paths else []
         for path in (paths[k] for k in chosen):
             try:
-                found.append((path.name, bunchfiles.read_bunch(path, output.fmt)))
+                found.append((path.name, *on_orbit(bunchfiles.read_bunch(path, output.fmt), orbit)))
             except (OSError, ValueError) as error:
                 failed.append([path.name, str(error)])
     if failed:
@@ -155,20 +158,24 @@ def _bunches(content: Page, state: CheckState) -> list[tuple[str, Bunch]]:
     return sorted(found, key=lambda item: item[1].ct)
 
 
-def _tables(content: Page, bunches: list[tuple[str, Bunch]], slices: int) -> None:
+def _tables(content: Page, bunches: list[tuple[str, Bunch, list[Boundary] | None]], slices: int) -> None:
     content.section("Bunch")
     if not bunches:
         content.text("No monitor wrote a whole bunch with its time.")
         return
     ends = [bunches[0], bunches[-1]] if len(bunches) > 1 else bunches
-    for name, bunch in ends:
-        content.pairs(f"{name}, c·t = {bunch.ct:.6g} m", tables.summary_rows(analyse.plain(analyse.summary(bunch, slices))))
+    for name, bunch, orbit in ends:
+        content.pairs(f"{name}, c·t = {bunch.ct:.6g} m", tables.summary_rows(analyse.plain(analyse.summary(bunch, slices, orbit))))
     if len(bunches) > 1:
-        columns = analyse.series([bunch for _, bunch in bunches])
+        columns = _series(bunches)
         content.table("Development of the bunch", *tables.column_table(columns, "series"))
 
 
-def _pictures(state: CheckState, bunches: list[tuple[str, Bunch]], slices: int) -> list[tuple[str, Callable[[], Figure]]]:
+def _series(bunches: list[tuple[str, Bunch, list[Boundary] | None]]) -> dict[str, np.ndarray]:
+    return analyse.series_of([analyse.summary(bunch, orbit=orbit) for _, bunch, orbit in bunches])
+
+
+def _pictures(state: CheckState, bunches: list[tuple[str, Bunch, list[Boundary] | None]], slices: int) -> list[tuple[str, Callable[[], Figure]]]:
     """Titles, and how to draw each picture."""
     entries: list[tuple[str, Callable[[], Figure]]] = []
     latout = state.output_path("latout.dat")
@@ -177,10 +184,10 @@ def _pictures(state: CheckState, bunches: list[tuple[str, Bunch]], slices: int) 
     if bunches:
         ends = [bunches[0], bunches[-1]] if len(bunches) > 1 else bunches
         entries.append(("Longitudinal phase space and current", lambda: plots.longitudinal(ends, 2 * slices)))
-        entries.append((f"Phase spaces of {ends[-1][0]}", lambda: plots.phase_spaces(ends[-1][1], ends[-1][0])))
-        entries.append((f"Slices of {ends[-1][0]}", lambda: plots.slices(ends[-1][1], slices, ends[-1][0])))
+        entries.append((f"Phase spaces of {ends[-1][0]}", lambda: plots.phase_spaces(*ends[-1][1:], ends[-1][0])))
+        entries.append((f"Slices of {ends[-1][0]}", lambda: plots.slices(*ends[-1][1:], slices, ends[-1][0])))
     if len(bunches) > 2:
-        entries.append(("Energy loss, length and emittance against c·t", lambda: plots.development(analyse.series([b for _, b in bunches]))))
+        entries.append(("Energy loss, length and emittance against c·t", lambda: plots.development(_series(bunches))))
     entries += _force_pictures(state)
     for output in state.outputs:
         for path in _with_content(output, files_of(state, output))[-1:]:

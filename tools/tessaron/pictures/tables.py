@@ -1,6 +1,8 @@
 """Results of `analyse` as text tables with units."""
 from __future__ import annotations
 
+from ..constants import SPEED_OF_LIGHT
+
 _ROWS = (
     ("c*t", "ct", 1, "m"), ("particles", "particles", 1, ""), ("charge", "charge", 1e9, "nC"), ("mean energy", "energy", 1e-6, "MeV"),
     ("energy spread", "energy_spread", 1e-3, "keV"), ("  about a cubic chirp", "energy_spread_uncorrelated", 1e-3, "keV"),
@@ -8,18 +10,24 @@ _ROWS = (
 )
 _PLANE_ROWS = (
     ("rms size", "size", 1e6, "um"), ("rms angle", "angle", 1e6, "urad"), ("norm. emittance", "emittance", 1e6, "um"),
-    ("beta", "beta", 1, "m"), ("alpha", "alpha", 1, ""), ("dispersion", "dispersion", 1e3, "mm"),
+    ("  without dispersion", "emittance_free", 1e6, "um"), ("beta", "beta", 1, "m"), ("alpha", "alpha", 1, ""),
+    ("dispersion", "dispersion", 1e3, "mm"), ("slope of the dispersion", "dispersion_slope", 1e3, "mrad"),
 )
-_SERIES = (("c*t [m]", "ct", 1), ("energy [MeV]", "energy", 1e-6), ("loss [keV]", "loss", 1e-3), ("spread [keV]", "energy_spread", 1e-3),
-           ("length [um]", "length", 1e6), ("emitt. u [um]", "emittance_u", 1e6), ("emitt. w [um]", "emittance_w", 1e6))
+_SERIES = (("c*t [m]", "ct", 1), ("s [m]", "place", 1), ("energy [MeV]", "energy", 1e-6), ("loss [keV]", "loss", 1e-3), ("spread [keV]", "energy_spread", 1e-3),
+           ("length [um]", "length", 1e6), ("emitt. u [um]", "emittance_u", 1e6), ("u, no disp. [um]", "emittance_u_free", 1e6),
+           ("emitt. w [um]", "emittance_w", 1e6), ("disp. [mm]", "dispersion", 1e3))
 _SLICES = (("ahead [um]", "s", 1e6), ("current [A]", "current", 1), ("energy [MeV]", "energy", 1e-6),
-           ("spread [keV]", "energy_spread", 1e-3), ("emitt. u [um]", "emittance_u", 1e6), ("emitt. w [um]", "emittance_w", 1e6),
-           ("particles", "particles", 1))
+           ("spread [keV]", "energy_spread", 1e-3), ("emitt. u [um]", "emittance_u", 1e6), ("u, no disp. [um]", "emittance_u_free", 1e6),
+           ("emitt. w [um]", "emittance_w", 1e6), ("centre u [um]", "centre_u", 1e6), ("angle u [urad]", "angle_u", 1e6), ("particles", "particles", 1))
 
 
 def summary_rows(entry: dict) -> list[tuple[str, str, str]]:
     """(name, value, unit) of all numbers of one bunch summary."""
     rows = [(name, f"{entry[key] * factor:.6g}", unit) for name, key, factor, unit in _ROWS]
+    rows[-1] = (rows[-1][0], rows[-1][1], f"A, in bins of {entry['current_bin'] * 1e6:.4g} um: up to {0.5e-12 * SPEED_OF_LIGHT / entry['current_bin']:.3g} THz")
+    rows.append(("coordinates along", "the orbit" if entry["frame"] == "orbit" else "the mean momentum", ""))
+    if entry["place"] is not None:
+        rows += [("path length of the centre", f"{entry['place']:.7g}", "m"), ("centre beside the orbit", f"{entry['offset'] * 1e6:.6g}", "um")]
     rows.append(("centre x, y, z", ", ".join(f"{value:.6g}" for value in entry["position"]), "m"))
     for plane, label in (("horizontal", "in the orbit plane"), ("vertical", "vertical")):
         rows += [(f"{name}, {label}", f"{entry[plane][key] * factor:.6g}", unit) for name, key, factor, unit in _PLANE_ROWS]
@@ -29,7 +37,7 @@ def summary_rows(entry: dict) -> list[tuple[str, str, str]]:
 def column_table(columns: dict, kind: str) -> tuple[list[str], list[list[str]]]:
     """Heads and rows of a table of columns; `kind` is "series" or "slices"."""
     chosen = _SERIES if kind == "series" else _SLICES
-    rows = zip(*([f"{value * factor:.7g}" for value in columns[key]] for _, key, factor in chosen))
+    rows = zip(*(["-" if value is None or value != value else f"{value * factor:.7g}" for value in columns[key]] for _, key, factor in chosen))
     return [head for head, _, _ in chosen], [list(row) for row in rows]
 
 
@@ -55,8 +63,8 @@ def analysis_text(result: dict) -> str:
 
 
 def _lines(rows: list[tuple[str, str, str]]) -> str:
-    return "\n".join(f"  {name:36s} {value:>16s} {unit}" for name, value, unit in rows) + "\n"
+    return "\n".join(f"  {name:36s} {value:>20s} {unit}" for name, value, unit in rows) + "\n"
 
 
 def _grid(heads: list[str], rows: list[list[str]]) -> str:
-    return "\n".join("".join(f"{cell:>15s}" for cell in row) for row in [heads, *rows]) + "\n"
+    return "\n".join("".join(f"{cell:>17s}" for cell in row) for row in [heads, *rows]) + "\n"
