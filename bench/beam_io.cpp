@@ -7,12 +7,12 @@
 #include <random>
 #include <string>
 
-#include "beam/monitors.hpp"
+#include "beam/bunch_record_owner.hpp"
 #include "beam/particles.hpp"
-#include "beam/ptlcom_owner.hpp"
 #include "common/console.hpp"
+#include "monitors/monitors.hpp"
 #include "run/deck.hpp"
-#include "run/filetab.hpp"
+#include "run/file_table.hpp"
 
 namespace tessaron {
 namespace {

@@ -7,12 +7,12 @@
 #include <random>
 #include <vector>
 
-#include "beam/ptlcom_owner.hpp"
-#include "forces/force3_boxes.hpp"
+#include "beam/bunch_record_owner.hpp"
 #include "forces/force_settings_owner.hpp"
-#include "forces/green_sources.hpp"
+#include "forces/green/boxes.hpp"
+#include "forces/green/sources.hpp"
 #include "forces/models.hpp"
-#include "lattice/latcom_owner.hpp"
+#include "lattice/lattice_record_owner.hpp"
 
 namespace tessaron {
 namespace {

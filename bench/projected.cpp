@@ -4,12 +4,12 @@
 #include <memory>
 #include <random>
 
-#include "beam/ptlcom_owner.hpp"
-#include "forces/csr.hpp"
+#include "beam/bunch_record_owner.hpp"
 #include "forces/force_settings_owner.hpp"
-#include "forces/line_current.hpp"
 #include "forces/models.hpp"
-#include "lattice/latcom_owner.hpp"
+#include "forces/projected/kernel/kernel.hpp"
+#include "forces/projected/line_current.hpp"
+#include "lattice/lattice_record_owner.hpp"
 
 // One evaluation of the projected force for a Gaussian bunch of 300000 particles, 20 um long, 5 GeV, on the
 // last arc of a chicane: arcs of 0.5 m with a radius of 10.35 m, straights of 5 m, 1 m and 5 m between them.

@@ -5,9 +5,9 @@
 #include <cmath>
 #include <memory>
 
-#include "beam/ptlcom_owner.hpp"
-#include "lattice/latcom_owner.hpp"
-#include "tracking/pusher.hpp"
+#include "beam/bunch_record_owner.hpp"
+#include "lattice/lattice_record_owner.hpp"
+#include "motion/pusher.hpp"
 
 namespace tessaron {
 namespace {

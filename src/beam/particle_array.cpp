@@ -2,11 +2,11 @@
 #include <cstdint>
 #include <span>
 
+#include "beam/bunch_record_owner.hpp"
 #include "beam/particles.hpp"
-#include "beam/ptlcom_owner.hpp"
 #include "common/freeform.hpp"
 #include "run/deck.hpp"
-#include "run/msgout.hpp"
+#include "run/line_writer.hpp"
 
 namespace tessaron {
 

@@ -4,10 +4,10 @@
 #include <string_view>
 
 #include "beam/bunch_frame.hpp"
-#include "beam/ptlcom_owner.hpp"
+#include "beam/bunch_record_owner.hpp"
 #include "common/freeform.hpp"
 #include "run/deck.hpp"
-#include "run/msgout.hpp"
+#include "run/line_writer.hpp"
 
 namespace tessaron {
 

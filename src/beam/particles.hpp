@@ -1,5 +1,5 @@
 #pragma once
-#include "beam/ptlcom.hpp"
+#include "beam/bunch_record.hpp"
 #include "common/text.hpp"
 
 namespace tessaron {

@@ -5,16 +5,16 @@
 #include <cmath>
 
 #include "common/constants.hpp"
-#include "field/closest.hpp"
-#include "field/expansion.hpp"
-#include "field/fzint.hpp"
-#include "field/limits.hpp"
-#include "field/mesh.hpp"
-#include "field/mirror.hpp"
-#include "field/pole.hpp"
-#include "field/profile.hpp"
-#include "field/quadrature.hpp"
+#include "field/images/mirror.hpp"
+#include "field/integral/expansion.hpp"
+#include "field/integral/mesh.hpp"
+#include "field/integral/quadrature.hpp"
+#include "field/path/closest_point.hpp"
+#include "field/path/retarded_limits.hpp"
 #include "field/settings.hpp"
+#include "field/source/pole_field.hpp"
+#include "field/source/profile.hpp"
+#include "field/source_field.hpp"
 
 namespace tessaron {
 

@@ -2,10 +2,10 @@
 #include <string_view>
 
 #include "common/freeform.hpp"
-#include "forces/force_files.hpp"
+#include "forces/block_files.hpp"
 #include "forces/force_settings_owner.hpp"
 #include "run/block_values.hpp"
-#include "run/msgout.hpp"
+#include "run/line_writer.hpp"
 
 namespace tessaron {
 

@@ -1,7 +1,7 @@
 #pragma once
-#include "beam/ptlcom.hpp"
+#include "beam/bunch_record.hpp"
+#include "beam/force_table.hpp"
 #include "forces/force_settings.hpp"
-#include "forces/force_table.hpp"
 
 namespace tessaron {
 

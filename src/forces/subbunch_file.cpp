@@ -1,9 +1,9 @@
 #include <array>
 
-#include "forces/force_files.hpp"
+#include "forces/block_files.hpp"
 #include "forces/force_settings_owner.hpp"
 #include "run/data_file.hpp"
-#include "run/msgout.hpp"
+#include "run/line_writer.hpp"
 
 namespace tessaron {
 

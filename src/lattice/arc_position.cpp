@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "lattice/latcom.hpp"
+#include "lattice/lattice_record.hpp"
 
 namespace tessaron {
 

@@ -1,10 +1,10 @@
 #include <array>
 
 #include "common/freeform.hpp"
-#include "lattice/latcom_owner.hpp"
-#include "lattice/lattice.hpp"
+#include "lattice/lattice_definition.hpp"
+#include "lattice/lattice_record_owner.hpp"
 #include "run/deck.hpp"
-#include "run/msgout.hpp"
+#include "run/line_writer.hpp"
 
 namespace tessaron {
 

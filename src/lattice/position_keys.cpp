@@ -1,8 +1,8 @@
 #include "common/freeform.hpp"
 #include "common/undefined.hpp"
-#include "lattice/lattice.hpp"
+#include "lattice/lattice_definition.hpp"
 #include "run/deck.hpp"
-#include "run/msgout.hpp"
+#include "run/line_writer.hpp"
 
 namespace tessaron {
 

@@ -4,8 +4,8 @@
 
 #include "common/freeform.hpp"
 #include "common/undefined.hpp"
-#include "run/filetab.hpp"
-#include "run/msgout.hpp"
+#include "run/file_table.hpp"
+#include "run/line_writer.hpp"
 
 namespace tessaron {
 

@@ -7,7 +7,7 @@
 #include <cstring>
 
 #include "common/freeform.hpp"
-#include "run/filetab.hpp"
+#include "run/file_table.hpp"
 #include "run/progress.hpp"
 
 namespace tessaron {

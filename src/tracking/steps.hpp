@@ -1,7 +1,7 @@
 #pragma once
 #include <cstdint>
 
-#include "beam/ptlcom.hpp"
+#include "beam/bunch_record.hpp"
 
 namespace tessaron {
 

@@ -1,6 +1,6 @@
 #include "run/data_file.hpp"
-#include "run/msgout.hpp"
-#include "tracking/trkcom_owner.hpp"
+#include "run/line_writer.hpp"
+#include "tracking/tracking_record_owner.hpp"
 
 namespace tessaron {
 

@@ -2,8 +2,8 @@
 
 #include <cmath>
 
-#include "beam_fixture.hpp"
 #include "common/constants.hpp"
+#include "support/beam_fixture.hpp"
 
 namespace tessaron::test {
 namespace {

@@ -3,12 +3,12 @@
 #include <gtest/gtest.h>
 
 #include "common/constants.hpp"
-#include "field/closest.hpp"
-#include "field/expansion.hpp"
-#include "field/mesh.hpp"
-#include "field/pole.hpp"
-#include "field/quadrature.hpp"
+#include "field/integral/expansion.hpp"
+#include "field/integral/mesh.hpp"
+#include "field/integral/quadrature.hpp"
+#include "field/path/closest_point.hpp"
 #include "field/settings.hpp"
+#include "field/source/pole_field.hpp"
 #include "testpaths.hpp"
 
 namespace tessaron::test {

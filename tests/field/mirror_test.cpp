@@ -1,16 +1,16 @@
 // Mirror charges: what sees only the straight entrance by the shortcut and by full evaluation, taper and
 // signs.
 
-#include "field/mirror.hpp"
+#include "field/images/mirror.hpp"
 
 #include <gtest/gtest.h>
 
 #include "common/constants.hpp"
-#include "field/closest.hpp"
-#include "field/fzint.hpp"
-#include "field/profile.hpp"
-#include "field/quadrature.hpp"
+#include "field/integral/quadrature.hpp"
+#include "field/path/closest_point.hpp"
 #include "field/settings.hpp"
+#include "field/source/profile.hpp"
+#include "field/source_field.hpp"
 #include "testpaths.hpp"
 
 namespace tessaron::test {

@@ -1,10 +1,10 @@
 // The reference path: its query against an orbit laid out by hand, its two ways, its frame and its arcs.
 
-#include "field/path.hpp"
+#include "field/path/path.hpp"
 
 #include <gtest/gtest.h>
 
-#include "field/path_query.hpp"
+#include "field/path/path_query.hpp"
 #include "field/settings.hpp"
 #include "testpaths.hpp"
 

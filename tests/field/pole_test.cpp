@@ -1,12 +1,12 @@
 // The transverse models: special functions against their closed forms, averages against Gauss's law.
 
-#include "field/pole.hpp"
+#include "field/source/pole_field.hpp"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
 
-#include "field/gaussfunctions.hpp"
+#include "field/source/gauss_functions.hpp"
 
 namespace tessaron {
 namespace {

@@ -6,13 +6,13 @@
 #include <cmath>
 #include <ostream>
 
-#include "beam/ptlcom_owner.hpp"
+#include "beam/bunch_record_owner.hpp"
 #include "common/undefined.hpp"
 #include "field/ffield.hpp"
-#include "field/path.hpp"
-#include "field/quadrature.hpp"
+#include "field/integral/quadrature.hpp"
+#include "field/path/path.hpp"
 #include "field/testpaths.hpp"
-#include "lattice/lattice.hpp"
+#include "lattice/lattice_definition.hpp"
 #include "support/retarded_line.hpp"
 
 namespace tessaron {

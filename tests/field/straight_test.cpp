@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "field/quadrature.hpp"
+#include "field/integral/quadrature.hpp"
 #include "testpaths.hpp"
 
 namespace tessaron::test {

@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "field/ffield.hpp"
-#include "field/path.hpp"
-#include "field/path_build.hpp"
+#include "field/path/path.hpp"
+#include "field/path/path_build.hpp"
 #include "field/slots.hpp"
 
 namespace tessaron::test {

@@ -1,4 +1,4 @@
-#include "forces/force3_boxes.hpp"
+#include "forces/green/boxes.hpp"
 
 #include "forces/field_settings.hpp"
 #include "forces/models_fixture.hpp"

@@ -1,7 +1,7 @@
+#include "beam/bunch_record_owner.hpp"
 #include "beam/particles.hpp"
-#include "beam/ptlcom_owner.hpp"
+#include "forces/force_dispatch.hpp"
 #include "forces/force_settings_owner.hpp"
-#include "forces/forcei.hpp"
 #include "support/capture.hpp"
 
 namespace tessaron::test {

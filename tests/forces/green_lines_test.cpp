@@ -1,4 +1,4 @@
-#include "forces/green_lines.hpp"
+#include "forces/green/mesh/lines.hpp"
 
 #include "forces/green_fixture.hpp"
 

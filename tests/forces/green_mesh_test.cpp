@@ -1,8 +1,8 @@
-#include "forces/green_mesh.hpp"
+#include "forces/green/mesh/mesh.hpp"
 
+#include "forces/green/mesh/lookup.hpp"
+#include "forces/green/sources.hpp"
 #include "forces/green_fixture.hpp"
-#include "forces/green_lookup.hpp"
-#include "forces/green_sources.hpp"
 
 namespace tessaron {
 namespace {

@@ -1,4 +1,4 @@
-#include "forces/green_polygon.hpp"
+#include "forces/green/polygon.hpp"
 
 #include "forces/green_fixture.hpp"
 

@@ -7,7 +7,7 @@
 
 #include "common/console.hpp"
 #include "forces/models_fixture.hpp"
-#include "run/pg.hpp"
+#include "group/process_group.hpp"
 
 /// A process group of two for the models: a forked worker at the other end of a socket. Without one it is the
 /// group of one process that all other tests here run in.

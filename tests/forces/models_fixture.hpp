@@ -5,11 +5,11 @@
 #include <tuple>
 #include <vector>
 
-#include "beam/ptlcom_owner.hpp"
-#include "forces/force3_green.hpp"
+#include "beam/bunch_record_owner.hpp"
 #include "forces/force_settings_owner.hpp"
+#include "forces/green/evaluation.hpp"
 #include "forces/models.hpp"
-#include "lattice/latcom_owner.hpp"
+#include "lattice/lattice_record_owner.hpp"
 #include "support/capture.hpp"
 
 namespace tessaron::test {

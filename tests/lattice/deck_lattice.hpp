@@ -6,10 +6,10 @@
 #include <string_view>
 
 #include "common/freeform.hpp"
-#include "lattice/latcom_owner.hpp"
-#include "lattice/lattice.hpp"
+#include "lattice/lattice_definition.hpp"
+#include "lattice/lattice_record_owner.hpp"
 #include "run/deck.hpp"
-#include "run/filetab.hpp"
+#include "run/file_table.hpp"
 #include "support/capture.hpp"
 
 namespace tessaron::test {

@@ -1,4 +1,4 @@
-#include "lattice/field.hpp"
+#include "lattice/magnet_field.hpp"
 
 #include <gtest/gtest.h>
 
@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "beam/ptlcom_owner.hpp"
+#include "beam/bunch_record_owner.hpp"
 #include "lattice/deck_lattice.hpp"
 
 using namespace tessaron;

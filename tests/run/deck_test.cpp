@@ -7,7 +7,7 @@
 #include <string>
 
 #include "common/undefined.hpp"
-#include "run/filetab.hpp"
+#include "run/file_table.hpp"
 #include "support/capture.hpp"
 
 using namespace tessaron;

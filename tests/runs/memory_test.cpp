@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "run/tessar.hpp"
+#include "driver/driver.hpp"
 #include "support/capture.hpp"
 #include "support/run_program.hpp"
 #include "support/whole_deck.hpp"

@@ -3,7 +3,7 @@
 #include <array>
 #include <cmath>
 
-#include "lattice/latcom_owner.hpp"
+#include "lattice/lattice_record_owner.hpp"
 
 namespace tessaron::test {
 

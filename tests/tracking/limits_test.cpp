@@ -6,10 +6,10 @@
 #include <string>
 #include <vector>
 
-#include "beam/ptlcom_owner.hpp"
+#include "beam/bunch_record_owner.hpp"
 #include "lattice/deck_lattice.hpp"
-#include "tracking/pusher.hpp"
-#include "tracking/runge_kutta.hpp"
+#include "motion/pusher.hpp"
+#include "motion/runge_kutta.hpp"
 
 using namespace tessaron;
 using test::console_of;

@@ -5,13 +5,13 @@
 #include <string>
 #include <vector>
 
+#include "beam/bunch_record_owner.hpp"
 #include "beam/particles.hpp"
-#include "beam/ptlcom_owner.hpp"
 #include "forces/force_settings_owner.hpp"
-#include "lattice/latcom_owner.hpp"
+#include "lattice/lattice_record_owner.hpp"
 #include "support/capture.hpp"
 #include "tracking/steps.hpp"
-#include "tracking/trkcom_owner.hpp"
+#include "tracking/tracking_record_owner.hpp"
 
 namespace tessaron::test {
 

@@ -50,10 +50,10 @@ def test_commands_elements_and_particle_keys():
     def compared(name: str, variable: str) -> set[str]:
         return set(re.findall(rf'\b{variable} == "(\w+)"', text_of(ROOT / "src" / name)))
 
-    driver = text_of(ROOT / "src/run/tessar.cpp")
+    driver = text_of(ROOT / "src/driver/command_loop.cpp")
     table = driver[driver.index("layer_commands"):]
     assert tuple(re.findall(r'\{"(\w+)", \w+', table[:table.index("});")])) == keys.COMMANDS
-    assert compared("lattice/lattice.cpp", "token") == set(keys.ELEMENTS)
+    assert compared("lattice/lattice_block.cpp", "token") == set(keys.ELEMENTS)
     assert compared("beam/particles.cpp", "key") == set(keys.PARTICLES)
     words = set(keys.PARTICLES["format"].words) | set(keys.PARTICLES["reference_momentum"].words)
     assert compared("beam/particles.cpp", "token") == words

@@ -1,9 +1,0 @@
-#pragma once
-#include "beam/ptlcom.hpp"
-
-namespace tessaron {
-
-/// The bunch as its writers see it: particle input, preparation of a run, step loop, process group.
-extern ParticleRecord ptlcom_store;
-
-}  // namespace tessaron

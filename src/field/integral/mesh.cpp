@@ -1,0 +1,236 @@
+#include "field/integral/mesh.hpp"
+
+#include <algorithm>
+#include <cmath>
+
+#include "common/console.hpp"
+#include "common/constants.hpp"
+#include "common/freeform.hpp"
+#include "common/sort2.hpp"
+#include "field/integral/expansion.hpp"
+#include "field/path/closest_point.hpp"
+#include "field/path/retarded_limits.hpp"
+#include "field/settings.hpp"
+
+namespace tessaron {
+
+namespace {
+
+MeshRecord record;
+
+constexpr double c = speed_of_light;
+constexpr double kink_width = 1.0000000000000002e-14;  // of a cut around a kink, relative to s
+
+/// What the steps are chosen by, at a point of the path. Times are c t.
+struct Trial {
+  double s;
+  const PathStretch* stretch;
+  double distance;  // R
+  double f;         // bunch time seen from s [m]
+  double slope;     // df/ds < 0
+};
+
+struct Observation {
+  const PathRecord& path;
+  Vec3 r0;
+  double ct0;
+  double inv_beta;
+  double ct_per_s;  // of the path's clock
+  double sigma;     // rms duration of the bunch [m]
+
+  Trial at(double s) const {
+    const PathStretch& stretch = path.stretch[path_stretch(path, s)];
+    const PlanePoint p = plane_point(stretch, s);
+    const double dx = r0.x - p.x, dy = r0.y - p.y;
+    const double distance = std::sqrt(dx * dx + dy * dy + (r0.z * r0.z + 1e-300));
+    return {s, &stretch, distance, ct0 - s * ct_per_s - distance,
+            (p.ex * dx + p.ey * dy) / distance - inv_beta};
+  }
+};
+
+/// The intervals that the mesh covers, by their ends.
+struct Intervals {
+  static constexpr int capacity = 100;
+  int n = 0;
+  Table<double, capacity> lo, hi;
+  Table<bool, capacity> active;
+
+  void add(double a, double b) {
+    if (n == capacity) return;  // three cuts make four intervals at most
+    ++n;
+    lo[n] = a, hi[n] = b, active[n] = true;
+  }
+
+  void cut(double a, double b) {
+    const int before = n;
+    for (int i = 1; i <= before; ++i) {
+      if (!active[i] || !(lo[i] < b && a < hi[i])) continue;
+      if (a <= lo[i] && hi[i] <= b) {
+        active[i] = false;
+      } else if (a <= lo[i]) {
+        lo[i] = b;
+      } else if (hi[i] <= b) {
+        hi[i] = a;
+      } else {
+        const double upper_end = hi[i];
+        hi[i] = a;
+        add(b, upper_end);
+      }
+    }
+  }
+
+  void compact_and_sort() {
+    int kept = 0;
+    for (int i = 1; i <= n; ++i) {
+      if (!active[i]) continue;
+      ++kept;
+      lo[kept] = lo[i], hi[kept] = hi[i];
+    }
+    n = kept;
+    if (n > 1) sort2(n, &lo[1], &hi[1]);
+  }
+};
+
+/// The range s1..s2 without the kinks at the ends of the subtraction and without the near interval. `scale`
+/// is the length below which nothing happens.
+void find_intervals(const ExpansionRecord& x, Intervals& list, double& scale) {
+  list.n = 0;
+  list.add(limits.s1, limits.s2);
+  scale = x.d;
+  if (x.pole) {
+    for (const double s : {x.s_p, x.s_e}) {
+      const double width = kink_width * std::abs(s);
+      list.cut(s - width, s + width);
+    }
+  }
+  if (x.near) {
+    list.cut(x.n1, x.n2);
+    const double half = (x.n2 - x.n1) / 2;
+    scale = std::sqrt(half * half + x.d * x.d);
+  }
+  list.compact_and_sort();
+}
+
+int cut_to_integer(double value) {
+  return value >= -1e9 && value <= 1e9 ? static_cast<int>(value) : 1000000000;
+}
+
+/// The longest step: what the rest of the table can take, and no shorter than a few walking steps.
+double step_cap(const Intervals& list, double scale) {
+  const double length = list.hi[list.n] - list.lo[1];
+  const double doublings = std::log(length / std::max(scale, 1e-200) + 1) / 0.69314718055994529;
+  const double reserve =
+      2.0 * list.n + cut_to_integer(2 * field_settings.xnsigt) + 2.0 * cut_to_integer(doublings) + 23;
+  if (reserve >= maxpnt) {
+    console_line("ipp.ge.maxpnt");
+    console_line(FreeForm("ipp,maxpnt=", static_cast<std::int64_t>(reserve), maxpnt).items());
+    fatal_stop();
+  }
+  return std::max(4 * field_settings.sstpma, length / (maxpnt - reserve));
+}
+
+void append(double s) {
+  if (record.ipnt == maxpnt) {
+    console_line("ipnt.gt.maxpnt");
+    console_line(FreeForm("ipnt,maxpnt=", record.ipnt + 1, maxpnt).items());
+    fatal_stop();
+  }
+  ++record.ipnt;
+  record.point[record.ipnt] = s;
+  record.integrate[record.ipnt] = false;
+}
+
+/// A place where the path changes between curved and straight: `low` and `high` lie on its two sides.
+struct Corner {
+  bool found = false;
+  double low = 0, high = 0;
+};
+
+/// The corner that a walk from s down to `next` in steps of `stride` meets first.
+Corner find_corner(const Observation& observation, const Trial& from, double next, double stride) {
+  const PathRecord& path = observation.path;
+  // Below `change` the curve is of the other kind; a walk can only stop in the step that passes it.
+  const bool curved = from.stretch->kappa != 0;
+  const double change = from.stretch->same_from;
+  if (!(change >= next)) return {};
+  double y = from.s;
+  const double steps_ahead = (from.s - change) / stride;
+  if (steps_ahead > 1e4) y -= (std::floor(steps_ahead) - 1) * stride;  // all of them on the same curve
+  for (int step = 0; y > next && path_curved(path, y) == curved; ++step) {
+    y = step < 100000 && y - stride < y ? std::max(y - stride, next) : next;
+  }
+  if (path_curved(path, y) == curved) return {};
+
+  const double resolution = std::max(
+      field_settings.rintmi, field_settings.relacc * std::min(from.distance, observation.at(y).distance));
+  double low = y, high = from.s;
+  while (high - low > resolution) {
+    const double middle = 0.5 * (low + high);
+    if (!(low < middle && middle < high)) break;
+    (path_curved(path, middle) == curved ? high : low) = middle;
+  }
+  return {true, low, high};
+}
+
+/// The next point of the walk, by the scales at s; `trial` comes out as the evaluation there.
+double next_point(const Observation& observation, const Trial& at, double lo, double cap, Trial& trial) {
+  const ExpansionRecord& x = expansion;
+  const double s = at.s;
+  double next = lo;
+  if (s >= field_settings.slow && s - cap >= lo) next = std::max(next, s - cap);
+  if (s < x.s_c) {
+    next = std::max(next, s - at.distance);
+  } else if (s > x.s_c) {
+    next = std::max(next, s - at.distance * at.distance / (2 * (s - x.s_c)));
+  }
+  if (at.slope < 0) next = std::max(next, s + observation.sigma / at.slope);
+  trial = observation.at(next);
+  // A step over which the bunch time changes by more than sigmat is shortened in proportion.
+  while (trial.f - at.f > 1.1 * observation.sigma) {
+    const double shorter = std::max(next, s + (next - s) * observation.sigma / (trial.f - at.f));
+    if (!(shorter > next && shorter < s)) break;
+    next = shorter;
+    trial = observation.at(next);
+  }
+  return next;
+}
+
+/// Lays the points of one interval, from its upper end down.
+void walk(const Observation& observation, double lo, double hi, double cap) {
+  append(hi);
+  double s = hi;
+  Trial at = observation.at(s);
+  while (s > lo) {
+    Trial trial;
+    double next = next_point(observation, at, lo, cap, trial);
+    if (!(next < s)) next = lo;  // rounding leaves no smaller step
+    Corner corner;
+    if (s > field_settings.slow) corner = find_corner(observation, at, next, field_settings.sstpma);
+    record.integrate[record.ipnt] = true;
+    append(corner.found ? corner.high : next);
+    s = next;
+    if (corner.found) {
+      append(corner.low);  // the sliver across the corner is left out
+      s = corner.low;
+    }
+    at = s == trial.s ? trial : observation.at(s);
+  }
+}
+
+}  // namespace
+
+const MeshRecord& mesh = record;
+
+void zipnts(double t0, const Vec3& r0) {
+  static Intervals list;
+  record.ipnt = 0;
+  if (!(limits.s1 < limits.s2 && std::isfinite(limits.s2 - limits.s1))) return;
+  double scale;
+  find_intervals(expansion, list, scale);
+  if (list.n == 0) return;
+  const double cap = step_cap(list, scale);
+  const Observation observation{pthcom, r0, c * t0, 1 / pthcom.beta, c / pthcom.vel, c * expansion.sigmat};
+  for (int i = list.n; i >= 1; --i) walk(observation, list.lo[i], list.hi[i], cap);
+}
+
+}  // namespace tessaron

@@ -1,0 +1,124 @@
+#pragma once
+#include <cmath>
+
+#include "common/constants.hpp"
+#include "common/small_angle.hpp"
+#include "common/table.hpp"
+#include "field/path/path.hpp"
+
+namespace tessaron {
+
+inline constexpr int maxnode = maxlat + 1;  ///< boundaries, and the place of the reference particle
+
+struct PathVector {
+  double x = 0, y = 0;
+};
+
+/// A stretch of the path between two nodes: an arc or a straight line.
+struct PathSegment {
+  double start = 0, end = 0;  ///< path coordinates of its ends [m]
+  double kappa = 0;           ///< |curvature| [1/m]
+  double inv_sin = 0;         ///< 1 / sin(kappa L), where the segment is neither straight nor flat
+};
+
+/// The same stretch as the curve is evaluated: from a base point on it, with a signed curvature. The base is
+/// the end that looks towards the reference particle, so rounding grows away from the bunch and not towards
+/// it.
+struct PathStretch {
+  double s = 0;             ///< path coordinate of the base [m]
+  double x = 0, y = 0;      ///< the base [m]
+  double ex = 1, ey = 0;    ///< unit tangent at the base
+  double kappa = 0;         ///< curvature, > 0 turns to the left; exactly 0 on a straight stretch [1/m]
+  double two_by_kappa = 0;  ///< 2 / kappa, 0 where a chord is as long as its arc to rounding
+  double end = 0;           ///< path coordinate at which the next stretch begins [m]
+  double same_from = 0;     ///< down to here the path stays straight, or curved [m]
+};
+
+/// The reference path of the present source. Owner: `setpth`.
+struct PathRecord {
+  double org_x = 0, org_y = 0, org_phi = 0;  ///< origin and direction of the path frame in the orbit plane
+  double rot[2][2] = {{1, 0}, {0, 1}};       ///< rotation from the plane to the path frame
+  double gam = 1;                            ///< gamma of the path's particle
+  double vel = 0;                            ///< its speed [m/s]
+  double beta = 0;                           ///< sqrt(1 - 1/gam^2), as the field library takes it from gamma
+  double t_org = 0;                          ///< time of the path's origin [s]
+  int nnode = 0;
+  int knode = 0;                               ///< the node at which the reference particle stands
+  Table<double, maxnode> snode;                ///< path coordinate of a node, rising
+  Table<PathVector, maxnode> e;                ///< unit tangent there
+  Table<PathVector, maxnode> r;                ///< position there
+  Table<PathSegment, maxnode> seg;             ///< segment from node i to i + 1
+  Table<bool, maxnode> straight;               ///< its kappa is 0
+  Table<bool, maxnode> flat;                   ///< it turns by less than 2.45e-08 rad
+  Table<int, 100> bucket;                      ///< where the search in `snode` starts
+  double bucket_scale = 0;                     ///< buckets per metre
+  Table<PathStretch, maxnode + 1, 0> stretch;  ///< segment i; 0 and nnode are the straight extensions
+  double forward = -1;                         ///< smallest cosine between two directions on the path
+  double largest_kappa = 0;                    ///< sharpest bend [1/m]
+};
+extern const PathRecord& pthcom;
+
+/// The eight interval coefficients of a point s on a segment, the tangent turning at a constant rate:
+///     r(s) = r(a) + c1 e(a) + c2 e(b) = r(b) + c3 e(a) + c4 e(b)
+///     e(s) = c5 e(a) + c6 e(b),   de/ds = c7 e(a) + c8 e(b)
+/// They lose their digits where the segment turns by nearly a multiple of pi and e(a), e(b) span no plane.
+struct PathCoefficients {
+  double c1, c2, c3, c4, c5, c6, c7, c8;
+};
+void pthcoef(double s, const PathSegment& seg, bool straight, bool flat, PathCoefficients& out);
+
+/// The path query written with the interval coefficients. `pathfn` gives the same curve for less, and also
+/// where a segment turns by pi.
+void pathfn_by_coefficients(double s, PathPoint& point);
+
+/// A point of the path in its plane.
+struct PlanePoint {
+  double x, y;    ///< [m]
+  double ex, ey;  ///< unit tangent
+  double kappa;   ///< signed curvature: de/ds = kappa (-ey, ex)
+};
+
+inline int path_bucket(const PathRecord& path, double s) {
+  return static_cast<int>((s - path.snode[1]) * path.bucket_scale);
+}
+
+/// The stretch that holds s: 0 ahead of the first node, nnode from the last node on, else the segment that
+/// holds s or starts there. A NaN counts as ahead.
+inline int path_stretch(const PathRecord& path, double s) {
+  if (!(s > path.snode[1])) return 0;
+  if (s >= path.snode[path.nnode]) return path.nnode;
+  int i = path.bucket[path_bucket(path, s) + 1];
+  while (s >= path.snode[i]) ++i;
+  return i - 1;
+}
+
+/// The curve at s on a stretch: a chord that turns by half the angle of the arc.
+///     r = r0 + (2 / kappa) sin(h) (cos(h) e0 + sin(h) n0),   h = kappa (s - s0) / 2
+inline PlanePoint path_point(const PathStretch& p, double s) {
+  const double u = s - p.s;
+  if (p.kappa == 0) return {p.x + u * p.ex, p.y + u * p.ey, p.ex, p.ey, 0};
+  const double h = 0.5 * (p.kappa * u);
+  double sh, ch;
+  if (std::abs(h) <= small_angle) {
+    small_sin_cos(h, sh, ch);
+  } else {
+    sh = std::sin(h);
+    ch = std::cos(h);
+  }
+  const double chord = p.two_by_kappa == 0 ? u : p.two_by_kappa * sh;
+  const double along = chord * ch, across = chord * sh;
+  const double c = 1 - 2 * (sh * sh), n = 2 * (sh * ch);
+  return {p.x + (along * p.ex - across * p.ey), p.y + (along * p.ey + across * p.ex), c * p.ex - n * p.ey,
+          c * p.ey + n * p.ex, p.kappa};
+}
+
+inline PlanePoint path_at(const PathRecord& path, double s) {
+  return path_point(path.stretch[path_stretch(path, s)], s);
+}
+
+/// Whether the path is curved at s.
+inline bool path_curved(const PathRecord& path, double s) {
+  return path.stretch[path_stretch(path, s)].kappa != 0;
+}
+
+}  // namespace tessaron

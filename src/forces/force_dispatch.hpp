@@ -1,0 +1,21 @@
+#pragma once
+#include "beam/bunch_record.hpp"
+#include "beam/force_table.hpp"
+#include "forces/force_settings.hpp"
+
+namespace tessaron {
+
+/// One self-force evaluation: the forces on all particles of a table at the common time ct. On failure the
+/// table holds nothing that may be used (or what it held, if no model was run).
+[[nodiscard]] Status forcei(ForceType type, const ParticleTable& particles, const SectionTable& sections,
+                            double ct, ForceTable& forces);
+
+/// Updates the sub-bunch sizes for this time and bunch.
+[[nodiscard]] Status frcsub(ForceType type, const ParticleTable& particles, double ct);
+
+/// The part of an evaluation that all processes of a group run. On a worker `type` and `ct` come from the
+/// master, and so does the bunch.
+[[nodiscard]] Status frcims(ForceType& type, ParticleTable& particles, SectionTable& sections, double& ct,
+                            ForceTable& forces);
+
+}  // namespace tessaron

@@ -1,0 +1,26 @@
+#pragma once
+#include "forces/green/boxes.hpp"
+
+namespace tessaron {
+
+/// Field sums of the points [1/m] with one field for all sources: that of a sub-bunch on the path of the mean
+/// particle, tabulated and taken to each source by a shift and a turn. The table stays for further
+/// evaluations at the same time.
+/// \param reference  out: the motion for which the sums hold; `beta` is given
+void green_sums(const ParticleTable& particles, const SectionTable& sections, double ct,
+                ObservationPoints& points, ReferenceMotion& reference);
+
+/// The mean of the source particles: place and momentum weighted by charge, the direction without weights, in
+/// the plane, with the charge 1. Its section is the smallest one of the sources, moved up to the first
+/// boundary that lies ahead of the mean.
+struct MeanSource {
+  Particle particle;
+  std::int32_t section;
+};
+MeanSource mean_source(const ParticleTable& particles, const SectionTable& sections);
+
+/// Rows that one block of the mesh may have from now on, `maxgre` at start. A smaller number splits a mesh
+/// into more blocks, with the same forces.
+void green_set_capacity(std::int32_t rows);
+
+}  // namespace tessaron

@@ -1,0 +1,76 @@
+#include "common/console.hpp"
+#include "field/ffield.hpp"
+#include "field/path/path.hpp"
+#include "forces/field_settings.hpp"
+#include "forces/green/boxes.hpp"
+#include "forces/green/evaluation.hpp"
+#include "forces/models.hpp"
+#include "group/process_group.hpp"
+#include "lattice/lattice_record.hpp"
+#include "run/line_writer.hpp"
+
+#include <cmath>
+
+namespace tessaron {
+
+namespace {
+
+constinit ObservationPoints points{};  // all zero: it takes no room in the program file
+
+/// Adds the field of one source on the present path to this process's points, in lab axes [V/m].
+void add_source(double q, double ct, const ReferenceMotion& reference, const ProcessIdentity& id) {
+  for (std::int32_t e = 1; e <= points.ne; ++e) {
+    if (!own_item(e, id)) continue;
+    double r[3], n[3], t;
+    pthfrm(points.lab[e].x, points.lab[e].y, 0, reference.phi, 0, ct, r, n, t);
+    FieldResult result;
+    ffield(t, r, reference.gamma, n, result);
+    pthlab(result.force);
+    points.sum[e].f1 += q * result.force[0];
+    points.sum[e].f2 += q * result.force[1];
+    points.sum[e].bz += q * result.cb[2];
+  }
+}
+
+/// Field sums of the points with a path for each source.
+void source_sums(const ParticleTable& particles, const SectionTable& sections, double ct,
+                 const ReferenceMotion& reference) {
+  const ProcessIdentity id = pgflags();
+  for (std::int32_t isrc = 1; isrc <= ptlcom.npart; ++isrc) {
+    if (!ptlcom.source[isrc]) continue;
+    setpth(particles[isrc], sections[isrc], latcom.nlat, ct);
+    add_source(particles[isrc].q, ct, reference, id);
+    if (id.master && ptlcom.npart > 999 && isrc % 100 == 0) {
+      console_line(FreeForm("isrc=", isrc, " npart=", ptlcom.npart).items());
+    }
+  }
+  const double c0 = std::cos(reference.phi), s0 = std::sin(reference.phi);
+  for (std::int32_t e = 1; e <= points.ne; ++e) {
+    const GreenRow f = points.sum[e];
+    points.sum[e] = {(c0 * f.f1 + s0 * f.f2) * mc_per_ev, (-s0 * f.f1 + c0 * f.f2) * mc_per_ev,
+                     f.bz * mc_per_ev};
+  }
+}
+
+}  // namespace
+
+Status force3(ForceType type, const ParticleTable& particles, const SectionTable& sections, double ct,
+              ForceTable& forces) {
+  pass_field_settings(particles[1]);
+  ReferenceMotion reference{particles[1].phi, beta_of(particles[1]), gamma_of(particles[1])};
+  const bool to_mesh = type == ForceType::csr_p_to_m || type == ForceType::csr_g_to_m;
+  const bool use_green = type == ForceType::csr_g_to_p || type == ForceType::csr_g_to_m;
+
+  frcbox(particles, force_settings.sigma_long, force_settings.sigma_rad, to_mesh, points);
+  for (std::int32_t e = 1; e <= points.ne; ++e) points.sum[e] = {};
+  if (use_green) {
+    green_sums(particles, sections, ct, points, reference);
+  } else {
+    source_sums(particles, sections, ct, reference);
+  }
+  pgsum(&points.sum[1].f1, 3, points.ne);
+  if (pgflags().master) frcint(particles, reference, points, forces);
+  return ok;
+}
+
+}  // namespace tessaron

@@ -1,0 +1,28 @@
+#pragma once
+#include "forces/green/mesh/mesh.hpp"
+
+namespace tessaron {
+
+/// How a position lies to the present block of the mesh.
+enum class Cover {
+  inside,        ///< the block has the field
+  other_block,   ///< the strip belongs to another block
+  beside_lines,  ///< the strip is the block's, but b is beyond its lines' ends: no block has the field
+  beyond_mesh,   ///< a is beyond the first or last line
+};
+
+/// Finds the strip k with line[k].x <= x < line[k+1].x; the last line belongs to the strip below it. False if
+/// x is not within the lines.
+bool fmesh2(double x, int& k);
+
+/// The field at (a, b), bilinear between the two rows next to b on the two lines next to a. Rows that hold no
+/// field yet get theirs. `field` is set for Cover::inside alone.
+Cover gmesh2(double a, double b, GreenRow& field);
+
+/// Marks the rows that `gmesh2` at (a, b) is going to need.
+Cover gmesh1(double a, double b);
+
+/// Computes row j of line i, given by its running number, and marks it.
+void green_fill_row(int i, std::int64_t j);
+
+}  // namespace tessaron

@@ -1,0 +1,86 @@
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <span>
+
+#include "common/console.hpp"
+#include "common/freeform.hpp"
+#include "forces/projected/kernel/kernel_walk.hpp"
+#include "forces/projected/spline.hpp"
+
+namespace tessaron {
+
+namespace {
+
+constinit Csr1d coarse_record{}, image_record{};  ///< scratch
+double curvature_of_coarse[narcsr + 2];
+
+void copy_head(const Csr1d& from, Csr1d& to) {
+  to.sigma = from.sigma;
+  to.gamma = from.gamma;
+  to.s_ref = from.s_ref;
+  to.s_lo = from.s_lo;
+  to.s_hi = from.s_hi;
+  to.done = false;
+  to.shield = from.shield;
+  to.shield_max = from.shield_max;
+}
+
+void warn_of_capacity(double nnt) {
+  console_line("warning from csr3: nnt.gt.narcsr");
+  console_line("using csr2");
+  console_line(FreeForm("nnt  =", static_cast<std::int64_t>(std::min(nnt, 9e18))).items());
+  console_line(FreeForm("narcsr=", std::int32_t{narcsr}).items());
+  console_line("narcsr in force1_params");
+}
+
+/// Results on a grid of nt + 4 points, one step wider than the range at both ends, and a spline through them.
+void sample_coarsely(const CurvatureTable& curv, int m, Csr1d& record, int n, int nt) {
+  const double range = record.s_hi - record.s_lo, d = range / (n - 1), ds = range / (nt + 1);
+  copy_head(record, coarse_record);
+  coarse_record.s_lo = record.s_lo - ds;
+  coarse_record.s_hi = record.s_hi + ds;
+  const int points = nt + 4;
+  csr2(curv, m, coarse_record, points);
+
+  const std::span<const double> y = coarse_record.array.run(1, points);
+  const std::span<double> y2(curvature_of_coarse, static_cast<std::size_t>(points));
+  splcof(y, y2);
+  for (int i = n; i >= 1; --i) record.array[i] = splval(y, y2, ((i - 1) * d + ds) / ds + 1.0);
+  record.done = true;
+}
+
+}  // namespace
+
+void csr2(const CurvatureTable& curv, int m, Csr1d& record, int n, double step_factor) {
+  const double h0 = record.shield, hm = record.shield_max;
+  csrpth(curv, m, record, n, 0.0, step_factor);
+  if (!(hm > 0 && h0 > 0 && hm > h0)) return;
+
+  copy_head(record, image_record);
+  const double images = std::round(hm / h0);
+  double sign = -2.0;
+  for (double i = 1; i <= images; ++i, sign = -sign) {
+    csrpth(curv, m, image_record, n, i * h0, step_factor);
+    const double weight = sign * std::cos(i * h0 / hm * pi / 2.0);
+    const std::span<double> sum = record.array.run(1, n);
+    const std::span<const double> image = image_record.array.run(1, n);
+    for (std::size_t k = 0; k < sum.size(); ++k) sum[k] += weight * image[k];
+  }
+}
+
+void csr3(const CurvatureTable& curv, int m, Csr1d& record, int n) {
+  if (record.done) return;
+  const double range = record.s_hi - record.s_lo, unit = 0.2 * record.sigma;
+  if (n < 11 || unit <= std::abs(range / (n - 1))) return csr2(curv, m, record, n);
+
+  const double nt = std::trunc(range / unit), nnt = nt + 2.0;
+  if (nnt > narcsr) {
+    warn_of_capacity(nnt);
+  } else if (nt >= 0 && nt + 4.0 < n) {
+    return sample_coarsely(curv, m, record, n, static_cast<int>(nt));
+  }
+  csr2(curv, m, record, n);
+}
+
+}  // namespace tessaron

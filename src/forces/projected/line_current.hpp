@@ -1,0 +1,33 @@
+#pragma once
+#include "beam/bunch_record.hpp"
+#include "beam/force_table.hpp"
+#include "common/status.hpp"
+#include "forces/projected/convolution.hpp"
+
+namespace tessaron {
+
+inline constexpr int nsamax = 50000;  ///< capacity of each work array of the projected force
+
+/// The even grid of the projected force. Grid point k = n1..n2 lies at the offset k h [m of c t] from
+/// particle 1, positive towards the tail.
+struct LineGrid {
+  double s1;            ///< rms length of one particle in the line current [m]; the kernel has the other s1
+  double h;             ///< step, a fifth of s1 [m]
+  double nr;            ///< where a particle's Gaussian is cut: 5 s1 [m]
+  double dr;            ///< the same in steps
+  int n1, n2, nsam;     ///< first and last point, number of points
+  double ctmin, ctmax;  ///< their places [m]
+};
+
+/// Lays the grid over the offsets ctmin..ctmax for particles of the rms length sig; fails where it would take
+/// more than `nsamax` points.
+[[nodiscard]] Status line_grid(double sig, double ctmin, double ctmax, LineGrid& grid);
+
+/// The line current [A] on the grid: each slot whose particle has the source flag adds a Gaussian of rms
+/// length s1, cut at 5 s1.
+/// \param n    slots in use
+/// \param pad  component 2 the charge [C], component 3 the coordinate for the line charge [m]
+/// \param curr grid points n1..n2
+void line_current(const LineGrid& grid, int n, const FlagTable& source, const ForceTable& pad, Output curr);
+
+}  // namespace tessaron

@@ -1,0 +1,135 @@
+#include <algorithm>
+#include <cmath>
+
+#include "forces/models.hpp"
+#include "forces/projected/charge_smoothing.hpp"
+#include "forces/projected/force_files.hpp"
+#include "forces/projected/kernel/kernel.hpp"
+#include "forces/projected/line_current.hpp"
+#include "forces/projected/wake.hpp"
+#include "lattice/arc_position.hpp"
+#include "lattice/lattice_record.hpp"
+#include "run/line_writer.hpp"
+
+// The force table is the scratch pad until the last stage: component 1 of a slot is the particle's offset
+// z [m of c t] from particle 1, positive towards the tail, component 2 a charge [C], component 3 an offset
+// for the line charge [m].
+
+namespace tessaron {
+
+namespace {
+
+Table<double, nsamax> curr_cells;   ///< line current [A]
+constinit Csr1d csr_kernel{};       ///< kernel of coherent synchrotron radiation [V/m per coulomb]
+Table<double, nsamax> wsum_cells;   ///< total kernel [V/m per coulomb]
+Table<double, nsamax> field_cells;  ///< force on the grid [1/m]
+
+/// Offsets along the direction of the orbit at particle 1, and the charges; the range of the offsets.
+void project(const ParticleTable& particles, const ArcPosition& reference, double beta, ForceTable& pad,
+             double& ctmin, double& ctmax) {
+  const double x0 = particles[1].x, y0 = particles[1].y;
+  ctmin = ctmax = 0;  // particle 1
+  for (int i = 1; i <= ptlcom.npart; ++i) {
+    const Particle& particle = particles[i];
+    const double u = (particle.x - x0) * reference.tx + (particle.y - y0) * reference.ty;
+    const double z = -u / beta;
+    pad[i] = {z, ptlcom.source[i] ? particle.q : 0.0, z};
+    ctmin = std::min(ctmin, z);
+    ctmax = std::max(ctmax, z);
+  }
+}
+
+/// The kernel at the offsets nf1..nf2 of the grid: the observer behind the source by k h of c t sees the
+/// source k h beta of path ahead.
+Status csr_part(const LineGrid& grid, double gamma, double beta, double s_ref, Series& kernel) {
+  const int nf1 = 1 - grid.nsam, nf2 = static_cast<int>(std::round(grid.dr)), nf = nf2 - nf1 + 1;
+  if (nf > nsamax) {
+    msgout("nf2-nf1+1.gt.nsamax");
+    return failed;
+  }
+  csr_kernel.sigma = grid.s1 * beta;
+  csr_kernel.gamma = gamma;
+  csr_kernel.s_ref = s_ref;
+  csr_kernel.s_lo = nf1 * grid.h * beta;
+  csr_kernel.s_hi = nf2 * grid.h * beta;
+  csr_kernel.done = false;
+  csr_kernel.shield = force_settings.shield;
+  csr_kernel.shield_max = force_settings.shield_max;
+  csr3(latcom.curv, latcom.narc - 1, csr_kernel, nf);
+  kernel = {csr_kernel.array.run(1, nf).data(), nf1, nf2};
+  return ok;
+}
+
+/// The sum of the two kernels, each with its scale: par4 takes from the radiation, par5 from the wake.
+Status total_kernel(Series kernel, const SmoothedWake* wake, Series& total) {
+  const double csr_scale = 1.0 - force_settings.par[4], wake_scale = 1.0 - force_settings.par[5];
+  const double from = wake ? std::min<double>(wake->ia(), kernel.lo) : kernel.lo;
+  const int ng2 = wake ? std::max(wake->ib(), kernel.hi) : kernel.hi;
+  if (!(ng2 - from + 1.0 <= nsamax)) {
+    msgout("error in summation: ng2-ng1+1.gt.nsamax");
+    return failed;
+  }
+  const int ng1 = static_cast<int>(from);
+  const Output wsum{&wsum_cells[1], ng1, ng2};
+  std::fill_n(wsum.cells, ng2 - ng1 + 1, 0.0);
+  if (wake)
+    for (int i = static_cast<int>(wake->ia()); i <= wake->ib(); ++i) wsum[i] += (*wake)(i)*wake_scale;
+  for (int i = kernel.lo; i <= kernel.hi; ++i) wsum[i] += kernel[i] * csr_scale;
+  total = {wsum.cells, ng1, ng2};
+  return ok;
+}
+
+/// The force on the particles with the test flag: the grid's, linear between its points, 0 off the grid.
+void to_particles(const LineGrid& grid, Series field, ForceTable& forces) {
+  const auto entry = [&](double k) {
+    return k >= 1.0 && k <= grid.nsam ? field.cells[static_cast<int>(k) - 1] : 0.0;
+  };
+  for (int i = 1; i <= ptlcom.npart; ++i) {
+    double along = 0;
+    if (ptlcom.test[i]) {
+      const double v = (1 - grid.n1) + forces[i].along / grid.h, j = std::trunc(v);
+      const double a = entry(j), b = entry(j + 1.0);
+      along = a + (b - a) * (v - j);
+    }
+    forces[i] = {along, 0, 0};
+  }
+}
+
+Status evaluate(const ParticleTable& particles, const SectionTable& sections, ForceTable& forces) {
+  const int n = ptlcom.npart;
+  const ArcPosition reference = arc_position(particles[1].x, particles[1].y, sections[1]);
+  const double p0 = ptlcom.reference_momentum, gamma = std::sqrt(p0 * p0 + 1.0), beta = p0 / gamma;
+  double ctmin = 0, ctmax = 0;
+  project(particles, reference, beta, forces, ctmin, ctmax);
+  chgsmt(n, force_settings.par[1], force_settings.par[2], forces);
+
+  LineGrid grid{};
+  const double sig = force_settings.sigma_long / beta;
+  if (const Status status = line_grid(sig, ctmin, ctmax, grid); status != ok) return status;
+  const Output curr{&curr_cells[1], grid.n1, grid.n2}, field{&field_cells[1], grid.n1, grid.n2};
+  const Series current{curr.cells, curr.lo, curr.hi}, force{field.cells, field.lo, field.hi};
+  line_current(grid, n, ptlcom.source, forces, curr);
+
+  Series kernel{}, wsum{};
+  if (const Status status = csr_part(grid, gamma, beta, reference.s, kernel); status != ok) return status;
+  SmoothedWake smoothed;
+  SmoothedWake* const wake = force_settings.wake_used ? &smoothed : nullptr;
+  if (wake != nullptr)
+    if (const Status status = wake->prepare(grid); status != ok) return status;
+  if (const Status status = total_kernel(kernel, wake, wsum); status != ok) return status;
+
+  convol(wsum, current, field, 1, grid.h / speed_of_light * mc_per_ev);
+  to_particles(grid, force, forces);
+  if (!force_settings.force_test) return ok;
+  return force1_diagnostics({grid, sig, current, wsum, force, wake}, n, particles, forces);
+}
+
+}  // namespace
+
+Status force1(const ParticleTable& particles, const SectionTable& sections, ForceTable& forces) {
+  const Status status = evaluate(particles, sections, forces);
+  if (status != ok) msgout("error in force1");
+  return status;
+}
+
+}  // namespace tessaron

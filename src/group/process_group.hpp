@@ -1,0 +1,54 @@
+#pragma once
+#include <cstdint>
+#include <string_view>
+
+#include "beam/bunch_record.hpp"
+#include "common/status.hpp"
+#include "common/text.hpp"
+
+namespace tessaron {
+
+/// The process group that shares the work of the force models. One source file implements it for one process,
+/// where all of it does nothing; another one over MPI takes its place. Calls on "both sides" are collective:
+/// every process reaches them in the same order.
+
+/// Who this process is. Owner: `pgstart`, before the main operation; it never changes afterwards.
+struct ProcessIdentity {
+  bool master = true;           ///< reads the deck and writes all output
+  std::int32_t own_number = 1;  ///< counted from 1
+  std::int32_t group_size = 1;
+};
+ProcessIdentity pgflags();
+
+/// Joins the group and sets the identity; `pgend` leaves it in order.
+void pgstart(int* argc, char*** argv);
+void pgend();
+/// Ends the whole group at once, wherever its processes are, with exit status 0: behind a fatal stop.
+void pgabort();
+
+/// The master sends a command string to all workers.
+void pgstr(std::string_view text);
+/// A worker waits for the command string.
+void pgrecv(Text<80>& text);
+/// Both sides, before tracking starts: the master's settings reach the workers.
+void pgsetup();
+/// Both sides, at the start of a force evaluation: the bunch reaches the workers.
+void pgbunch(std::int32_t& npart, Particle* particles, std::int32_t* sections, double& ct);
+/// Both sides: rows of reals pass from the master to all. `capacity` is the room in rows.
+void pgrows(double* array, int row_length, int rows, int capacity);
+/// On all: rows of reals are summed element by element over the group; the sum arrives on the master.
+void pgsum(double* array, int row_length, int rows);
+/// On all: flags are merged by a logical or on the master.
+void pgorf(bool* flags, int count);
+/// On all: flags pass from the master to all.
+void pgflg(bool* flags, int count, int capacity);
+
+/// The loop of a worker process: carries out the master's command strings until "stopp".
+void pgworker();
+
+/// Work items are numbered from 1 and shared round-robin over the group.
+inline bool own_item(std::int64_t item, const ProcessIdentity& id) {
+  return item % id.group_size + 1 == id.own_number;
+}
+
+}  // namespace tessaron

@@ -1,8 +1,0 @@
-#include "lattice/latcom_owner.hpp"
-
-namespace tessaron {
-
-LatticeRecord latcom_store;
-const LatticeRecord& latcom = latcom_store;
-
-}  // namespace tessaron

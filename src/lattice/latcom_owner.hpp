@@ -1,9 +1,0 @@
-#pragma once
-#include "lattice/latcom.hpp"
-
-namespace tessaron {
-
-/// The lattice as its writers see it: lattice reader, preparation of a run, process group.
-extern LatticeRecord latcom_store;
-
-}  // namespace tessaron

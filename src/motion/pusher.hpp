@@ -1,0 +1,44 @@
+#pragma once
+#include <cstdint>
+
+#include "beam/bunch_record.hpp"
+#include "beam/force_table.hpp"
+
+namespace tessaron {
+
+/// The self force on one particle: its values at two times, linear between them.
+struct ForceInterval {
+  double ta = 0, tb = 1;
+  Force fa{}, fb{};
+};
+
+/// The pusher takes particles from one common time to another, in the lattice field and under a self force
+/// that is known beforehand. The lattice cuts the way of each particle into segments, one for each section it
+/// runs through. A segment is integrated by classical Runge-Kutta steps of fixed size: at most 0.04 m of
+/// drift, 0.02 rad of bend, or 0.02 of strength times length in a multipole, and at most a million of them
+/// (longer steps then). It ends at the section's boundary, which is predicted without self force and then
+/// met along the straight line of the last motion, or at the limit of time.
+///
+/// A boundary that a particle cannot reach (it moves along the boundary, its circle misses it) leaves the
+/// particle in its section until the limit; if the limit lies beyond 1e9 m, where it stands.
+
+/// Takes particles 1..n from t0 to t1 in the lattice field and, if the force tables are given, under a self
+/// force known at ta and tb. Discrete elements act on a particle that has crossed their boundary. Nothing
+/// happens if t0 is not below t1. Any section index and any state end in a finite number of segments.
+void track_all(int n, ParticleTable& states, SectionTable& sections, double t0, double t1, double ta,
+               double tb, const ForceTable* fa, const ForceTable* fb);
+
+/// One segment of one particle, inside one section. `t_end` may lie behind `t`: the segment then runs
+/// backward. `crossing`: out, this call brought the particle onto a boundary, and `section` has its new
+/// value; in, the particle has just crossed one and the entry edge is still to do. `force` null: no self
+/// force.
+void lattice_step(Particle& state, std::int32_t& section, bool& crossing, double& t, double t_end,
+                  const ForceInterval* force);
+
+/// Tracks a copy of a particle without self force or discrete elements until it has crossed boundary
+/// `target`, and gives the time. False, and `t_out` untouched, if its section lies above `target` already or
+/// its orbit cannot reach the boundary.
+bool track_to_boundary(const Particle& state, std::int32_t section, double ct, std::int32_t target,
+                       double& t_out);
+
+}  // namespace tessaron

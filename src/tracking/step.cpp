@@ -1,0 +1,174 @@
+#include <algorithm>
+
+#include "beam/bunch_record_owner.hpp"
+#include "common/freeform.hpp"
+#include "forces/force_dispatch.hpp"
+#include "motion/pusher.hpp"
+#include "run/line_writer.hpp"
+#include "tracking/steps.hpp"
+#include "tracking/tracking_record_owner.hpp"
+
+namespace tessaron {
+
+namespace {
+
+ForceTimes force_times_store;
+ForceTable fpre;        // forces of the pre-conditioning model at fpre_time
+ForceTable ftrk_store;  // forces of the deck's model at ftrk_time
+ForceTable fstart;      // forces at the start of a step
+ParticleTable pred, corr;
+SectionTable predsec, corrsec;
+
+/// One step in time and the numbers that its passes share.
+struct Step {
+  double t0, t1;
+  int n;
+  double length() const { return t1 - t0; }
+};
+
+/// The cheap model that a model is pre-conditioned with.
+ForceType preconditioner(ForceType type) {
+  switch (type) {
+    case ForceType::csr_p_to_p:
+      return ForceType::csr_g_to_p;
+    case ForceType::csr_p_to_m:
+      return ForceType::csr_g_to_m;
+    default:
+      return ForceType::projected;
+  }
+}
+
+template <class TableType>
+void copy_rows(int n, const TableType& from, TableType& to) {
+  const auto source = from.run(1, n);
+  std::copy(source.begin(), source.end(), to.run(1, n).begin());
+}
+
+void clear_rows(int n, ForceTable& forces) { std::ranges::fill(forces.run(1, n), Force{}); }
+
+/// A failed evaluation has told its own; the step goes on with the table as the evaluation left it.
+void evaluate(ForceType type, const ParticleTable& particles, const SectionTable& sections, double ct,
+              ForceTable& forces) {
+  static_cast<void>(forcei(type, particles, sections, ct, forces));
+}
+
+/// Tracks a fresh copy of the bunch over the step, under `fstart` at its start and `fend` at its end.
+void track_copy(const Step& step, ParticleTable& particles, SectionTable& sections, const ForceTable& fend) {
+  copy_rows(step.n, ptlcom.particle, particles);
+  copy_rows(step.n, ptlcom.section, sections);
+  track_all(step.n, particles, sections, step.t0, step.t1, step.t0, step.t1, &fstart, &fend);
+}
+
+/// The corrector becomes the predictor of the next pass.
+void take_corrector(const Step& step) {
+  copy_rows(step.n, corr, pred);
+  copy_rows(step.n, corrsec, predsec);
+}
+
+/// Compares predictor and corrector and logs the error per step length under `text`.
+double compare(const Step& step, const char* text) {
+  const StepError error = step_error(step.n, pred, corr, ptlcom.source);
+  const double err = error.position + trkcom.error_weight_momentum * error.momentum;
+  msgout(FreeForm(text, err / step.length()));
+  return err;
+}
+
+bool converged(const Step& step, double err, int passes) {
+  return err / step.length() <= trkcom.error_per_ct || passes >= trkcom.maxit;
+}
+
+/// The step with the pre-conditioning model: `fpre` is brought to t1, `corr` to the end of the step. The
+/// first estimate lets the force fall linearly to zero at t1.
+double precondition(const Step& step, ForceType model, const char* text) {
+  if (force_times_store.fpre_time != step.t0) {
+    evaluate(model, ptlcom.particle, ptlcom.section, step.t0, fpre);
+    force_times_store.fpre_time = step.t0;
+  }
+  if (!(step.t1 > step.t0)) return 0;
+  copy_rows(step.n, fpre, fstart);
+  clear_rows(step.n, fpre);
+  track_copy(step, pred, predsec, fpre);
+  evaluate(model, pred, predsec, step.t1, fpre);
+  for (int passes = 1;; ++passes) {
+    track_copy(step, corr, corrsec, fpre);
+    evaluate(model, corr, corrsec, step.t1, fpre);
+    const double err = compare(step, text);
+    if (converged(step, err, passes)) return err;
+    take_corrector(step);
+  }
+}
+
+/// The step with the deck's model, from the end force that the pre-conditioning left or from zero. The force
+/// is worked out anew only ahead of a further pass, so `ftrk` belongs to the last predictor.
+double correct(const Step& step, ForceType model) {
+  copy_rows(step.n, ftrk_store, fstart);
+  if (trkcom.precondition) {
+    copy_rows(step.n, fpre, ftrk_store);
+  } else {
+    clear_rows(step.n, ftrk_store);
+  }
+  track_copy(step, pred, predsec, ftrk_store);
+  evaluate(model, pred, predsec, step.t1, ftrk_store);
+  for (int passes = 1;; ++passes) {
+    track_copy(step, corr, corrsec, ftrk_store);
+    const double err = compare(step, "                   step_error/step_time=");
+    if (converged(step, err, passes)) return err;
+    evaluate(model, corr, corrsec, step.t1, ftrk_store);
+    take_corrector(step);
+  }
+}
+
+/// Both stages of a step under self force. The projected model is its own pre-conditioner: one stage does.
+double advance(const Step& step, ForceType model) {
+  const ForceType pre = preconditioner(model);
+  const bool moves = step.t1 > step.t0;
+  double err = 0;
+  if (trkcom.precondition || pre == model) {
+    err = precondition(step, pre,
+                       pre == model ? "                   step_error/step_time="
+                                    : "               *** step_error/step_time=");
+  }
+  if (pre == model) {
+    copy_rows(step.n, fpre, ftrk_store);
+    force_times_store.ftrk_time = step.t1;
+  } else {
+    if (force_times_store.ftrk_time != step.t0) {
+      evaluate(model, ptlcom.particle, ptlcom.section, step.t0, ftrk_store);
+      force_times_store.ftrk_time = step.t0;
+    }
+    if (!moves) return err;
+    err = correct(step, model);
+    force_times_store.ftrk_time = step.t1;
+  }
+  if (moves) {
+    copy_rows(step.n, corr, ptlcom_store.particle);
+    copy_rows(step.n, corrsec, ptlcom_store.section);
+    force_times_store.fpre_time = step.t1;
+  }
+  return err;
+}
+
+}  // namespace
+
+const ForceTimes& force_times = force_times_store;
+const ForceTable& ftrk = ftrk_store;
+
+void forget_forces() { force_times_store = ForceTimes{}; }
+
+double trkadv(double next) {
+  const Step step{ptlcom.ctptcl, next, ptlcom.npart};
+  const ForceType model = force_settings.force_type;
+  double err = 0;
+  if (model == ForceType::none) {
+    if (step.t1 > step.t0) {
+      track_all(step.n, ptlcom_store.particle, ptlcom_store.section, step.t0, step.t1, step.t0, step.t1,
+                nullptr, nullptr);
+    }
+  } else {
+    err = advance(step, model);
+  }
+  ptlcom_store.ctptcl = next;
+  return err;
+}
+
+}  // namespace tessaron

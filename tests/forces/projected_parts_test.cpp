@@ -1,0 +1,131 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <random>
+#include <vector>
+
+#include "forces/projected/charge_smoothing.hpp"
+#include "forces/projected/convolution.hpp"
+#include "forces/projected/even_gaussian.hpp"
+
+namespace tessaron {
+namespace {
+
+TEST(EvenGaussian, AgreesWithTheExponential) {
+  std::mt19937 random(3);
+  std::uniform_real_distribution<double> uniform(-0.5, 0.5);
+  for (const double du : {0.2, -0.2, 0.05, 1.0, -0.01, 3.0}) {
+    EvenGaussian gaussian;
+    gaussian.set_step(du);
+    const int reach = std::min(180, static_cast<int>(5.2 / std::abs(du)) + 1);
+    for (int repeat = 0; repeat < 20; ++repeat) {
+      const double uc = uniform(random) * std::abs(du);
+      const int first = repeat == 0 ? 3 : -reach, last = reach - repeat;
+      double row[401] = {}, slope[401] = {};
+      gaussian.add(row + 200, 2.5, uc, first, last);
+      gaussian.add_slope(slope + 200, 2.5, uc, first, last);
+      for (int k = -200; k <= 200; ++k) {
+        const double u = uc + k * du, inside = k >= first && k <= last ? 2.5 : 0;
+        EXPECT_NEAR(row[k + 200], inside * std::exp(-u * u / 2), 5e-14 * 2.5);
+        EXPECT_NEAR(slope[k + 200], -inside * u * std::exp(-u * u / 2), 5e-14 * 2.5);
+      }
+    }
+  }
+}
+
+TEST(Convol, RunsOverTheIndicesAtWhichBothSeriesExist) {
+  std::mt19937 random(5);
+  std::uniform_real_distribution<double> uniform(-1, 1);
+  std::uniform_int_distribution<int> from(-60, 40), length(0, 120);
+  for (int repeat = 0; repeat < 300; ++repeat) {
+    const int stride = repeat % 3 == 0 ? 1 + repeat % 5 : 1;
+    const int a1 = from(random), a2 = a1 + length(random), b1 = from(random), b2 = b1 + length(random);
+    const int c1 = from(random), c2 = c1 + length(random);
+    std::vector<double> a(static_cast<std::size_t>(a2 - a1 + 1)), b(static_cast<std::size_t>(b2 - b1 + 1));
+    std::vector<double> c(static_cast<std::size_t>(c2 - c1 + 1), 99.0);
+    for (double& value : a) value = uniform(random);
+    for (double& value : b) value = uniform(random);
+    convol({a.data(), a1, a2}, {b.data(), b1, b2}, {c.data(), c1, c2}, stride, 0.5);
+    for (int m = c1; m <= c2; ++m) {
+      double sum = 0;
+      for (int j = b1; j <= b2; ++j)
+        if (m * stride - j >= a1 && m * stride - j <= a2)
+          sum += a[static_cast<std::size_t>(m * stride - j - a1)] * b[static_cast<std::size_t>(j - b1)];
+      EXPECT_NEAR(c[static_cast<std::size_t>(m - c1)], 0.5 * sum, 1e-14);
+    }
+  }
+}
+
+std::vector<Force> smoothed(const std::vector<double>& z, double par1, double par2, double odd_charge = 1) {
+  static ForceTable pad;
+  const int n = static_cast<int>(z.size());
+  for (int i = 1; i <= n; ++i) pad[i] = {z[static_cast<std::size_t>(i - 1)], i == 3 ? odd_charge : 1, 0};
+  chgsmt(n, par1, par2, pad);
+  return {&pad[1], &pad[1] + n};
+}
+
+// x_j = j^2, j = 1..9, par2 = 4: about j = 5 the half-widths are 1.6 (1.25 - 1.25^2/4) = 1.375 and
+// 3 (2/3 - 1/9) = 5/3; the means over 3 and 5 neighbours are 77/3 and 27, so that A = 0.625 77/3 + 0.375 27 =
+// 26 + 1/6 and 77/9 + 18 = 26 + 5/9; 2/3 of the one and 1/3 of the other: 26 + 8/27. With par2 = 1.6 only the
+// half-width 1.2 reaches beyond a neighbour, far from the ends: about 121, 0.8 2/3 + 0.2 2 = 14/15; a third.
+TEST(Chgsmt, TakesTheMeanOfNeighboursInTheSortedBunch) {
+  const auto f = smoothed({81, 4, 77, 9, 16, 25, 36, 49, 64, 1}, 1, 4, 0);
+  EXPECT_NEAR(f[4].up, 26 + 8.0 / 27, 1e-13);
+  EXPECT_EQ(f[0].up, 1);  // the ends stay
+  EXPECT_EQ(f[8].up, 81);
+  EXPECT_EQ(f[0].along, 81);  // places of the particles stay
+  EXPECT_EQ(f[9].up, 1);      // an empty slot stands at the bunch's end
+  EXPECT_EQ(f[9].across, 0);
+  std::vector<double> squares, even;
+  for (int j = 1; j <= 21; ++j) squares.push_back(j * j);
+  EXPECT_NEAR(smoothed(squares, 1, 1.6)[10].up - 121, 14.0 / 45, 1e-12);
+  for (int j = 0; j < 1000; ++j) even.push_back((j * 37 % 1000) * 1e-6);
+  const auto same = smoothed(even, 1, 60);
+  for (std::size_t j = 0; j < 1000; ++j) EXPECT_NEAR(same[j].up, static_cast<double>(j) * 1e-6, 1e-14);
+}
+
+// The current of a random Gaussian bunch in bins of a fiftieth of its rms length against the Gaussian itself:
+// 20000 particles give shot noise of about 1/sqrt(160) in a central bin; means over some hundred neighbours
+// leave less.
+TEST(Chgsmt, KeepsTheChargeAndLowersTheNoiseOfARandomBunch) {
+  constexpr int n = 20000, bins = 100;
+  std::mt19937 random(3);
+  std::normal_distribution<double> normal;
+  std::vector<double> z(n);
+  for (double& value : z) value = normal(random);
+  const auto noise = [&](const auto& place_of) {
+    std::vector<double> count(bins, 0.0);
+    for (int i = 0; i < n; ++i) {
+      const double bin = (place_of(i) + 1) * bins / 2;
+      if (bin >= 0 && bin < bins) ++count[static_cast<std::size_t>(bin)];
+    }
+    double sum = 0;
+    for (int k = 0; k < bins; ++k) {
+      const double low = -1 + 2.0 * k / bins, high = low + 2.0 / bins;
+      const double expected = n * 0.5 * (std::erf(high / std::sqrt(2)) - std::erf(low / std::sqrt(2)));
+      sum += std::pow(count[static_cast<std::size_t>(k)] / expected - 1, 2);
+    }
+    return std::sqrt(sum / bins);
+  };
+  const auto f = smoothed(z, 1, 400);
+  const double before = noise([&](int i) { return z[static_cast<std::size_t>(i)]; });
+  const double after = noise([&](int i) { return f[static_cast<std::size_t>(i)].up; });
+  EXPECT_GT(before, 0.05) << after;
+  EXPECT_LT(after, 0.6 * before);
+  double charge = 0;
+  for (const Force& slot : f) charge += slot.across;
+  EXPECT_EQ(charge, n);
+}
+
+TEST(Chgsmt, RunsOnlyWhenAskedForAndForEqualCharges) {
+  const double runs[][3] = {{1, 4, 1}, {-1, 4, 1}, {1, 1e300, 1}},
+               stays[][3] = {{0.4, 4, 1}, {1, 1.4, 1}, {1, 4, 1.5}};
+  for (int k = 0; k < 3; ++k) {
+    EXPECT_EQ(smoothed({81, 4, 9, 16, 25, 1}, runs[k][0], runs[k][1], runs[k][2])[0].up, 1) << k;
+    EXPECT_EQ(smoothed({81, 4, 9, 16, 25, 1}, stays[k][0], stays[k][1], stays[k][2])[0].up, 0) << k;
+  }
+}
+
+}  // namespace
+}  // namespace tessaron
