@@ -41,4 +41,19 @@ struct ParticleRecord {
 };
 extern const ParticleRecord& ptlcom;
 
+/// What moves with time: the places and sections of the particles, and the bunch time. The preparation of a
+/// run, the step and a worker's evaluation write it; nobody else asks for it.
+struct MovingBunch {
+  ParticleTable& particle;
+  SectionTable& section;
+  double& ctptcl;
+};
+MovingBunch ptlmov();
+/// Every particle has been placed in its section of the lattice.
+void ptlplc();
+
+/// Both sides of a process group, at the start of a force evaluation: the number of particles and the time go
+/// to the workers' records, the bunch to the tables given.
+void pgbunch(ParticleTable& particles, SectionTable& sections);
+
 }  // namespace tessaron

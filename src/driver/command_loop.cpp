@@ -5,6 +5,7 @@
 
 #include "beam/particles.hpp"
 #include "common/console.hpp"
+#include "driver/group_transfer.hpp"
 #include "forces/force_settings.hpp"
 #include "forces/models.hpp"
 #include "group/process_group.hpp"

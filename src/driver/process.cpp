@@ -7,6 +7,7 @@
 
 #include "common/console.hpp"
 #include "driver/driver.hpp"
+#include "driver/group_transfer.hpp"
 #include "group/process_group.hpp"
 #include "run/diagnosis.hpp"
 

@@ -1,4 +1,5 @@
-#include "beam/bunch_record_owner.hpp"
+#include "beam/bunch_record.hpp"
+#include "driver/group_transfer.hpp"
 #include "forces/force_dispatch.hpp"
 #include "group/process_group.hpp"
 
@@ -18,7 +19,8 @@ void pgworker() {
     } else if (command == "parallel forces") {
       ForceType type = ForceType::none;
       // The master meets a failed evaluation itself and tells of it; a worker waits for the next command.
-      (void)frcims(type, ptlcom_store.particle, ptlcom_store.section, ptlcom_store.ctptcl, worker_forces);
+      MovingBunch bunch = ptlmov();
+      (void)frcims(type, bunch.particle, bunch.section, bunch.ctptcl, worker_forces);
     } else if (command == "stopp") {
       return;
     }

@@ -4,7 +4,7 @@
 #include <array>
 #include <cmath>
 
-#include "beam/bunch_record_owner.hpp"
+#include "beam/bunch_record.hpp"
 #include "forces/force_settings_owner.hpp"
 #include "forces/models.hpp"
 #include "group/process_group.hpp"
@@ -67,7 +67,7 @@ Status forcei(ForceType type, const ParticleTable& particles, const SectionTable
 
 Status frcims(ForceType& type, ParticleTable& particles, SectionTable& sections, double& ct,
               ForceTable& forces) {
-  pgbunch(ptlcom_store.npart, &particles[1], &sections[1], ptlcom_store.ctptcl);
+  pgbunch(particles, sections);
   exchange_settings(type, ct);
   const Status status = type == ForceType::csr_p_to_p ? force2(particles, sections, ct, forces)
                                                       : force3(type, particles, sections, ct, forces);

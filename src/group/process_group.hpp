@@ -1,8 +1,8 @@
 #pragma once
+#include <cstddef>
 #include <cstdint>
 #include <string_view>
 
-#include "beam/bunch_record.hpp"
 #include "common/status.hpp"
 #include "common/text.hpp"
 
@@ -30,10 +30,8 @@ void pgabort();
 void pgstr(std::string_view text);
 /// A worker waits for the command string.
 void pgrecv(Text<80>& text);
-/// Both sides, before tracking starts: the master's settings reach the workers.
-void pgsetup();
-/// Both sides, at the start of a force evaluation: the bunch reaches the workers.
-void pgbunch(std::int32_t& npart, Particle* particles, std::int32_t* sections, double& ct);
+/// Both sides: `size` bytes pass from the master to all. For records that are copied as they lie in memory.
+void pgbytes(void* data, std::size_t size);
 /// Both sides: rows of reals pass from the master to all. `capacity` is the room in rows.
 void pgrows(double* array, int row_length, int rows, int capacity);
 /// On all: rows of reals are summed element by element over the group; the sum arrives on the master.
@@ -42,9 +40,6 @@ void pgsum(double* array, int row_length, int rows);
 void pgorf(bool* flags, int count);
 /// On all: flags pass from the master to all.
 void pgflg(bool* flags, int count, int capacity);
-
-/// The loop of a worker process: carries out the master's command strings until "stopp".
-void pgworker();
 
 /// Work items are numbered from 1 and shared round-robin over the group.
 inline bool own_item(std::int64_t item, const ProcessIdentity& id) {

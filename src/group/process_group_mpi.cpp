@@ -7,14 +7,9 @@
 #include <cstddef>
 #include <cstdio>
 #include <thread>
-#include <type_traits>
 
-#include "beam/bunch_record_owner.hpp"
 #include "common/console.hpp"
-#include "forces/force_settings_owner.hpp"
-#include "forces/models.hpp"
 #include "group/process_group.hpp"
-#include "lattice/lattice_record_owner.hpp"
 
 namespace tessaron {
 
@@ -22,27 +17,6 @@ namespace {
 
 constexpr int master_rank = 0;
 ProcessIdentity identity;
-
-void broadcast_bytes(void* data, std::size_t size) {
-  // A full particle table is far below the limit of an int count, but nothing here depends on it.
-  constexpr std::size_t largest = std::size_t{1} << 30;
-  auto* bytes = static_cast<std::byte*>(data);
-  for (std::size_t done = 0; done < size; done += largest) {
-    const auto count = static_cast<int>(std::min(largest, size - done));
-    MPI_Bcast(bytes + done, count, MPI_BYTE, master_rank, MPI_COMM_WORLD);
-  }
-}
-
-template <class Record>
-void broadcast(Record& record) {
-  static_assert(std::is_trivially_copyable_v<Record>);
-  broadcast_bytes(&record, sizeof record);
-}
-
-template <class Cells>
-void broadcast_run(Cells cells) {
-  broadcast_bytes(cells.data(), cells.size_bytes());
-}
 
 /// A fatal stop of a worker. Where the master meets the same fault it has the time to tell and to end the
 /// job; a worker alone with its fault says so itself.
@@ -76,40 +50,24 @@ void pgabort() {
 
 void pgstr(std::string_view text) {
   Text<80> command = text;
-  broadcast(command);
+  pgbytes(&command, sizeof command);
 }
 
-void pgrecv(Text<80>& text) { broadcast(text); }
+void pgrecv(Text<80>& text) { pgbytes(&text, sizeof text); }
 
-void pgsetup() {
-  broadcast(latcom_store);
-  broadcast(force_settings_store);
-  broadcast_run(subbunch_table_store.run(1, force_settings_store.subbunch_rows));
-  if (force_settings_store.wake_used) {
-    broadcast_run(wake_table_store.run(1, force_settings_store.n2wak - force_settings_store.n1wak + 1));
+void pgbytes(void* data, std::size_t size) {
+  // A full particle table is far below the limit of an int count, but nothing here depends on it.
+  constexpr std::size_t largest = std::size_t{1} << 30;
+  auto* bytes = static_cast<std::byte*>(data);
+  for (std::size_t done = 0; done < size; done += largest) {
+    const auto count = static_cast<int>(std::min(largest, size - done));
+    MPI_Bcast(bytes + done, count, MPI_BYTE, master_rank, MPI_COMM_WORLD);
   }
-  broadcast(ptlcom_store.npart);
-  broadcast_run(ptlcom_store.source.run(1, ptlcom_store.npart));
-  broadcast_run(ptlcom_store.test.run(1, ptlcom_store.npart));
-  broadcast(ptlcom_store.reference_momentum);
-  broadcast(ptlcom_store.total_charge);
-  broadcast(ptlcom_store.charge_sign);
-  // Whether a mesh is kept decides the course of the next evaluation, so that all processes have to agree.
-  bool kept = green_kept();
-  broadcast(kept);
-  if (!kept) grnrst();
-}
-
-void pgbunch(std::int32_t& npart, Particle* particles, std::int32_t* sections, double& ct) {
-  broadcast(npart);
-  broadcast_bytes(particles, static_cast<std::size_t>(npart) * sizeof(Particle));
-  broadcast_bytes(sections, static_cast<std::size_t>(npart) * sizeof(std::int32_t));
-  broadcast(ct);
 }
 
 void pgrows(double* array, int row_length, int rows, int capacity) {
   const auto n = static_cast<std::size_t>(std::min(rows, capacity)) * static_cast<std::size_t>(row_length);
-  broadcast_bytes(array, n * sizeof(double));
+  pgbytes(array, n * sizeof(double));
 }
 
 void pgsum(double* array, int row_length, int rows) {

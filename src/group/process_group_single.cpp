@@ -12,8 +12,7 @@ void pgabort() {}
 
 void pgstr(std::string_view) {}
 void pgrecv(Text<80>&) {}
-void pgsetup() {}
-void pgbunch(std::int32_t&, Particle*, std::int32_t*, double&) {}
+void pgbytes(void*, std::size_t) {}
 void pgrows(double*, int, int, int) {}
 void pgsum(double*, int, int) {}
 void pgorf(bool*, int) {}

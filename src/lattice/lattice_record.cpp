@@ -5,4 +5,8 @@ namespace tessaron {
 LatticeRecord latcom_store;
 const LatticeRecord& latcom = latcom_store;
 
+void lattim(std::int32_t i, double ct) { latcom_store.tbnd[i] = ct; }
+
+void latplc() { latcom_store.latready = true; }
+
 }  // namespace tessaron

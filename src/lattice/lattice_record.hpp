@@ -40,7 +40,7 @@ struct Curvature {
 
 /// The lattice of the run. Section i is the stretch of orbit before boundary i; 1 lies before the first
 /// boundary, nlat + 1 behind the last.
-/// Owner: the lattice reader and the preparation of a run.
+/// Owner: the lattice reader.
 struct LatticeRecord {
   std::int32_t nlat = 0;
   std::int32_t ipool_used = 0;
@@ -53,12 +53,19 @@ struct LatticeRecord {
   Table<std::int32_t, ilalen> ipool;
   Table<double, rlalen> rpool;
 
-  // built by the preparation of a run
+  // settled by the preparation of a run, through the operations below
   std::int32_t narc = 0;
   Table<Boundary, maxlat> arc;    ///< each change of radius from the first arc's start to the last arc's end
   Table<Curvature, maxlat> curv;  ///< 1..narc
   Table<double, maxlat> tbnd;     ///< time (c t) at which the reference particle meets boundary i [m]
 };
 extern const LatticeRecord& latcom;
+
+/// Builds the arc list and the curvature table from the boundaries.
+void latarc();
+/// The reference particle meets boundary i at the time ct [m]; 0 until this has been found out.
+void lattim(std::int32_t i, double ct);
+/// The particles have been placed in the sections of this lattice.
+void latplc();
 
 }  // namespace tessaron

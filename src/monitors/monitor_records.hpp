@@ -4,12 +4,18 @@
 #include <limits>
 #include <string_view>
 
+#include "forces/green/evaluation.hpp"
 #include "monitors/monitors.hpp"
 
 namespace tessaron {
 
 /// The online monitors as their writers see them: block reader, preparation of a run, hooks.
 extern MonitorTable montab_store;
+
+/// Writes the polygon that a mesh covers and the path's sections of constant curvature to the open files of
+/// the `green` monitors, over what an earlier evaluation of the same step wrote: one number a line, each
+/// column behind its count: a and b of the corners; c t, x, y and curvature of the sections.
+void write_mesh_files(const Polygon& relpoly, const PathArcs& arcs, int narcs);
 
 /// Adds the size of a code to a sum of sizes: never negative, nothing cancels, nothing overflows.
 inline void add_size(Status& sum, Status code) {

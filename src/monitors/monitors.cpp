@@ -183,6 +183,7 @@ void settle_times(Monitor& monitor) {
 
 Status moninit() {
   montab_store = {};
+  green_observe(write_mesh_files);
   return ok;
 }
 

@@ -1,6 +1,6 @@
 #include <algorithm>
 
-#include "beam/bunch_record_owner.hpp"
+#include "beam/bunch_record.hpp"
 #include "common/freeform.hpp"
 #include "forces/force_dispatch.hpp"
 #include "motion/pusher.hpp"
@@ -141,8 +141,8 @@ double advance(const Step& step, ForceType model) {
     force_times_store.ftrk_time = step.t1;
   }
   if (moves) {
-    copy_rows(step.n, corr, ptlcom_store.particle);
-    copy_rows(step.n, corrsec, ptlcom_store.section);
+    copy_rows(step.n, corr, ptlmov().particle);
+    copy_rows(step.n, corrsec, ptlmov().section);
     force_times_store.fpre_time = step.t1;
   }
   return err;
@@ -161,13 +161,13 @@ double trkadv(double next) {
   double err = 0;
   if (model == ForceType::none) {
     if (step.t1 > step.t0) {
-      track_all(step.n, ptlcom_store.particle, ptlcom_store.section, step.t0, step.t1, step.t0, step.t1,
-                nullptr, nullptr);
+      track_all(step.n, ptlmov().particle, ptlmov().section, step.t0, step.t1, step.t0, step.t1, nullptr,
+                nullptr);
     }
   } else {
     err = advance(step, model);
   }
-  ptlcom_store.ctptcl = next;
+  ptlmov().ctptcl = next;
   return err;
 }
 

@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "driver/group_transfer.hpp"
 #include "forces/force_dispatch.hpp"
 #include "group/process_group.hpp"
 #include "run/line_writer.hpp"
@@ -31,7 +32,7 @@ void pgrecv(Text<80>& text) {
   }
 }
 void pgsetup() { done += "pgsetup "; }
-void pgbunch(std::int32_t&, Particle*, std::int32_t*, double&) {}
+void pgbytes(void*, std::size_t) {}
 void pgrows(double*, int, int, int) {}
 void pgsum(double*, int, int) {}
 void pgorf(bool*, int) {}

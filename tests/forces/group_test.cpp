@@ -51,8 +51,8 @@ void pgstart(int*, char***) {}
 void pgend() {}
 void pgstr(std::string_view) {}
 void pgrecv(Text<80>&) {}
-void pgsetup() {}
-void pgbunch(std::int32_t&, Particle*, std::int32_t*, double&) {}
+void pgabort() {}
+void pgbytes(void* data, std::size_t size) { to_all(static_cast<char*>(data), static_cast<int>(size)); }
 void pgrows(double* array, int row_length, int rows, int) { to_all(array, row_length * rows); }
 void pgsum(double* array, int row_length, int rows) { to_master(array, row_length * rows, std::plus<>()); }
 void pgorf(bool* flags, int count) { to_master(flags, count, std::logical_or<>()); }

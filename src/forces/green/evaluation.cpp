@@ -9,7 +9,6 @@
 #include "field/path/path.hpp"
 #include "forces/force_settings.hpp"
 #include "forces/green/mesh/rows.hpp"
-#include "forces/green/mesh_file.hpp"
 #include "forces/green/sources.hpp"
 #include "forces/models.hpp"
 #include "group/process_group.hpp"
@@ -27,6 +26,7 @@ struct GreenStore {
   double ref_phi = 0, ref_gamma = 1;
 } store;
 std::int32_t capacity = maxgre;
+MeshObserver mesh_observer = nullptr;
 
 // Time, direction and Lorentz factor of the test particle for which rows are computed, in the path's frame.
 double cen_t, cen_n[3], cen_gamma;
@@ -92,7 +92,7 @@ bool new_mesh(const ObservationPoints& points) {
   bounda(suprel{source.run(1, nsource), meshpoly}, 0, relpoly);
   int narcs = 0;
   patharcs(arcs, narcs);
-  green_monitors(relpoly, arcs, narcs);
+  if (mesh_observer != nullptr) mesh_observer(relpoly, arcs, narcs);
   return gmesh0({relpoly, arcs, narcs, s.sigma_long, s.sigma_rad, s.shield != 0, greenf, capacity});
 }
 
@@ -145,6 +145,8 @@ MeanSource mean_source(const ParticleTable& particles, const SectionTable& secti
 }
 
 void green_set_capacity(std::int32_t rows) { capacity = std::clamp<std::int32_t>(rows, 1, maxgre); }
+
+void green_observe(MeshObserver observer) { mesh_observer = observer; }
 
 void grnrst() {
   store.green_ct = 0;

@@ -1,5 +1,7 @@
 #pragma once
+#include "field/path/path.hpp"
 #include "forces/green/boxes.hpp"
+#include "forces/green/polygon.hpp"
 
 namespace tessaron {
 
@@ -18,6 +20,11 @@ struct MeanSource {
   std::int32_t section;
 };
 MeanSource mean_source(const ParticleTable& particles, const SectionTable& sections);
+
+/// Who is told of each new mesh before it is filled: the polygon that it covers, and the sections of constant
+/// curvature of the path. The monitors stand above the forces and hand their writer down through this.
+using MeshObserver = void (*)(const Polygon& relpoly, const PathArcs& arcs, int narcs);
+void green_observe(MeshObserver observer);
 
 /// Rows that one block of the mesh may have from now on, `maxgre` at start. A smaller number splits a mesh
 /// into more blocks, with the same forces.

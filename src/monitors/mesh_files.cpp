@@ -1,7 +1,5 @@
-#include "forces/green/mesh_file.hpp"
-
 #include "common/freeform.hpp"
-#include "monitors/monitors.hpp"
+#include "monitors/monitor_records.hpp"
 #include "run/file_table.hpp"
 
 namespace tessaron {
@@ -27,7 +25,7 @@ Status write_mesh(int stream, const Polygon& relpoly, const PathArcs& arcs, int 
 
 }  // namespace
 
-void green_monitors(const Polygon& relpoly, const PathArcs& arcs, int narcs) {
+void write_mesh_files(const Polygon& relpoly, const PathArcs& arcs, int narcs) {
   constexpr std::int32_t fmt1 = 1;
   for (int number = 1; number <= maxmon; ++number) {
     const Monitor& monitor = montab.entry[number];

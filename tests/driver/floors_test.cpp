@@ -1,0 +1,51 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <filesystem>
+#include <fstream>
+#include <regex>
+#include <string>
+
+namespace tessaron::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+/// The floors of the house from the ground up: a folder includes only itself and what stands below it.
+constexpr auto floors =
+    std::to_array<std::string_view>({"common", "group", "run", "beam", "lattice", "motion", "field", "forces",
+                                     "tracking", "monitors", "driver"});
+
+std::ptrdiff_t floor_of(const std::string& folder) {
+  return std::find(floors.begin(), floors.end(), folder) - floors.begin();
+}
+
+// Every include points down, every folder has its floor, and a record's writable side is seen by its own
+// floor and by the driver, which fills the records of the group's workers.
+TEST(Floors, EveryArrowPointsDown) {
+  const fs::path src = fs::path(TESSARON_SOURCE_DIR) / "src";
+  const std::regex include("#include \"(([^/\"]+)/[^\"]+)\"");
+  int arrows = 0;
+  for (const fs::directory_entry& entry : fs::recursive_directory_iterator(src)) {
+    if (!entry.is_regular_file() || entry.path().parent_path() == src) continue;
+    const std::string folder = fs::relative(entry.path(), src).begin()->string();
+    ASSERT_LT(floor_of(folder), std::ssize(floors)) << folder << " has no floor";
+    std::ifstream file(entry.path());
+    std::smatch match;
+    for (std::string line; std::getline(file, line);) {
+      if (!std::regex_search(line, match, include)) continue;
+      const std::string header = match[1], below = match[2];
+      EXPECT_LE(floor_of(below), floor_of(folder)) << entry.path() << " reaches up to " << header;
+      if (header.ends_with("_owner.hpp")) {
+        EXPECT_TRUE(below == folder || folder == "driver")
+            << entry.path() << " writes the record of " << below;
+      }
+      ++arrows;
+    }
+  }
+  EXPECT_GT(arrows, 100);
+}
+
+}  // namespace
+}  // namespace tessaron::test
