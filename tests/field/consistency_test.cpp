@@ -65,6 +65,25 @@ TEST(Extract, TheRowsForSmallAndLargeDistanceJoin) {
   }
 }
 
+// The search for the closest point begins where the last one ended: behind a long arc on another pass, where
+// the distance has a minimum of its own.
+TEST(ClosestPoint, OfAnObserverInTheBunchIsAtTheSourceWhereverTheObserverBeforeItStood) {
+  for (const double turn : {pi, 4.7, 6.2}) {
+    const Orbit orbit(-turn - 1.5, {{turn, 1}, {3, 0}});
+    use_orbit(orbit, 1000);
+    use_source(sigma, 1000);
+    use_round(sigma);
+    const FieldResult alone = field(2e-4, 1e-4, 0, 1000);
+    for (double s = -turn - 2; s < 0; s += 0.1) {
+      const Orbit::Pose stray = orbit.at(s);
+      field(stray.x - 0.4 * std::sin(stray.phi), stray.y + 0.4 * std::cos(stray.phi), 0, 1000);
+      const FieldResult after = field(2e-4, 1e-4, 0, 1000);
+      ASSERT_NEAR(closest.s_c, 2e-4, 1e-7) << turn << " " << s;
+      EXPECT_NEAR(after.force[0], alone.force[0], 1e-6 * std::abs(alone.force[0]));
+    }
+  }
+}
+
 // c B = c curl A,  div A + (1/c^2) d phi/dt = 0,  the slots of the time derivatives,  and the force as
 // E + beta n x (c B) with E = -grad phi - dA/dt: by central differences of the library's own slots.
 TEST(Maxwell, TheSlotsBelongToOneField) {

@@ -132,6 +132,8 @@ INSTANTIATE_TEST_SUITE_P(
                     Case{"AboveThePlane", 500, 10, 0.8, 0.3, 0.5e-4, 0, 3e-4, 5e-4, 1e-4},
                     Case{"FarFromThePath", 500, 10, 0.8, 0.3, 1e-4, 5e-2, 0, 5e-4, 1e-4},
                     Case{"JustBehindTheEntrance", 1000, 10, 0.05, 0.5, 0.3e-4, 1e-4, 0, 4e-3, 1e-4},
+                    Case{"DeepInAnArcOfALongTurn", 500, 1, 4, 0.3, 0.3e-4, 1e-4, 0, 4e-3, 1e-4},
+                    Case{"ShortlyBehindAnArcOfALongTurn", 500, 1, 5.5, -0.1, 0.3e-4, 1e-4, 0, 4e-3, 1e-4},
                     Case{"OnTheDriftBehindTheArc", 1000, 10, 0.9, -0.4, 0.3e-4, 1e-4, 0, 4e-3, 1e-4}),
     [](const auto& place) { return std::string(place.param.name); });
 

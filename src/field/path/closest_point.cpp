@@ -7,6 +7,8 @@ namespace tessaron {
 
 namespace {
 
+constexpr double at_the_source = 1e-9;  // closer than this to the source nothing is nearer [m]
+
 PathQuery query = PathQuery::stretches;
 
 struct Cache {
@@ -149,7 +151,12 @@ void fclini(const Vec3& r0, double s_low, double s_high, double tau) {
   const bool warm = s_low < previous_answer && previous_answer < s_high;
   const double start = warm ? previous_answer : 0.5 * (s_low + s_high);
   double s;
-  if (!newton(s_low, start, s_high, s)) s = dbrent(s_low, start, s_high, tau);
+  if (!newton(s_low, start, s_high, s)) {
+    s = dbrent(s_low, start, s_high, tau);
+    // On a path that turns far the start may lead to another pass than that of the source, which is at 0.
+    const bool source_is_nearer = distance_at(s).value > 1.001 * distance_at(0).value + at_the_source;
+    if (source_is_nearer && s_low < 0 && 0 < s_high) s = dbrent(s_low, 0, s_high, tau);
+  }
   const PlanePoint p = plane_point(s);
   const double dx = p.x - r0.x, dy = p.y - r0.y;
   // One correction; the factor 2 damps it where the path bends towards the observer.
