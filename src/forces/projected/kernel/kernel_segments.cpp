@@ -183,7 +183,7 @@ void integrate_observer_arc(const CsrPass& pass, const ObserverArc& arc, double 
   SimpsonDeposit deposit(pass);
   double p = Pb, value = arc.f(Pb), Q = arc.Q(Pb);
   for (int i = 1; i <= N; ++i) {
-    const double pn = -std::cbrt(std::abs(xb + i * dx) * r24);
+    const double pn = i == N ? Pt : -std::cbrt(std::abs(xb + i * dx) * r24);
     const double pm = 0.5 * (p + pn), next = arc.f(pn);
     deposit.interval((pn - p) / 6.0, value, Q, arc.f(pm), arc.Q(pm), next);
     p = pn, value = next, Q = arc.Q(pn);
