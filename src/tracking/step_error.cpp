@@ -8,7 +8,8 @@ namespace {
 
 double squared(double a) { return a * a; }
 
-/// Sums over the source particles, then means.
+/// Sums over the source particles, then means; s and p are counted from the first source particle, so that
+/// particles at one place, or of one momentum, have no spread, to the last digit.
 struct Moments {
   double s = 0, s2 = 0, p = 0, p2 = 0, dl2 = 0, dt2 = 0, dp2 = 0;
 };
@@ -16,16 +17,19 @@ struct Moments {
 Moments moments(int n, const ParticleTable& a, const ParticleTable& b, const FlagTable& source) {
   const double cos_phi = std::cos(b[1].phi), sin_phi = std::sin(b[1].phi);
   Moments m;
-  int count = 0;
-  for (int i = 1; i <= n; ++i) {
+  int first = 1, count = 0;
+  while (first < n && !source[first]) ++first;
+  const Particle& origin = b[first];
+  for (int i = first; i <= n; ++i) {
     if (!source[i]) continue;
     ++count;
     const double dx = b[i].x - a[i].x, dy = b[i].y - a[i].y;
-    const double s = cos_phi * (b[i].x - b[1].x) + sin_phi * (b[i].y - b[1].y);
+    const double s = cos_phi * (b[i].x - origin.x) + sin_phi * (b[i].y - origin.y);
+    const double p = b[i].p - origin.p;
     m.s += s;
     m.s2 += squared(s);
-    m.p += b[i].p;
-    m.p2 += squared(b[i].p);
+    m.p += p;
+    m.p2 += squared(p);
     m.dl2 += squared(cos_phi * dx + sin_phi * dy);
     m.dt2 += squared(cos_phi * dy - sin_phi * dx);
     m.dp2 += squared(b[i].p - a[i].p);

@@ -152,6 +152,15 @@ TEST_F(Advance, TakesAStepErrorApartIntoPlaceAndMomentum) {
   EXPECT_NEAR(error.momentum, std::sqrt(0.25 / 2), 1e-14);
   b[2].p = 10;
   EXPECT_EQ(step_error(3, a, b, source).position, 0) << "no momentum spread";
+  // Sources at one place have no length, whatever the rounding of their sums.
+  source[1] = false;
+  b[2] = {0.1, 0.3, 0, 12, 0, 0, 1};
+  for (int i = 3; i <= 30; ++i) {
+    source[i] = true;
+    b[i] = b[2];
+    b[i].p += i;
+    EXPECT_EQ(step_error(i, a, b, source).position, 0) << "no length";
+  }
 }
 
 }  // namespace
