@@ -46,7 +46,9 @@ double straight_distance(const Boundary& b, const Coordinates& y, const Directio
   const double approach = u.sphi * s.ny + u.cphi * s.nx;
   if (!(std::abs(approach * u.ctheta) > along_boundary)) return nan;
   const double d = s.distance / approach;
-  const bool away = approach < 0 && (forward ? d < 0 : d > 0);
+  // A particle that has turned over, its elevation beyond 90 degrees, flies against its direction in the
+  // plane.
+  const bool away = approach * u.ctheta < 0 && (forward ? s.distance > 0 : s.distance < 0);
   return away ? nan : d;
 }
 
@@ -155,6 +157,11 @@ Coordinates coordinates(const Particle& s) { return {s.x, s.y, s.z, s.p, s.phi, 
 
 void store(const Coordinates& y, Particle& s) { s = {y.x, y.y, y.z, y.p, y.phi, y.theta, s.q}; }
 
+/// The entry edge of a bending section.
+void cross_entry(Particle& state, const SectionField& field, const Boundary* entry) {
+  if (field.K != 0 && entry != nullptr) edge_entry(state, field.K, *entry);
+}
+
 /// Where the steps of a segment end, as predicted without self force.
 struct Prediction {
   double tc;      ///< end time of the steps
@@ -208,7 +215,7 @@ void segment_step(Particle& state, std::int32_t& section, bool& crossing, double
   const Boundary* entry = boundary_or_none(forward ? behind : ahead_of);
   const SectionField field = section_field(section, forward);
   const bool bends = field.K != 0;
-  if (crossing && bends && entry != nullptr) edge_entry(state, field.K, *entry);
+  if (crossing) cross_entry(state, field, entry);
 
   Coordinates y = coordinates(state);
   Direction u = direction(y);
@@ -247,6 +254,11 @@ template void segment_step<Way::plain>(Particle&, std::int32_t&, bool&, double&,
                                        const ForceInterval*);
 template void segment_step<Way::fast>(Particle&, std::int32_t&, bool&, double&, double, const ForceInterval*);
 
+/// What is left of a crossing that ends a track: the entry edge of the section that the particle is in now.
+void finish_crossing(Particle& state, std::int32_t section) {
+  cross_entry(state, section_field(section, true), boundary_or_none(std::int64_t{section} - 1));
+}
+
 }  // namespace pusher
 
 void lattice_step(Particle& state, std::int32_t& section, bool& crossing, double& t, double t_end,
@@ -271,6 +283,7 @@ void track_all(int n, ParticleTable& states, SectionTable& sections, double t0, 
       DiscreteMap map;
       if (crossing && get_map(sections[j] - 1, map)) apply_map(states[j], map);
     }
+    if (crossing) pusher::finish_crossing(states[j], sections[j]);
   }
 }
 

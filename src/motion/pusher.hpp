@@ -23,8 +23,10 @@ struct ForceInterval {
 /// particle in its section until the limit; if the limit lies beyond 1e9 m, where it stands.
 
 /// Takes particles 1..n from t0 to t1 in the lattice field and, if the force tables are given, under a self
-/// force known at ta and tb. Discrete elements act on a particle that has crossed their boundary. Nothing
-/// happens if t0 is not below t1. Any section index and any state end in a finite number of segments.
+/// force known at ta and tb. Discrete elements act on a particle that has crossed their boundary, and so does
+/// the entry edge of the section behind it, also where the crossing ends the way: it makes no difference into
+/// how many calls a time is cut. Nothing happens if t0 is not below t1. Any section index and any state end
+/// in a finite number of segments.
 void track_all(int n, ParticleTable& states, SectionTable& sections, double t0, double t1, double ta,
                double tb, const ForceTable* fa, const ForceTable* fb);
 

@@ -190,6 +190,31 @@ TEST_F(Motion, EdgesOfARectangularDipoleFocusVertically) {
   }
 }
 
+// Into how many calls a time is cut makes no difference, least of all where a cut falls on a boundary: the
+// edge of the section behind it acts once.
+TEST_F(Motion, ACutAtABoundaryChangesNothing) {
+  ASSERT_EQ(
+      read_lattice("{ dipole { position { delta_s=0.3 psi=30 } properties { r=3 } position { delta_s=0.7 "
+                   "delta_psi=-20 } } dipole { position { delta_s=0 } properties { r=-4 } position { "
+                   "delta_s=0.5 delta_psi=10 } } dipole { position { delta_s=2 } } }"),
+      ok);
+  static ParticleTable whole, cut;
+  static SectionTable sections_whole, sections_cut;
+  for (int i = 0; i < 50; ++i) {
+    for (int boundary = 1; boundary <= 4; ++boundary) {
+      whole[1] = cut[1] = at(0.003 * i, 1e-4 * i, 2e-3, p0 * (1 + 1e-4 * i));
+      sections_whole[1] = sections_cut[1] = 1;
+      double crossing = 0;
+      ASSERT_TRUE(track_to_boundary(cut[1], 1, 0, boundary, crossing));
+      track_all(1, whole, sections_whole, 0, 2.5, 0, 1, nullptr, nullptr);
+      track_all(1, cut, sections_cut, 0, crossing, 0, 1, nullptr, nullptr);
+      track_all(1, cut, sections_cut, crossing, 2.5, 0, 1, nullptr, nullptr);
+      EXPECT_EQ(sections_cut[1], sections_whole[1]);
+      expect_same(cut[1], whole[1], 1e-13);
+    }
+  }
+}
+
 // A particle of the reference momentum on the design orbit stays on it, whatever the faces.
 TEST_F(Motion, DesignOrbitEndsAtTheBoundaryWithItsTangent) {
   for (const double r : {0.0, 3.0, -3.0, 40.0}) {

@@ -40,7 +40,9 @@ class Pusher : public testing::Test {
     t = t0;
     lattice_step(particle, section, crossing, t, t_end, force);
   }
-  static Particle at(double x, double y = 0, double phi = 0) { return {x, y, 0, p0, phi, 0, 1e-15}; }
+  static Particle at(double x, double y = 0, double phi = 0, double theta = 0) {
+    return {x, y, 0, p0, phi, theta, 1e-15};
+  }
 
   Particle particle;
   std::int32_t section;
@@ -82,12 +84,14 @@ TEST_F(Pusher, CrossesABoundaryThatComesBeforeTheLimit) {
                         Case{at(1.25), 0, 1, 3, -0.25 / beta},  // back to the boundary that it has passed
                         Case{at(1 - 1e-12), 1e6, 2e6, 3, 1e6},  // below the resolution of time, 1e-10
                         Case{at(0.5, 0, pi / 2), 0, 7, 2, 7},   // along the boundary, and away from it
-                        Case{at(0.5, 0, -1.5 * pi), 0, 7, 2, 7}, Case{at(0.5, 0, pi), 0, 7, 2, 7}}) {
+                        Case{at(0.5, 0, -1.5 * pi), 0, 7, 2, 7}, Case{at(0.5, 0, pi), 0, 7, 2, 7},
+                        Case{at(0.5, 0, 0, 2), 0, 7, 2, 7},  // turned over: it flies against phi
+                        Case{at(0.5, 0, pi, 2), 0, 7, 3, -0.5 / (beta * std::cos(2))}}) {
     step(c.start, 2, c.t0, c.t_end);
     EXPECT_EQ(section, c.section);
     EXPECT_EQ(crossing, c.section == 3);
     EXPECT_NEAR(t, c.t, 1e-15);
-    EXPECT_NEAR(std::hypot(particle.x - c.start.x, particle.y), std::abs(t - c.t0) * beta, 2e-12);
+    EXPECT_NEAR(std::hypot(particle.x - c.start.x, particle.y, particle.z), std::abs(t - c.t0) * beta, 2e-12);
     EXPECT_TRUE(!crossing || std::abs(particle.x - 1) < 1e-15);
   }
 }
