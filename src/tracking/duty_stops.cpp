@@ -32,13 +32,15 @@ class DutyAhead {
 };
 
 /// The times at which the particles that have `boundary` as their next duty boundary meet it; false if none
-/// of them does. A particle whose orbit cannot reach the boundary does not count.
+/// of them does. A particle whose orbit cannot reach the boundary does not count, nor does a crossing that
+/// does not lie ahead.
 bool passage(const DutyAhead& ahead, int boundary, double& tmin, double& tmax) {
   bool have = false;
   for (int i = 1; i <= ptlcom.npart; ++i) {
     double t = 0;
     if (ahead(ptlcom.section[i]) != boundary) continue;
     if (!track_to_boundary(ptlcom.particle[i], ptlcom.section[i], ptlcom.ctptcl, boundary, t)) continue;
+    if (!(t > ptlcom.ctptcl)) continue;
     tmin = have ? std::min(tmin, t) : t;
     tmax = have ? std::max(tmax, t) : t;
     have = true;
@@ -48,7 +50,7 @@ bool passage(const DutyAhead& ahead, int boundary, double& tmin, double& tmax) {
 
 }  // namespace
 
-DutyState next_duty() {
+DutyState next_duty(int passed) {
   DutyState state;
   const int last = highest_duty_boundary();
   if (last == 0) return state;
@@ -60,7 +62,8 @@ DutyState next_duty() {
     state.dlast = std::max(state.dlast, ptlcom.section[i]);
   }
   // A boundary that nobody behind it can reach is passed over: lost particles hold up no stop of the others.
-  for (int boundary = ahead(first_section); boundary != 0; boundary = ahead(boundary + 1)) {
+  for (int boundary = ahead(std::max(first_section, passed + 1)); boundary != 0;
+       boundary = ahead(boundary + 1)) {
     if (!passage(ahead, boundary, state.tmin, state.tmax)) continue;
     state.have = true;
     state.dfirst = boundary;

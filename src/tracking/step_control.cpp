@@ -42,53 +42,83 @@ double arc_limit() {
   return trkcom.arc_factor * std::pow(24 * R * R * rms_long, 0.3333333);
 }
 
-/// Sets the next duty stop. A stop can be due only behind the present time: the crossings of a bunch without
-/// length, or times far from zero, can make it fall on the present time itself, and then it is put as closely
-/// behind it as the time resolves.
-void set_stop(DutyPhase phase, int boundary, double time) {
-  const double ct = ptlcom.ctptcl;
-  const double resolved = ct + std::max(1e-10, 8 * std::numeric_limits<double>::epsilon() * std::abs(ct));
-  control.duty_phase = phase;
-  control.duty_boundary = boundary;
-  control.duty_time = time > ct ? time : resolved;
+/// The shortest way of a stop from a crossing: what the time resolves well, 1e-10 m at least. It counts for a
+/// bunch without length.
+double least_distance(double ct) {
+  return std::max(1e-10, 8 * std::numeric_limits<double>::epsilon() * std::abs(ct));
 }
+
+struct Stop {
+  DutyPhase phase;
+  int boundary;
+  double time;
+};
+
+/// The stop behind a boundary that particles have crossed or are about to cross.
+Stop stop_behind(const DutyState& duty) {
+  const double margin = std::max(0.1 * (duty.tmax - ptlcom.ctptcl), least_distance(duty.tmax));
+  return {DutyPhase::behind, duty.dfirst, duty.tmax + margin};
+}
+
+/// The duty stop of a bunch that comes from anywhere: at the start of a run, or astride a boundary.
+Stop fresh_stop(const DutyState& duty) {
+  if (duty.dfirst != duty.dlast) return stop_behind(duty);
+  const double length = duty.tmax - duty.tmin;
+  const double ahead = duty.tmin - least_distance(duty.tmin) - 0.01 * length;
+  if (ahead > ptlcom.ctptcl) return {DutyPhase::ahead, duty.dfirst, ahead};
+  return {DutyPhase::behind, duty.dfirst, duty.tmax + least_distance(duty.tmax) + 0.1 * length};
+}
+
+/// The stop that follows on the present one. Ahead of a boundary that is very close it lies half-way there.
+Stop following_stop(const DutyState& duty) {
+  if (control.duty_phase == DutyPhase::ahead && duty.dfirst <= control.duty_boundary)
+    return stop_behind(duty);
+  if (duty.dfirst != duty.dlast) return stop_behind(duty);
+  const double ct = ptlcom.ctptcl;
+  const double margin = std::max(0.01 * (duty.tmax - duty.tmin), least_distance(duty.tmin));
+  const double ahead = duty.tmin - margin > ct ? duty.tmin - margin : 0.5 * (ct + duty.tmin);
+  return ahead > ct && ahead < duty.tmin ? Stop{DutyPhase::ahead, duty.dfirst, ahead} : stop_behind(duty);
+}
+
+/// What has been set since a particle crossed a boundary last. Ahead of such a crossing each stop is set once
+/// at most, in the order of the boundaries: a run cannot wait for ever for a particle that does not come.
+struct {
+  std::int64_t crossings = 0;                 ///< grows by one with each crossing of a particle
+  int highest_ahead = 0, highest_behind = 0;  ///< boundaries of the stops
+  int passed = 0;                             ///< boundaries up to here get no further stop
+
+  void update(bool first) {
+    std::int64_t sum = 0;
+    for (int i = 1; i <= ptlcom.npart; ++i) sum += ptlcom.section[i];
+    if (first || sum != crossings) highest_ahead = highest_behind = passed = 0;
+    crossings = sum;
+  }
+  /// Notes a stop; false if it has been set before.
+  bool take(const Stop& stop) {
+    int& highest = stop.phase == DutyPhase::ahead ? highest_ahead : highest_behind;
+    if (stop.boundary <= highest) return false;
+    highest = stop.boundary;
+    return true;
+  }
+} progress;
 
 void set_no_stop() {
   control.duty_time = no_duty_time;
   control.duty_boundary = 0;
 }
 
-/// The stop behind a boundary that particles have crossed or are about to cross.
-void set_stop_behind(const DutyState& duty) {
-  set_stop(DutyPhase::behind, duty.dfirst, duty.tmax + 0.1 * (duty.tmax - ptlcom.ctptcl));
-}
-
-/// The duty stop of a bunch that comes from anywhere: at the start of a run, or astride a boundary.
-void set_fresh_stop(const DutyState& duty) {
-  if (!duty.have) return set_no_stop();
-  if (duty.dfirst != duty.dlast) return set_stop_behind(duty);
-  const double length = duty.tmax - duty.tmin;
-  const double ahead = duty.tmin - 1e-10 - 0.01 * length;
-  if (ahead > ptlcom.ctptcl) return set_stop(DutyPhase::ahead, duty.dfirst, ahead);
-  set_stop(DutyPhase::behind, duty.dfirst, duty.tmax + 1e-10 + 0.1 * length);
-}
-
-/// At a stop behind a boundary: the next one lies ahead of the next boundary.
-void set_stop_ahead(const DutyState& duty) {
-  const double ahead = duty.tmin - 0.01 * (duty.tmax - duty.tmin);
-  set_stop(DutyPhase::ahead, duty.dfirst, ahead > ptlcom.ctptcl ? ahead : duty.tmin);
-}
-
-/// The present time is a duty stop: picks the next one.
-void leave_stop() {
-  msgout(FreeForm("--- duty --------------", static_cast<std::int32_t>(control.duty_phase)));
-  const DutyState duty = next_duty();
-  if (!duty.have) return set_no_stop();
-  // A bunch without length that was to stop ahead of its boundary can be found just behind it.
-  const bool still_ahead = control.duty_phase == DutyPhase::ahead && duty.dfirst <= control.duty_boundary;
-  if (still_ahead) return set_stop_behind(duty);
-  if (duty.dfirst == duty.dlast) return set_stop_ahead(duty);
-  set_fresh_stop(duty);
+/// Sets the next duty stop by a rule.
+void set_stop(Stop (*rule)(const DutyState&), bool first) {
+  progress.update(first);
+  for (DutyState duty; (duty = next_duty(progress.passed)).have; progress.passed = duty.dfirst) {
+    const Stop stop = rule(duty);
+    if (!progress.take(stop)) continue;
+    control.duty_phase = stop.phase;
+    control.duty_boundary = stop.boundary;
+    control.duty_time = stop.time;
+    return;
+  }
+  set_no_stop();
 }
 
 /// The first value of the grid that lies ahead, as long as it does not pass the end time.
@@ -120,11 +150,15 @@ double next_towards(double target) {
 void adapt_step(double& next, bool first, bool& more) {
   if (first) {
     control.last_ctstep = trkcom.ct_step_first / trkcom.increase_factor;
-    set_fresh_stop(trkcom.duty_steps ? next_duty() : DutyState{});
+    set_no_stop();
+    if (trkcom.duty_steps) set_stop(fresh_stop, true);
   }
   const double ct = ptlcom.ctptcl;
   control.duty_now = ct == control.duty_time;
-  if (control.duty_now) leave_stop();
+  if (control.duty_now) {
+    msgout(FreeForm("--- duty --------------", static_cast<std::int32_t>(control.duty_phase)));
+    set_stop(following_stop, false);
+  }
 
   const double target = std::min(control.duty_time, trkcom.end_time_c0);
   more = target > ct;

@@ -46,13 +46,14 @@ struct StepPlan {
 };
 StepPlan plan_steps(double h, double increase_factor, double longest, double distance);
 
-/// The next duty boundary and when the bunch passes it, without self force. Particles whose orbit does not
-/// reach a boundary do not count for its times.
+/// The next duty boundary above number `passed` and when the bunch passes it, without self force. Particles
+/// whose orbit does not reach a boundary do not count for its times, nor do crossings that do not lie ahead
+/// of the present time.
 struct DutyState {
   bool have = false;
   std::int32_t dfirst = 0, dlast = 0;  ///< equal: no particle has crossed the boundary dfirst yet
   double tmin = 0, tmax = 0;           ///< first and last crossing of boundary dfirst
 };
-DutyState next_duty();
+DutyState next_duty(int passed = 0);
 
 }  // namespace tessaron
