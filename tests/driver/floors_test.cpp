@@ -47,5 +47,24 @@ TEST(Floors, EveryArrowPointsDown) {
   EXPECT_GT(arrows, 100);
 }
 
+// The table of short names in docs/developer.md: every name is declared in the header that its row names.
+TEST(Floors, TheTableOfShortNamesIsTrue) {
+  const fs::path root = TESSARON_SOURCE_DIR;
+  std::ifstream page(root / "docs/developer.md");
+  const std::regex row(R"(^\| (`[a-z0-9_`, ]+`) \|.*\| ([a-z0-9_/]+\.hpp) \|$)"), name("`([a-z0-9_]+)`");
+  int names = 0;
+  std::smatch match;
+  for (std::string line; std::getline(page, line);) {
+    if (!std::regex_match(line, match, row)) continue;
+    std::ifstream header(root / "src" / match[2].str());
+    const std::string text((std::istreambuf_iterator<char>(header)), {}), cell = match[1];
+    for (std::sregex_iterator it(cell.begin(), cell.end(), name), end; it != end; ++it, ++names) {
+      EXPECT_TRUE(std::regex_search(text, std::regex("\\b" + (*it)[1].str() + "\\(")))
+          << (*it)[1] << " in " << match[2];
+    }
+  }
+  EXPECT_GT(names, 80);
+}
+
 }  // namespace
 }  // namespace tessaron::test
