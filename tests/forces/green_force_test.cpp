@@ -164,8 +164,10 @@ TEST_F(GreensForce, MeanParticleIsWeightedByCharge) {
   EXPECT_EQ(mean.section, 3);  // the mean lies behind both boundaries
   ptlcom_store.particle[2].x = -2;
   EXPECT_EQ(mean_source(ptlcom.particle, ptlcom.section).section, 2);
-  ptlcom_store.particle[2].q = -3;  // charges that cancel
-  EXPECT_EQ(mean_source(ptlcom.particle, ptlcom.section).particle.x, -0.5);
+  ptlcom_store.particle[2].q = -2;  // the centre lies beyond both: (3 * 1 + 2 * 2) / 1
+  EXPECT_EQ(mean_source(ptlcom.particle, ptlcom.section).particle.x, 7);
+  ptlcom_store.particle[2].q = std::nextafter(-3, 0);  // they cancel, but for rounding
+  EXPECT_NEAR(mean_source(ptlcom.particle, ptlcom.section).particle.x, -0.5, 1e-15);
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 #include "common/console.hpp"
 #include "common/sort2.hpp"
@@ -134,8 +135,9 @@ MeanSource mean_source(const ParticleTable& particles, const SectionTable& secti
     c += std::cos(particles[i].phi);
     section = std::min(section, sections[i]);
   }
-  // Charges of both signs that nearly cancel have their centre anywhere: their sizes weigh then.
-  const Sums& m = std::abs(by_charge.weight) > 0.5 * by_size.weight ? by_charge : by_size;
+  // Charges that cancel, to the rounding of their sum, have no centre: their sizes weigh then.
+  const double rounding = ptlcom.npart * std::numeric_limits<double>::epsilon() * by_size.weight;
+  const Sums& m = std::abs(by_charge.weight) > rounding ? by_charge : by_size;
   MeanSource mean{{m.x / m.weight, m.y / m.weight, 0, m.p / m.weight, std::atan2(s, c), 0, 1}, section};
   const auto ahead = [&](const Boundary& b) {
     return (b.x - mean.particle.x) * b.nx + (b.y - mean.particle.y) * b.ny > 0;

@@ -12,8 +12,8 @@ namespace tessaron {
 void green_sums(const ParticleTable& particles, const SectionTable& sections, double ct,
                 ObservationPoints& points, ReferenceMotion& reference);
 
-/// The mean of the source particles: place and momentum weighted by charge, the direction without weights, in
-/// the plane, with the charge 1. Its section is the smallest one of the sources, moved up to the first
+/// The mean of the source particles: place and momentum weighted by charge (by its size where the charges
+/// cancel to rounding), the direction without weights, in the plane, with the charge 1. Its section is the smallest one of the sources, moved up to the first
 /// boundary that lies ahead of the mean.
 struct MeanSource {
   Particle particle;
