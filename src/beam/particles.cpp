@@ -195,7 +195,7 @@ Status ptlset(ParticleFormat format, MomentumMode mode) {
     averaged = convert_particles(format) * mc_per_ev / ptlcom.npart;
     momentum_of_first = ptlcom.particle[1].p;
   }
-  if (ptlcom.npart == 0 || mode == MomentumMode::reference_particle) {
+  if (mode == MomentumMode::reference_particle) {
     ptlcom_store.reference_momentum = momentum_of_first;
   } else if (mode == MomentumMode::average) {
     ptlcom_store.reference_momentum = averaged;

@@ -31,10 +31,8 @@ Status read_reals(int stream, std::span<double> numbers, bool& at_end) {
   if (status != ok || at_end) return status;
   for (std::size_t k = 0; k < numbers.size(); ++k) {
     if (used_up(line)) {
-      bool ended = false;
-      status = next_line(stream, line, ended);
-      if (status == ok && ended) status = failed;
-      if (status != ok) return status;
+      status = next_line(stream, line, at_end);
+      if (status != ok || at_end) return status;
     }
     status = next_real(line, numbers[k]);
     if (status != ok) return status;

@@ -16,8 +16,8 @@ namespace tessaron {
 
 /// One free-form read of numbers.size() reals. It starts on a new line and goes on over the following lines
 /// until all of them are found; what stands behind the last one on its line is ignored, blank lines are
-/// passed over. `at_end` is true (status 0, numbers untouched) if the file holds nothing more. A text that is
-/// no number, and a file that ends inside the numbers, fail without a message.
+/// passed over. `at_end` is true (status 0) if the file holds nothing more or ends inside the numbers; they
+/// then hold nothing of use. A text that is no number fails without a message.
 [[nodiscard]] Status read_reals(int stream, std::span<double> numbers, bool& at_end);
 
 /// The same for one real or one integer that has to be there: the end of the file fails.

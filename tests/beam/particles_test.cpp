@@ -102,9 +102,13 @@ TEST_F(Particles, NoMomentumAndNoArrayGiveFiniteNumbers) {
       EXPECT_NEAR(std::hypot(particle(2).x, particle(2).y, particle(2).z), std::sqrt(0.14), 1e-15);
     }
   }
-  ASSERT_EQ(read_particles("{ reference_momentum = 5e6 }"), ok);
-  EXPECT_EQ(ptlcom.npart, 0);
-  EXPECT_EQ(ptlcom.reference_momentum, 0);
+  // Without an array only a number is a reference momentum.
+  for (const auto& [mode, momentum] :
+       {std::pair{"average", 0.0}, {"5e6", 5e6 * 1.60203e-19 / 8.1859520434528078e-14}}) {
+    ASSERT_EQ(read_particles(std::string("{ reference_momentum = ") + mode + " }"), ok);
+    EXPECT_EQ(ptlcom.npart, 0);
+    EXPECT_EQ(ptlcom.reference_momentum, momentum) << mode;
+  }
 }
 
 TEST_F(Particles, WrongBlocksFailAndKeepWhatWasRead) {

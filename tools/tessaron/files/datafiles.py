@@ -39,8 +39,11 @@ def read_subbunch_table(path: Path, asked: tuple[bool, bool, bool]) -> tuple[lis
     :param asked: which of the three sizes the deck takes from the file; the others may hold anything readable.
     """
     rows: list[list[float]] = []
-    for line, words in _records(path):
+    records = _records(path)
+    for line, words in records:
         row = [real_of(word) for word in words[:4]]
+        if rows and len(row) < 4 and None not in row and line == records[-1][0]:
+            break  # cut by the end of the file
         if len(row) < 4 or None in row:
             return rows, [(line, "a row needs four numbers: c*t, longitudinal, radial and vertical rms size")]
         if rows and row[0] < rows[-1][0]:
