@@ -17,6 +17,7 @@
 #include "run/file_table.hpp"
 #include "run/line_writer.hpp"
 #include "run/progress.hpp"
+#include "tracking/force_watch.hpp"
 #include "tracking/steps.hpp"
 #include "tracking/tracking_record.hpp"
 
@@ -46,17 +47,23 @@ Status exit_command() {
   return closed != ok ? closed : stopped;
 }
 
-// A new lattice, bunch or force setting makes the field mesh of the last evaluation worthless.
+/// A new lattice, bunch or force setting makes the field mesh of the last evaluation worthless and its forces
+/// old.
+void leave_last_evaluation() {
+  grnrst();
+  age_forces();
+}
+
 Status lattice_command() {
   const Status status = lattice();
-  grnrst();
+  leave_last_evaluation();
   return status;
 }
 
 Status particles_command() {
   const Status read = ptlblk();
   const Status stopped = monoff(0);
-  grnrst();
+  leave_last_evaluation();
   clear_integrated_step_error();
   return read != ok ? read : stopped;
 }
@@ -68,7 +75,7 @@ Status monitor_command() {
 
 Status forces_command() {
   const Status status = force();
-  grnrst();
+  leave_last_evaluation();
   return status;
 }
 
@@ -140,6 +147,7 @@ Status step_loop() {
   double next = ptlcom.ctptcl;
   bool first = true, more = true;
   Status status = ok;
+  begin_force_watch();
   progress_start(ptlcom.ctptcl, trkcom.end_time_c0);
   while (more) {
     (void)monpre(next);
@@ -149,6 +157,7 @@ Status step_loop() {
     progress_step(ptlcom.ctptcl);  // behind the step's lines: it stands while the next step is computed
   }
   progress_wipe();
+  end_force_watch();
   return status;
 }
 

@@ -61,7 +61,10 @@ Status forcei(ForceType type, const ParticleTable& particles, const SectionTable
   if (code >= 1 && code <= 5) ++force_settings_store.force_calls[code];
   Status status = frcsub(type, particles, ct);
   if (status == ok) status = evaluate(type, particles, sections, ct, forces);
-  if (status != ok) msgout("error in forcei");
+  if (status != ok) {
+    std::ranges::fill(forces.run(1, ptlcom.npart), Force{});  // a model that failed leaves its scratch values
+    msgout("error in forcei");
+  }
   return status;
 }
 

@@ -6,7 +6,7 @@
 namespace tessaron {
 
 /// One self-force evaluation: the forces on all particles of a table at the common time ct. On failure the
-/// table holds nothing that may be used (or what it held, if no model was run).
+/// table is zero.
 [[nodiscard]] Status forcei(ForceType type, const ParticleTable& particles, const SectionTable& sections,
                             double ct, ForceTable& forces);
 

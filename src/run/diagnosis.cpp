@@ -74,6 +74,12 @@ void tell_argument_refused(std::string_view word) {
   line.write();
 }
 
+void tell_person(std::string_view text) {
+  Line line;
+  line << "tessaron: " << text;
+  line.write();
+}
+
 void tell_write_failed(std::string_view name, int code) {
   Line line;
   line << "tessaron: cannot write " << name << ": " << std::strerror(code) << "; every write tries again";

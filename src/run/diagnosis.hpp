@@ -20,6 +20,9 @@ void tell_no_command();
 /// Tells that the program takes no arguments, and that this one therefore starts no run.
 void tell_argument_refused(std::string_view word);
 
+/// Tells a person what the console does not: `text`, behind the program's name.
+void tell_person(std::string_view text);
+
 /// Tells that a file could not be written, with the code of the write. The run goes on, and what waits is
 /// tried again with the next write.
 void tell_write_failed(std::string_view name, int code);

@@ -5,6 +5,7 @@
 #include "forces/force_dispatch.hpp"
 #include "motion/pusher.hpp"
 #include "run/line_writer.hpp"
+#include "tracking/force_watch.hpp"
 #include "tracking/steps.hpp"
 #include "tracking/tracking_record_owner.hpp"
 
@@ -46,10 +47,14 @@ void copy_rows(int n, const TableType& from, TableType& to) {
 
 void clear_rows(int n, ForceTable& forces) { std::ranges::fill(forces.run(1, n), Force{}); }
 
-/// A failed evaluation has told its own; the step goes on with the table as the evaluation left it.
+/// Whether a step has the stage of the pre-conditioning model. The projected model is its own: one stage
+/// does.
+bool has_first_stage(ForceType model) { return trkcom.precondition || preconditioner(model) == model; }
+
+/// The step goes on behind a failed evaluation, without a force.
 void evaluate(ForceType type, const ParticleTable& particles, const SectionTable& sections, double ct,
               ForceTable& forces) {
-  static_cast<void>(forcei(type, particles, sections, ct, forces));
+  if (forcei(type, particles, sections, ct, forces) != ok) note_failed_evaluation(ct);
 }
 
 /// Tracks a fresh copy of the bunch over the step, under `fstart` at its start and `fend` at its end.
@@ -83,12 +88,14 @@ double precondition(const Step& step, ForceType model, const char* text) {
   if (force_times_store.fpre_time != step.t0) {
     evaluate(model, ptlcom.particle, ptlcom.section, step.t0, fpre);
     force_times_store.fpre_time = step.t0;
+    force_times_store.fpre_old = false;
   }
   if (!(step.t1 > step.t0)) return 0;
   copy_rows(step.n, fpre, fstart);
   clear_rows(step.n, fpre);
   track_copy(step, pred, predsec, fpre);
   evaluate(model, pred, predsec, step.t1, fpre);
+  force_times_store.fpre_old = false;
   for (int passes = 1;; ++passes) {
     track_copy(step, corr, corrsec, fpre);
     evaluate(model, corr, corrsec, step.t1, fpre);
@@ -118,12 +125,12 @@ double correct(const Step& step, ForceType model) {
   }
 }
 
-/// Both stages of a step under self force. The projected model is its own pre-conditioner: one stage does.
+/// Both stages of a step under self force.
 double advance(const Step& step, ForceType model) {
   const ForceType pre = preconditioner(model);
   const bool moves = step.t1 > step.t0;
   double err = 0;
-  if (trkcom.precondition || pre == model) {
+  if (has_first_stage(model)) {
     err = precondition(step, pre,
                        pre == model ? "                   step_error/step_time="
                                     : "               *** step_error/step_time=");
@@ -131,14 +138,17 @@ double advance(const Step& step, ForceType model) {
   if (pre == model) {
     copy_rows(step.n, fpre, ftrk_store);
     force_times_store.ftrk_time = step.t1;
+    force_times_store.ftrk_old = force_times_store.fpre_old;
   } else {
     if (force_times_store.ftrk_time != step.t0) {
       evaluate(model, ptlcom.particle, ptlcom.section, step.t0, ftrk_store);
       force_times_store.ftrk_time = step.t0;
+      force_times_store.ftrk_old = false;
     }
     if (!moves) return err;
     err = correct(step, model);
     force_times_store.ftrk_time = step.t1;
+    force_times_store.ftrk_old = false;
   }
   if (moves) {
     copy_rows(step.n, corr, ptlmov().particle);
@@ -154,6 +164,17 @@ const ForceTimes& force_times = force_times_store;
 const ForceTable& ftrk = ftrk_store;
 
 void forget_forces() { force_times_store = ForceTimes{}; }
+
+void age_forces() { force_times_store.fpre_old = force_times_store.ftrk_old = true; }
+
+bool starts_with_old_forces() {
+  const ForceTimes& stored = force_times_store;
+  const ForceType model = force_settings.force_type;
+  if (model == ForceType::none) return false;
+  const bool old_first = stored.fpre_old && stored.fpre_time == ptlcom.ctptcl;
+  const bool old_second = stored.ftrk_old && stored.ftrk_time == ptlcom.ctptcl;
+  return preconditioner(model) == model ? old_first : old_second || (trkcom.precondition && old_first);
+}
 
 double trkadv(double next) {
   const Step step{ptlcom.ctptcl, next, ptlcom.npart};

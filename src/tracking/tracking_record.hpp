@@ -36,11 +36,17 @@ extern const TrackingRecord& trkcom;
 /// Forces that the step loop keeps between steps, and the times at which they are valid.
 /// Owner: tracking/trkadv.cpp.
 struct ForceTimes {
-  double fpre_time = undefined_real;  ///< of the pre-conditioning model
-  double ftrk_time = undefined_real;  ///< of the deck's model
+  double fpre_time = undefined_real;        ///< of the pre-conditioning model
+  double ftrk_time = undefined_real;        ///< of the deck's model
+  bool fpre_old = false, ftrk_old = false;  ///< stored before the latest particles, lattice or forces
 };
 extern const ForceTimes& force_times;
 extern const ForceTable& ftrk;
+
+/// A `particles`, `lattice` or `forces` command: the stored forces keep their times, but are old from now on.
+void age_forces();
+/// Whether a run that starts now takes old forces as those at its start.
+bool starts_with_old_forces();
 
 /// Start-up: the defaults above.
 [[nodiscard]] Status trkini();

@@ -133,14 +133,18 @@ TEST(ModelRuns, AMeshThatDoesNotFitEndsTheRun) {
   EXPECT_FALSE(folder.exists("end.dat"));
 }
 
-/// Two particles of 1 nC and 500 MeV/c, the second one 1 mm behind, 1 m into an arc.
+/// An arc of 10 m, and two particles of 1 nC and 500 MeV/c 1 m into it, the second one 1 mm behind.
+const std::string arc =
+    "lattice { dipole { position { rho = -1 psi = 0 } properties { r = 10 } position { rho = 3 psi = 0 } } "
+    "}\n";
+const std::string one_particle = "particles { array = 0 a b c d e f   0 0 0 5e8 0 0 1e-9 }";
+std::string two_particles(const std::string& ct) {
+  return "particles { array = " + ct + " a b c d e f   0 0 0 5e8 0 0 1e-9   -1e-3 0 0 0 0 0 1e-9 }";
+}
+
 ProgramRun run_projected(const RunFolder& folder, const std::string& settings) {
-  return folder.run_deck(
-      "lattice { dipole { position { rho = -1 psi = 0 } properties { r = 10 } position { rho = 3 psi = 0 } } "
-      "}\n"
-      "particles { array = 0 a b c d e f   0 0 0 5e8 0 0 1e-9   -1e-3 0 0 0 0 0 1e-9 }\n"
-      "forces { type = projected " +
-      settings + " }\n tracker { end_time_c0 = 0.01 }\n");
+  return folder.run_deck(arc + two_particles("0") + "\nforces { type = projected " + settings +
+                         " }\n tracker { end_time_c0 = 0.01 }\n");
 }
 
 // h = 1e-4 / (5 sqrt 2), so that the second particle stands 70.7 steps behind the first; 25 steps at both
@@ -172,10 +176,63 @@ TEST(ModelRuns, AProjectedTestRunTellsItsGridAndWritesItsFiles) {
   EXPECT_NEAR(std::stod(rows[1].substr(0, 20)), -1e-3, 1e-5);
 }
 
-TEST(ModelRuns, AProjectedGridThatDoesNotFitFailsFromTheInsideOut) {
-  const ProgramRun run = run_projected({}, "sigma_long = 1e-9");
-  ASSERT_TRUE(run.orderly());
-  EXPECT_NE(run.told().find("; nsam.gt.nsamax; error in force1; error in forcei;"), std::string::npos);
+// The bunch goes on as without a force, and a person is told when it failed first and how often: at the
+// start, for the predictor and for the corrector.
+TEST(ModelRuns, AnEvaluationThatFailsTellsWhyAndLeavesNoForce) {
+  const struct {
+    std::string particles, settings, told;
+  } cases[] = {
+      {two_particles("0"), "sigma_long = 1e-9", "nsam.gt.nsamax; error in force1"},
+      {two_particles("0"), "sigma_long = file sigma_file = sizes", "nsam.gt.nsamax; error in force1"},
+      {"particles { }", "sigma_long = 1e-4", "error: no particles for the projected force; error in force1"},
+      {one_particle, "sigma_long = relative relative_long = 1", "error in frcsub (sub-bunch dimensions)"}};
+  for (const auto& c : cases) {
+    const RunFolder free, folder;
+    folder.write("sizes", "0 1e-9 0 0\n1 1e-9");
+    const std::string end =
+        "\n track_step { iterative = 1 } tracker { end_time_c0 = 0.01 } monitor { name = end }\n";
+    (void)free.run_deck(arc + c.particles + end);
+    const ProgramRun run =
+        folder.run_deck(arc + c.particles + "\nforces { type = projected " + c.settings + " }" + end);
+    ASSERT_TRUE(run.orderly()) << run.errors;
+    EXPECT_EQ(count({run.told()}, "; " + c.told + "; error in forcei;"), 1) << run.told();
+    EXPECT_EQ(folder.read("end"), free.read("end"));
+    EXPECT_EQ(count(split_lines(run.errors), "self force"), 2) << run.errors;
+    EXPECT_EQ(run.errors.find("tessaron: the self force failed at ct = 0 m and counts as 0 there"), 0u);
+    EXPECT_NE(run.errors.find("failed evaluations of the self force: 3\n"), std::string::npos);
+  }
+}
+
+// A bunch that starts at the time of stored forces feels them, whosever they are, and that is told; at any
+// other time it ends as in a run of its own.
+TEST(ModelRuns, ForcesOfAnOlderBunchOrSettingAreToldAtTheStartOfARun) {
+  const std::string projected = "\nforces { type = projected sigma_long = 1e-4 }\n",
+                    first = arc + two_particles("0") + projected + "tracker { end_time_c0 = 0.1 }\n";
+  const auto end_at = [](double ct) {
+    return " tracker { end_time_c0 = " + std::to_string(ct) + " } monitor { name = end }\n";
+  };
+  for (const bool same_time : {true, false}) {
+    const RunFolder alone, second;
+    const std::string bunch = two_particles(same_time ? "0.1" : "0.1000001");
+    (void)alone.run_deck(arc + bunch + projected + end_at(0.2));
+    const ProgramRun run = second.run_deck(first + bunch + end_at(0.2));
+    EXPECT_EQ(run.errors.find("tessaron: tracking starts with forces that were stored before") == 0,
+              same_time);
+    EXPECT_EQ(second.read("end") != alone.read("end"), same_time);
+  }
+  const std::string none = "forces { type = none } ";
+  for (const auto& [between, told] : {std::pair{"track_step { iterative = 2 }", false},
+                                      {projected.c_str(), true},
+                                      {arc.c_str(), true},
+                                      {none.c_str(), false},
+                                      {"forces { type = csr_g_to_p sigma_long = 1e-4 }", true}}) {
+    const RunFolder folder;
+    EXPECT_EQ(folder.run_deck(first + between + end_at(0.15)).errors != "", told) << between;
+  }
+  const RunFolder folder;
+  EXPECT_EQ(
+      folder.run_deck(first + none + "tracker { delta_time_c0 = 1e-9 }" + projected + end_at(0.15)).errors,
+      "");
 }
 
 }  // namespace

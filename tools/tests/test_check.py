@@ -137,6 +137,24 @@ def test_monitors_ahead_of_their_particles_or_behind_the_last_tracker(tmp_path, 
     assert len(found) == 1 and found[0].startswith("tessar.in:10: warning: ") and "no tracker follows" in found[0]
 
 
+BEHIND = "track_step { }\ntracker { delta_time_c0 = 0.1 }\n"
+
+
+@pytest.mark.parametrize("between, warned", [
+    ("", ""), ("particles { array = 3.5 0 0 0 0 0 0\n 0 0 0 1e9 0 0 1e-12\n -1e-4 0 0 0 0 0 1e-12 }\n", "particles"),
+    ("particles { array = 3.5000001 0 0 0 0 0 0\n 0 0 0 1e9 0 0 1e-12\n -1e-4 0 0 0 0 0 1e-12 }\n", ""),
+    ("forces { type = csr_g_to_m sigma_long = 1e-5 }\n", "forces"), ("forces { type = none }\n", ""),
+    ("forces { type = none } tracker { delta_time_c0 = 1e-9 } forces { type = csr_g_to_m sigma_long = 1e-5 }\n", "")])
+def test_forces_of_an_older_bunch_or_setting(tmp_path, bunch_file, between, warned):
+    deck = DECK.replace("tracker { end_time_marker = end }", "tracker { end_time_c0 = 3.5 }") + between + BEHIND
+    found = [text for text in findings(tmp_path, bunch_file, deck) if "starts with the forces" in text]
+    assert len(found) == bool(warned)
+    if warned:
+        line = deck.count("\n")
+        assert found[0].startswith(f"tessar.in:{line}: warning: this tracker starts with the forces that the one at tessar.in:9 left at c*t = 3.5 m")
+        assert f"before {warned} at tessar.in:11;" in found[0]
+
+
 def test_the_eleventh_monitor_fails(tmp_path, bunch_file):
     block = 'online_monitor { name = m%d type = steps start_time_c0 = now end_time_c0 = 9 time_step_c0 = all }\n'
     found = findings(tmp_path, bunch_file, DECK.replace("tracker {", "".join(block % k for k in range(10)) + "tracker {"))
@@ -164,7 +182,7 @@ def test_everything_is_found_in_one_go(tmp_path, bunch_file):
 
 def test_faults_of_the_data_files_tell_their_own_lines(tmp_path, bunch_file):
     (tmp_path / "w").write_text("! a wake\n1e-4\n1e-5\n-30\n30\n" + "0\n" * 20 + "zero\n" + "0\n" * 40)
-    (tmp_path / "s").write_text("0 1e-5 0 0\n2 1e-5 0 0\n1 1e-5 0 0\n")
+    (tmp_path / "s").write_text("0 1e-5 0 0\n2 1e-5 0 0\n1 1e-5 0 0\n3 1e-5\n")
     (tmp_path / "g").write_text("0\n1\n0.5\n")
     deck = DECK.replace("relative relative_long = 0.1", "file sigma_file = s wake_file = w").replace("ct_step_min", "time_grid_file = g ct_step_min")
     found = findings(tmp_path, bunch_file, deck)

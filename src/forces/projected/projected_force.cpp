@@ -97,6 +97,10 @@ void to_particles(const LineGrid& grid, Series field, ForceTable& forces) {
 
 Status evaluate(const ParticleTable& particles, const SectionTable& sections, ForceTable& forces) {
   const int n = ptlcom.npart;
+  if (n == 0) {
+    msgout("error: no particles for the projected force");
+    return failed;
+  }
   const ArcPosition reference = arc_position(particles[1].x, particles[1].y, sections[1]);
   const double p0 = ptlcom.reference_momentum, gamma = std::sqrt(p0 * p0 + 1.0), beta = p0 / gamma;
   double ctmin = 0, ctmax = 0;

@@ -6,7 +6,7 @@ from pathlib import Path
 
 from ..files.blocks import Value
 from ..beam.bunch import Bunch
-from ..files.deck import DeckReader, Place
+from ..files.deck import DeckReader, Place, Token
 from ..files.outputs import Boundary
 
 STEP_DEFAULTS = {"ct_step_max": 0.1, "ct_step_min": 0.01, "ct_step_first": 0.1, "arc_factor": 0.5}
@@ -65,6 +65,15 @@ class Beam:
 
 
 @dataclass
+class StoredForces:
+    """The forces that the last tracker with a self force left at its end."""
+
+    ct: float  #: c*t [m]
+    tracker: Place
+    older_than: Token | None = None  #: the latest `particles`, `lattice` or `forces` command behind that tracker
+
+
+@dataclass
 class CheckState:
     """All settings at the present place of the deck."""
 
@@ -89,6 +98,7 @@ class CheckState:
     logfile: str | None = None
     trackers: int = 0
     force_checked: set[str] = field(default_factory=set)
+    stored: StoredForces | None = None
 
     def error(self, place: Place, text: str) -> None:
         """Something that would fail."""

@@ -1,11 +1,13 @@
 """The blocks `track_step` and `tracker`."""
 from __future__ import annotations
 
+from math import isclose
+
 from ..files.blocks import Value, read_block
 from .forces import check_forces_on_beam
 from .monitors import accept_monitors, write_monitors
 from .particles import place_beam
-from .state import CheckState
+from .state import CheckState, StoredForces
 from ..files.datafiles import read_time_grid
 from ..files.deck import DeckReader, Place, Token
 from ..files.keys import TRACKER, TRACK_STEP
@@ -64,12 +66,25 @@ def check_tracker(state: CheckState, reader: DeckReader, command: Token) -> None
         state.warn(command.place, "there is no lattice: the bunch flies straight on")
     place_beam(state)
     check_forces_on_beam(state)
+    _check_stored_forces(state, command)
     end = _end_time(state, command, values)
     if state.beam is not None:
         accept_monitors(state)
         if end is not None:
             write_monitors(state, end)
             _advance(state, end)
+            if state.force_type != "none":
+                state.stored = StoredForces(state.beam.ct, command.place)
+
+
+def _check_stored_forces(state: CheckState, command: Token) -> None:
+    """A tracker that starts at the very time of stored forces takes them as its own."""
+    stored = state.stored
+    if stored is None or stored.older_than is None or state.beam is None or state.force_type == "none":
+        return
+    if isclose(stored.ct, state.beam.ct, rel_tol=1e-13, abs_tol=1e-13):
+        state.warn(command.place, f"this tracker starts with the forces that the one at {stored.tracker} left at c*t = {stored.ct:.6g} m, before "
+                   f"{stored.older_than.text} at {stored.older_than.place}; start at another time, or track by 1e-9 m with type = none ahead")
 
 
 def _end_time(state: CheckState, command: Token, values: dict[str, Value]) -> float | None:

@@ -68,6 +68,8 @@ def _carry_out(state: CheckState, reader: DeckReader, command: Token) -> None:
               "track_accuracy": _track_accuracy}
     if command.text not in blocks:
         raise DeckFault(f"unknown command {command.text!r}; there are {', '.join(COMMANDS)}", command.place)
+    if state.stored is not None and command.text in ("particles", "lattice", "forces"):
+        state.stored.older_than = command
     try:
         blocks[command.text](state, reader, command)
     except DeckEnd:
