@@ -155,7 +155,7 @@ TEST(BlockMessages, BunchesAndMonitorsTellWhatTheyHold) {
            {"particles { charge = 1 }", block},
            {"particles = { }", expected + "{;" + block},
            {"particles { format }", expected + "=;" + block},
-           {"particles { reference_momentum = 1e9 reference_point_x = 2 }", none},
+           {"particles { reference_momentum = average reference_point_x = 2 }", none},
            {bunch + "monitor { name = out }", bunch_told + ";  monitor=out                   ctptcl= 0.5"},
            {bunch + "monitor { name = a_name_of_more_than_twenty_characters format = fmt3 }",
             bunch_told + ";  monitor=a_name_of_more_than_  ctptcl= 0.5"},
