@@ -1,8 +1,10 @@
 """Tessaron from Python: lattices, bunches, runs, scans, convergence, and what comes before and after a run.
 
-    from tessaron import Dipole, Drift, Lattice, Marker
+    from tessaron import Bunch, Forces, Lattice, Run
 
-    lattice = Lattice([Drift(1), Dipole.rbend(0.5, 0.05, name="B1"), Drift(2), Marker("end")])
+    bunch = Bunch.gaussian(20000, energy_eV=5e9, charge_C=1e-9, length_m=2e-4, chirp=36)
+    run = Run(Lattice.chicane(0.0483, 0.5, 5, 1), bunch, Forces("projected", sigma_long="relative", relative_long=0.1))
+    result = run.start("first")
 
 Coordinates everywhere: x and y span the orbit plane, z is vertical, the design orbit starts along +x. Lengths in metres,
 momenta in eV/c, charges in coulomb, time as c*t in metres. Names are imported when they are first used.
@@ -16,17 +18,27 @@ __version__ = "1.2"  # that of the program
 
 #: Public names by the module that holds them.
 _HOMES = {
+    ".beam.bunch": ("Bunch",),
     ".lattice.elements": ("Dipole", "Drift", "Map", "Marker", "Multipole", "Quadrupole", "ThinQuadrupole"),
     ".lattice.lattice": ("Lattice",),
+    ".study.particles": ("Particles",),
     ".study.process": ("Progress", "RunFailed", "find_program"),
+    ".study.result": ("Result",),
+    ".study.run": ("Run",),
+    ".study.settings": ("Forces", "IoPath", "Monitor", "Monitors", "OnlineMonitor", "Steps", "Tracker"),
 }
 _HOME_OF = {name: home for home, names in _HOMES.items() for name in names}
 __all__ = sorted(_HOME_OF)
 
 if TYPE_CHECKING:
+    from .beam.bunch import Bunch
     from .lattice.elements import Dipole, Drift, Map, Marker, Multipole, Quadrupole, ThinQuadrupole
     from .lattice.lattice import Lattice
+    from .study.particles import Particles
     from .study.process import Progress, RunFailed, find_program
+    from .study.result import Result
+    from .study.run import Run
+    from .study.settings import Forces, IoPath, Monitor, Monitors, OnlineMonitor, Steps, Tracker
 
 
 def __getattr__(name: str) -> Any:

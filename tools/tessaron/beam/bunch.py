@@ -2,10 +2,19 @@
 from __future__ import annotations
 
 from dataclasses import dataclass
+from pathlib import Path
+from typing import TYPE_CHECKING, Any
 
 import numpy as np
 
 from ..constants import REST_ENERGY
+
+if TYPE_CHECKING:
+    from matplotlib.figure import Figure
+
+    from ..files.outputs import Boundary
+    from .analyse import Summary
+    from .slices import Slices
 
 
 @dataclass
@@ -29,6 +38,80 @@ class Bunch:
         n = self.offsets.shape[1] if self.offsets.ndim == 2 else 0
         if self.reference.shape != (6,) or self.offsets.shape != (6, n) or self.charge.shape != (n,) or n == 0:
             raise ValueError("a bunch needs at least one particle, six coordinates and a charge for each")
+
+    @classmethod
+    def gaussian(cls, particles: int = 20000, **numbers: Any) -> "Bunch":
+        """A bunch of Gaussian current; `tessaron.beam.makers.made` tells the numbers.
+
+            Bunch.gaussian(20000, energy_eV=5e9, charge_C=1e-9, length_m=2e-4, chirp=36, emittance_m=1e-6, beta_m=(40, 13))
+        """
+        from .makers import made
+
+        return made("gaussian", particles, **numbers)
+
+    @classmethod
+    def flat_top(cls, particles: int = 20000, **numbers: Any) -> "Bunch":
+        """A bunch of even current, with the numbers of `tessaron.beam.makers.made`."""
+        from .makers import made
+
+        return made("flat-top", particles, **numbers)
+
+    @classmethod
+    def from_arrays(cls, **arrays: Any) -> "Bunch":
+        """A bunch from x_m, y_m, z_m, px_eV_c, py_eV_c, pz_eV_c, q_C and ct_m; see `tessaron.beam.makers.from_arrays`."""
+        from .makers import from_arrays
+
+        return from_arrays(**arrays)
+
+    @classmethod
+    def from_particle_group(cls, group: Any) -> "Bunch":
+        """A bunch from an object like openPMD-beamphysics' ParticleGroup; see `tessaron.beam.makers.from_particle_group`."""
+        from .makers import from_particle_group
+
+        return from_particle_group(group)
+
+    @classmethod
+    def from_file(cls, path: str | Path, fmt: str | None = None, charge_C: float = 0.0) -> "Bunch":
+        """A bunch from a file of any known format; None tells it by the name or the columns, charge_C is for fmt0."""
+        from ..files.convert import load
+
+        return load(path, fmt, charge_C)
+
+    @classmethod
+    def from_openpmd(cls, path: str | Path) -> "Bunch":
+        """A bunch from an openPMD-beamphysics file."""
+        return cls.from_file(path, "openpmd")
+
+    def save(self, path: str | Path, fmt: str | None = None) -> None:
+        """Writes the bunch, in the format of the file's suffix unless told, else fmt1."""
+        from ..files.convert import save
+
+        save(path, self, fmt)
+
+    def arrays(self) -> dict[str, np.ndarray]:
+        """Absolute coordinates and charges by names with units: x_m, y_m, z_m, px_eV_c, py_eV_c, pz_eV_c, q_C."""
+        from .makers import arrays_of
+
+        return arrays_of(self)
+
+    def moments(self, orbit: "list[Boundary] | None" = None) -> "Summary":
+        """The bunch in numbers, about the design orbit if its boundaries (`Lattice.boundaries()`) are told."""
+        from .analyse import summary
+
+        return summary(self, orbit=orbit)
+
+    def slices(self, count: int = 50, orbit: "list[Boundary] | None" = None) -> "Slices":
+        """Moments of slices along the bunch."""
+        from .slices import slice_moments
+
+        return slice_moments(self, count, orbit=orbit)
+
+    def plot(self, orbit: "list[Boundary] | None" = None) -> "Figure":
+        """All phase spaces as a matplotlib figure."""
+        from ..pictures.notebook import shown_once
+        from ..pictures.plots import phase_spaces
+
+        return shown_once(phase_spaces(self, orbit))
 
     def __len__(self) -> int:
         return self.charge.size

@@ -42,7 +42,7 @@ def check_particles(state: CheckState, reader: DeckReader, command: Token) -> No
 def _array(state: CheckState, reader: DeckReader, key: Token, values: dict[str, Value]) -> None:
     fmt = values["format"].text if "format" in values and values["format"].good else "fmt1"
     width = 10 if fmt == "umbra" else 7
-    words, first, bad = _tokens(reader)
+    words, first, bad = array_words(reader)
     header = [] if fmt == "umbra" else words[:7]
     records = words[len(header):]
     if not records:
@@ -71,7 +71,7 @@ def _array(state: CheckState, reader: DeckReader, key: Token, values: dict[str, 
     _enter_beam(state, key.place, fmt, bunch_of_table(real_of(header[0]) if header else 0.0, table, fmt), table, values)
 
 
-def _tokens(reader: DeckReader) -> tuple[list[str], Place, list[tuple[Place, int, str]]]:
+def array_words(reader: DeckReader) -> tuple[list[str], Place, list[tuple[Place, int, str]]]:
     """All words up to the closing brace, where they begin, and those that are no numbers with their place and number.
 
     Whole lines are taken at once: an array may hold millions of words.

@@ -56,8 +56,8 @@ def read_ending(console: str, errors: str = "", exit_status: int | None = None) 
     ct = _last_time(lines)
     whole, trace = _tail(lines)
 
-    def failed(reason: str, lines: tuple[str, ...] = trace, place: Place | None = None) -> Ending:
-        return Ending(False, reason + (f", at c*t = {ct:.5f} m" if ct is not None else ""), lines, place, ct)
+    def failed(reason: str, lines: tuple[str, ...] = trace, place: Place | None = None, where: str = "at") -> Ending:
+        return Ending(False, reason + (f", {where} c*t = {ct:.5f} m" if ct is not None else ""), lines, place, ct)
 
     if stopped := _STOPPED.search(errors):
         file, line, doing, more = stopped.groups()
@@ -74,8 +74,8 @@ def read_ending(console: str, errors: str = "", exit_status: int | None = None) 
     if evaluations := [k for k, line in enumerate(lines) if _FORCE_FAILED.match(line)]:
         ct = _last_time(lines[:evaluations[0]])
         count = sum(line == "error in forcei" for line in lines) or len(evaluations)
-        return failed(f"{count} force evaluations failed, so that the results are not to be used; the first",
-                      _around(lines, evaluations[0]))
+        return failed(f"{count} force evaluations failed, so that the results are not to be used",
+                      _around(lines, evaluations[0]), where="the first behind")
     if _GAVE_UP in lines:
         return failed("a tracking run ended ahead of its end time", (_GAVE_UP,))
     return Ending(True, "completed", ct=ct)

@@ -107,9 +107,10 @@ class Lattice:
 
     def plot(self) -> "Figure":
         """The floor plan as a matplotlib figure."""
-        from ..pictures.plots import floor_plan
+        from ..pictures.floor import floor_plan
+        from ..pictures.notebook import shown_once
 
-        return floor_plan(self.boundaries())
+        return shown_once(floor_plan(self.boundaries()))
 
     def optics(self, beta: tuple[float, float] = (10.0, 10.0), alpha: tuple[float, float] = (0.0, 0.0),
                dispersion: tuple[float, float] = (0.0, 0.0), step: float = 0.05) -> "Optics":
@@ -129,8 +130,8 @@ class Lattice:
         return layout.deck_of(self._blocks)
 
     def _repr_html_(self) -> str:
-        rows = "".join(f"<tr><td>{start:.6g}</td><td>{end:.6g}</td><td>{element!r}</td></tr>" for start, end, element in self.placed()
-                       if not isinstance(element, Drift))
+        rows = "".join(f"<tr><td>{start:.6g}</td><td>{end:.6g}</td><td>{element!r}</td></tr>"
+                       for start, end, element in self.placed() if not isinstance(element, Drift))
         return f"<table><tr><th>s / m</th><th>to / m</th><th>{len(self)} elements, {self.length:.6g} m</th></tr>{rows}</table>"
 
     @cached_property

@@ -95,9 +95,8 @@ def deck_of(blocks: Iterable[Block]) -> str:
 
 
 def number(value: float) -> str:
-    """A number as a deck holds it: the shortest text that reads back to the same one."""
-    text = f"{value:.15g}"
-    return text if float(text) == value else repr(float(value))
+    """A number as a deck holds it: a short text that reads back to the same one."""
+    return next((text for text in (f"{value:.6g}", f"{value:.15g}") if float(text) == value), repr(float(value)))
 
 
 def told(number: int, element: Element | None) -> str:

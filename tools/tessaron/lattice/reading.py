@@ -101,7 +101,8 @@ class _Element:
                 else:
                     found.append(self._position(done == 3))
             else:
-                raise DeckFault(f"{self._kind.text}: {token.text!r} does not belong here; the order is {', '.join(order)}", token.place)
+                raise DeckFault(f"{self._kind.text}: {token.text!r} does not belong here; the order is {', '.join(order)}",
+                                token.place)
         if not found:
             return []
         drift = found[0].s - start
