@@ -8,6 +8,8 @@ import pytest
 from conftest import ROOT
 from test_check import DECK
 
+from tessaron.command.cli import main
+
 COMMAND = ROOT / "tools" / "tessaron-tools"
 
 
@@ -18,7 +20,8 @@ def call(folder, *arguments, status=0):
 
 
 def test_from_a_bunch_to_pictures(tmp_path):
-    call(tmp_path, "make-bunch", "b.dat", "-n", 500, "--energy", 5e8, "--length", 1e-4, "--chirp", 10, 1e3, "--profile", "parabolic", "--seed", 3)
+    made = call(tmp_path, "make-bunch", "b.dat", "-n", 500, "--energy", 5e8, "--length", 1e-4, "--chirp", 10, 1e3, "--profile", "parabolic", "--seed", 3).stdout
+    assert made.count("\n") == 1 and made.startswith("b.dat: fmt1, 500 particles, 1 nC")
     call(tmp_path, "convert", "b.dat", "b.h5")
     call(tmp_path, "convert", "b.h5", "b2.dat", "--to", "fmt2")
     call(tmp_path, "convert", "b2.dat", "c.dat", "--from", "fmt2")
@@ -41,11 +44,23 @@ def test_check_tells_its_verdict_as_status(tmp_path):
     assert [item["line"] for item in json.loads(result.stdout) if item["severity"] == "error"] == [5]
 
 
-def test_failures_are_one_line(tmp_path):
-    result = call(tmp_path, "analyse", "nowhere.dat", status=1)
-    assert result.stderr.count("\n") == 1 and "nowhere.dat" in result.stderr
-    result = call(tmp_path, "make-bunch", "b.dat", "-n", 1, status=1)
-    assert "at least 2 particles" in result.stderr
+@pytest.mark.parametrize("arguments, words", [
+    ("analyse nowhere.dat", "nowhere.dat"),
+    ("make-bunch b.dat -n 1", "at least 2 particles"),
+    ("make-bunch b.dat --energy 1e9 --momentum 1e9", "--momentum and --energy exclude each other"),
+    ("make-bunch b.dat --size 1 1 --beta 1 1", "--size and --beta exclude each other"),
+    ("make-bunch b.dat --divergence 1 1", "--divergence has no effect without --size"),
+    ("plot force noise.bin", "noise.bin"), ("plot floor noise.bin", "noise.bin"), ("plot steps noise.bin", "noise.bin"),
+    ("plot force steps.dat", "steps.dat: no force file"), ("plot floor steps.dat", "steps.dat: no lattice"),
+    ("plot phase steps.dat steps.dat", "phase shows one file"), ("analyse steps.dat", "steps.dat: 8 columns are no bunch format"),
+])
+def test_failures_are_one_line(tmp_path, monkeypatch, capsys, arguments, words):
+    monkeypatch.chdir(tmp_path)
+    (tmp_path / "noise.bin").write_bytes(bytes(range(256)) * 4)
+    (tmp_path / "steps.dat").write_text("0.1 1e-6 0 1 0 0 0 0\n0.2 2e-6 1 2 0 0 0 0\n")
+    assert main(arguments.split()) == 1
+    told = capsys.readouterr().err
+    assert told.count("\n") == 1 and words in told
 
 
 def test_every_command_explains_itself_with_units(tmp_path):

@@ -1,4 +1,6 @@
 """openPMD and CSV: round trips, the standard's attributes, and files that others might write."""
+import re
+
 import h5py
 import numpy as np
 import pytest
@@ -23,12 +25,15 @@ def test_a_negative_bunch_keeps_its_sign(tmp_path, askew):
         save(tmp_path / "c.h5", askew)
 
 
-def test_openpmd_files_say_what_the_standard_asks_for(tmp_path, askew):
-    save(tmp_path / "b.h5", askew)
+@pytest.mark.parametrize("version", ["2.0.0", "1.1.0"])
+def test_openpmd_files_say_what_the_standard_asks_for(tmp_path, askew, version):
+    assert "openpmd, 40 particles" in save(tmp_path / "b.h5", askew, version=version)
     with h5py.File(tmp_path / "b.h5") as file:
-        assert file.attrs["openPMD"] == b"2.0.0" and b"BeamPhysics" in file.attrs["openPMDextension"]
-        for name in ("basePath", "particlesPath", "iterationEncoding", "iterationFormat", "dataType"):
-            assert name in file.attrs
+        extension = file.attrs["openPMDextension"]  # a number in version 1, names in version 2
+        assert file.attrs["openPMD"] == version.encode() and (b"BeamPhysics" in extension if version[0] == "2" else extension.dtype == np.uint32)
+        for name in ("basePath", "particlesPath", "iterationEncoding", "iterationFormat", "dataType", "author", "software", "softwareVersion"):
+            assert file.attrs[name]
+        assert re.fullmatch(rb"\d{4}-\d\d-\d\d \d\d:\d\d:\d\d [+-]\d{4}", file.attrs["date"])
         iteration = file["data/1"]
         assert {"time", "dt", "timeUnitSI"} <= set(iteration.attrs)
         species = iteration["particles/electron"]
@@ -37,6 +42,8 @@ def test_openpmd_files_say_what_the_standard_asks_for(tmp_path, askew):
         for record, dimension in {"position": [1, 0, 0], "momentum": [1, 1, -1]}.items():
             for name in (record, record + "Offset"):
                 assert list(species[name].attrs["unitDimension"][:3]) == dimension
+            shape = species[record + "Offset/x"].attrs["shape"]
+            assert shape.dtype == np.uint64 and list(shape) == [len(askew)]
         # their (x, y, z) is our (y, z, x), and offsets add up to absolute coordinates in SI units
         beam = species["position/z"][:] + species["positionOffset/z"].attrs["value"]
         np.testing.assert_allclose(beam, askew.x, rtol=1e-15)
@@ -67,11 +74,66 @@ def test_a_foreign_file_in_other_units_with_dead_and_late_particles(tmp_path):
     assert bunch.x[1] - bunch.x[0] == pytest.approx(10e-3 + 1e-12 * SPEED_OF_LIGHT, rel=1e-6)
 
 
-def test_csv_from_elsewhere_needs_the_coordinates_only(tmp_path):
+def test_csv_from_elsewhere_needs_the_coordinates_only(tmp_path, capsys):
     path = tmp_path / "b.csv"
     path.write_text("px_eV_c, x_m,y_m,z_m,py_eV_c,pz_eV_c\n1e9,1,2,3,0,0\n1.1e9,1.5,2,3,0,5\n")
     bunch = load(path)
-    assert bunch.ct == 0 and bunch.x[1] == 1.5 and bunch.pz[1] == 5 and not bunch.charge.any()
-    path.write_text("x_m,y_m\n1,2\n")
-    with pytest.raises(ValueError, match="no column z_m"):
+    assert bunch.ct == 0 and bunch.x[1] == 1.5 and bunch.pz[1] == 5 and not bunch.charge.any() and "no charges" in capsys.readouterr().err
+    path.write_text("x,y,z,px,py,pz,q\n1,2,3,5,0,1e9,1e-12\n1,2,3.5,0,7,1e9,1e-12\n")
+    with pytest.raises(ValueError, match="--beam-axis z"):
         load(path)
+    bunch = load(path, beam_axis="z")  # their x, y, z are our y, z, x
+    assert "x, y, z in m" in capsys.readouterr().err
+    assert list(bunch.reference) == [3, 1, 2, 1e9, 5, 0] and bunch.x[1] == 3.5 and bunch.pz[1] == 7
+
+
+CSV = "x,y,z,px,py,pz,q\n0,0,0,1e9,0,0,1e-12\n"
+REFUSED = [  # name of the file, what it holds or what is done to a good openPMD file, options, words of the message
+    ("b.csv", "x_m,y_m\n1,2\n", {}, "no column z_m"),
+    ("b.csv", CSV + "1,2,nan,1e9,0,0,1e-12\n", {}, "particle 2 holds a value that is no finite number"),
+    ("b.csv", CSV + "0,0,0,0,0,0,1e-12\n", {}, "particle 2 has no momentum"),
+    ("b.csv", CSV + "0,0,x,0,0,0,1e-12\n", {}, "b.csv"),
+    ("b.dat", "0 0 0 0 0 0 0\n0 0 0 1e9 0 0 inf\n", {}, "particle 1 holds"),
+    ("b.dat", "0 0 0 0 0 0 0\n" + "0 0 0 1e9 0 0 1e-15\n" * 300001, {}, "300001 particles are more than the 300000"),
+    ("b.csv", CSV, {"species": "electron"}, "--species is for openPMD"),
+    ("b.csv", CSV, {"charge": 1e-9}, "--charge is for fmt0"),
+    ("b.h5", "no HDF5", {}, "b.h5: no HDF5 file"),
+    ("b.h5", lambda data: data["1/particles/electron"].attrs.update(speciesType="proton"), {}, "protons; the program tracks electrons"),
+    ("b.h5", lambda data: data.copy("1/particles/electron", "1/particles/more"), {}, "several species: electron, more; choose one with --species"),
+    ("b.h5", lambda data: data.copy("1", "2"), {}, "several iterations: 1, 2; choose one with --iteration"),
+    ("b.h5", lambda data: None, {"species": "ions"}, "no species ions; there are electron"),
+    ("b.h5", lambda data: data["1/particles/electron/momentum"].attrs.update(unitDimension=np.array([1, 0, -1, 0, 0, 0, 0.0])), {}, "momentum has the unitDimension"),
+    ("b.h5", lambda data: data["1/particles/electron/weight"].attrs.update(unitDimension=np.zeros(7)), {}, "weights must be charges"),
+]
+
+
+@pytest.mark.parametrize("name, content, options, words", REFUSED)
+def test_what_is_no_bunch_for_this_program(tmp_path, askew, name, content, options, words):
+    if callable(content):
+        save(tmp_path / name, askew)
+        with h5py.File(tmp_path / name, "a") as file:
+            content(file["data"])
+    else:
+        (tmp_path / name).write_text(content)
+    with pytest.raises(ValueError, match=re.escape(words)):
+        load(tmp_path / name, **options)
+
+
+def test_a_chosen_species_and_iteration(tmp_path, askew):
+    save(tmp_path / "b.h5", askew)
+    with h5py.File(tmp_path / "b.h5", "a") as file:
+        file.copy("data/1", "data/2")
+        file.copy("data/2/particles/electron", "data/2/particles/more")
+        file["data/2/particles/more/weight"][:] *= 2
+    assert load(tmp_path / "b.h5", species="more", iteration="2").charge == pytest.approx(2 * askew.charge)
+
+
+def test_no_suffix_is_ignored(tmp_path, askew):
+    for name, fmt, columns in (("b.umbra", "umbra", 10), ("b.fmt2", "fmt2", 7), ("b.dat", "fmt1", 7)):
+        assert f"{name}: {fmt}, 40 particles" in save(tmp_path / name, askew)
+        assert len((tmp_path / name).read_text().splitlines()[-1].split()) == columns
+        assert_same(load(tmp_path / name), askew)
+    for name in ("b.sdds", "b.png", "b.fmt3"):
+        with pytest.raises(ValueError, match=name):
+            save(tmp_path / name, askew)
+        assert not (tmp_path / name).exists()

@@ -52,7 +52,7 @@ def folder(tmp_path) -> Path:
         write_bunch(tmp_path / name, bunch, "fmt1")
     (tmp_path / "latout.dat").write_text(LATOUT)
     (tmp_path / "s.dat").write_text("0.1 1e-6 0 1 0 0 0 0\n0.2 2e-6 1 2 0 0 0 0\n")
-    (tmp_path / "fc1.dat").write_text("".join(f"{k * 1e-6} 0 {k * 1e-7} 2000\n" for k in range(-5, 6)))
+    (tmp_path / "fc1.dat").write_text("".join(f"{k * 1e-6} 0 {k * 1e-7} 2000\n" for k in sorted(range(-5, 6), key=abs)))
     (tmp_path / "way_0003.dat").write_text("cut off in the midd")
     (tmp_path / "run.log").write_text(" start time           = 0\n\n warning: <b>large</b> sbox\n integrated step error= 1e-3\n")
     way = "online_monitor { name = way.dat start_time_c0 = now end_time_c0 = 9 time_step_c0 = 1 }\n"

@@ -2,7 +2,7 @@
 from __future__ import annotations
 
 import sys
-from argparse import ArgumentParser, Namespace
+from argparse import Action, ArgumentParser, Namespace
 from typing import TYPE_CHECKING
 
 if TYPE_CHECKING:
@@ -23,6 +23,31 @@ def add_bunch_options(parser: ArgumentParser) -> None:
     add("--frame", choices=["orbit", "straight"], help="coordinates about the design orbit, or along the mean momentum; the orbit "
         "where one is found and the bunch is on it")
     add("--lattice", metavar="FILE", help="deck or latout.dat that tells the orbit; otherwise looked for beside the bunch file")
+
+
+def note_given(parser: ArgumentParser) -> None:
+    """Lets the options that follow tell afterwards which of them were given: `options.given`, a set of their names."""
+    parser.register("action", None, _Noted)
+    parser.set_defaults(given=frozenset())
+
+
+class _Noted(Action):
+    def __call__(self, parser: ArgumentParser, namespace: Namespace, values: object, option_string: str | None = None) -> None:
+        setattr(namespace, self.dest, values)
+        namespace.given = namespace.given | {self.dest}
+
+
+def refuse_together(options: Namespace, one: str, *others: str) -> None:
+    """Refuses an option beside any of the others; names are those of the command line without their dashes."""
+    given = {name.replace("_", "-") for name in options.given}
+    if one in given and (both := [name for name in others if name in given]):
+        raise ValueError(f"--{one} and --{both[0]} exclude each other")
+
+
+def refuse_without(options: Namespace, one: str, needed: bool, words: str) -> None:
+    """Refuses an option that has no effect as things are."""
+    if one.replace("-", "_") in options.given and not needed:
+        raise ValueError(f"--{one} has no effect {words}")
 
 
 class BunchReader:

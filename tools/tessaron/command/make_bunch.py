@@ -6,13 +6,14 @@ from __future__ import annotations
 
 from argparse import ArgumentParser, Namespace
 
-from .common import OUT_FORMATS
+from .common import OUT_FORMATS, note_given, refuse_together, refuse_without
 
 
 def options(parser: ArgumentParser) -> None:
+    note_given(parser)
     add = parser.add_argument
-    add("output", help="file to write; .h5 gives openPMD, .csv CSV, anything else --format")
-    add("--format", choices=OUT_FORMATS, help="format of the output; fmt1 unless the name tells otherwise")
+    add("output", help="file to write; .h5 gives openPMD, .csv CSV, .umbra umbra, .fmt2 fmt2; .dat, .txt or none fmt1")
+    add("--format", choices=OUT_FORMATS, help="format of the output, whatever its name")
     add("-n", "--particles", type=int, default=20000, help="macro-particles, the reference particle included; at most 300000")
     add("--energy", type=float, default=1e9, metavar="EV", help="total energy of the reference particle [eV]")
     add("--momentum", type=float, metavar="EV/C", help="its momentum [eV/c], in place of --energy")
@@ -40,10 +41,17 @@ def options(parser: ArgumentParser) -> None:
 
 
 def run(options: Namespace) -> None:
-    from ..files import convert
+    from ..files.convert import save
     from ..constants import REST_ENERGY
     from ..beam.generate import BunchRequest, Plane, chirp_of_spread, make_bunch as make
 
+    refuse_together(options, "momentum", "energy")
+    refuse_together(options, "size", "emittance", "beta", "alpha", "twiss-ahead")
+    refuse_without(options, "divergence", options.size is not None, "without --size")
+    refuse_without(options, "horn", options.profile == "double-horn", "without --profile double-horn")
+    refuse_without(options, "cut", options.profile == "gaussian", "with another profile than gaussian")
+    if options.correlated_spread is not None and options.chirp[0] != 0:
+        raise ValueError("--correlated-spread takes the place of the first coefficient of --chirp; let that be 0")
     energy = (options.momentum**2 + REST_ENERGY**2) ** 0.5 if options.momentum else options.energy
     if len(options.chirp) > 3:
         raise ValueError("--chirp takes at most three coefficients")
@@ -55,4 +63,4 @@ def run(options: Namespace) -> None:
     bunch = make(BunchRequest(options.particles, energy, options.charge, options.length, options.profile, options.cut,
                               tuple(options.horn), tuple(chirp), options.energy_spread, planes[0], planes[1], options.x,
                               options.ct, options.loading == "quiet", options.seed))
-    convert.save(options.output, bunch, options.format)
+    print(save(options.output, bunch, options.format))

@@ -57,7 +57,7 @@ def numbers_in(path: str | Path) -> np.ndarray | list[str]:
 
 def guess_format(path: str | Path) -> str:
     """fmt0, fmt1, fmt3 or umbra by the number of columns. fmt1 and fmt2 look alike; fmt1 is taken."""
-    with open(path) as file:
+    with open(path, errors="replace") as file:
         for line in file:
             columns = len(tokens_of(line))
             if columns:

@@ -6,7 +6,7 @@ from pathlib import Path
 
 import numpy as np
 
-from .bunchfiles import numbers_of
+from .bunchfiles import numbers_in, numbers_of
 from ..constants import REST_ENERGY
 
 
@@ -78,7 +78,7 @@ def read_subbunch(path: str | Path) -> np.ndarray:
 
 def read_grid(path: str | Path) -> Grid:
     """Reads fc1_curr.dat [A], fc1_csr_w_sub.dat and fc1_w_sub.dat [V/(m C)], fc1_csr_w_curr.dat [1/m]."""
-    values = numbers_of(Path(path).read_text().split())
+    values = _table(path, 1)[:, 0]
     if len(values) < 3:
         raise ValueError(f"{path}: no grid")
     return Grid(np.linspace(values[0], values[1], len(values) - 2), values[2:])
@@ -87,6 +87,8 @@ def read_grid(path: str | Path) -> Grid:
 def read_force(path: str | Path) -> ParticleForce:
     """Reads fc1.dat or fc2.dat, told apart by the name; forces are turned to eV/m."""
     table = _table(path, 4)
+    if np.any(table[0, :2]):
+        raise ValueError(f"{path}: no force file; in fc1.dat and fc2.dat the first line is particle 1, at 0, 0 from itself")
     if Path(path).name.startswith("fc2"):
         return ParticleForce(table[:, 0], table[:, 1], table[:, 2] * REST_ENERGY, table[:, 3] * REST_ENERGY, None)
     return ParticleForce(table[:, 0], table[:, 1], table[:, 2] * REST_ENERGY, None, table[:, 3])
@@ -112,17 +114,20 @@ def direction_of(force: ParticleForce) -> float:
 
 def read_latout(path: str | Path) -> list[Boundary]:
     """Reads latout.dat."""
-    boundaries: list[Boundary] = []
-    for block in Path(path).read_text().split("-" * 48):
-        lines = [line.split() for line in block.splitlines() if line.strip()]
-        if not lines:
-            continue
-        head = lines[0]
-        marker = head[head.index("marker=") + 1] if "marker=" in head else ""
-        numbers = [numbers_of(line[1:2])[0] for line in lines[1:9]]
-        element = (int(lines[9][1]), int(lines[10][1]))
-        boundaries.append(Boundary("" if marker == "undefined" else marker, head[-1].upper().startswith("T"), *numbers, element))
-    return boundaries
+    text = Path(path).read_text(errors="replace")
+    try:
+        return [_boundary([line.split() for line in block.splitlines() if line.strip()])
+                for block in text.split("-" * 48) if block.strip()]
+    except (ValueError, IndexError):
+        raise ValueError(f"{path}: not a latout.dat, which the program writes at the end of each lattice block") from None
+
+
+def _boundary(lines: list[list[str]]) -> Boundary:
+    head = lines[0]
+    marker = head[head.index("marker=") + 1]
+    numbers = [float(numbers_of(line[1:2])[0]) for line in lines[1:9]]
+    element = (int(lines[9][1]), int(lines[10][1]))
+    return Boundary("" if marker == "undefined" else marker, head[-1].upper().startswith("T"), *numbers, element)
 
 
 def design_orbit(boundaries: list[Boundary], points: int = 30) -> np.ndarray:
@@ -141,7 +146,7 @@ def design_orbit(boundaries: list[Boundary], points: int = 30) -> np.ndarray:
 
 def read_green(path: str | Path) -> GreenFile:
     """Reads one file of a `green` monitor. One that holds a time alone belongs to a step that built no mesh."""
-    values = list(numbers_of(Path(path).read_text().split()))
+    values = list(_table(path, 1)[:, 0])
     if len(values) == 1:
         raise ValueError(f"{path}: no mesh was built in this step")
     columns = []
@@ -155,7 +160,10 @@ def read_green(path: str | Path) -> GreenFile:
 
 
 def _table(path: str | Path, columns: int) -> np.ndarray:
-    words = Path(path).read_text().split()
-    if not words or len(words) % columns:
+    words = numbers_in(path)
+    if not len(words) or len(words) % columns:
         raise ValueError(f"{path}: {len(words)} numbers are no whole lines of {columns}")
-    return numbers_of(words).reshape(-1, columns)
+    try:
+        return numbers_of(words).reshape(-1, columns)
+    except ValueError as error:
+        raise ValueError(f"{path}: {error}") from None

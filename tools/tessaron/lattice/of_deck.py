@@ -12,6 +12,7 @@ from ..beam.orbit import locate
 from ..check.lattice import check_lattice
 from ..check.state import CheckState
 from ..files.deck import DeckEnd, DeckFault, DeckReader, Token, real_of
+from ..files.keys import COMMANDS
 from ..files.outputs import Boundary, read_latout
 
 DECK, LATOUT = "tessar.in", "latout.dat"
@@ -92,6 +93,8 @@ def _of_deck(path: Path) -> Orbit:
                 reader.words = []
                 check_lattice(state, reader, command)
                 orbit.lattice = reader.taken()
+            elif command.text not in COMMANDS:
+                raise ValueError(f"{path}: no lattice in it; it is neither a deck nor a latout.dat")
             else:
                 _pass_over(reader, command, orbit)
     except DeckEnd:
