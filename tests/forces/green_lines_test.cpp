@@ -156,6 +156,21 @@ TEST(Lines, KeepTheirRulesInARandomSweep) {
   }
 }
 
+// Ahead of the first zone and behind the last one steps begin with 1.5 of the fine step, h0 = 0.3: seven that
+// grow by 1.5 up to 5, with S = 0.6 (1.5^7 - 1), and trunc((20 - S) / 5 + 1) = 3 of 5, all scaled to fit 20.
+TEST(Lines, BeginWithOneAndAHalfFineStepsBesideAZone) {
+  GreenZones zones;
+  zones.zone[++zones.n] = {0, 1, 0.2};
+  ASSERT_TRUE(gmshx(-20, 21, mesh_steps(1, false), zones, lines));
+  const double scale = 20 / (0.6 * (std::pow(1.5, 7) - 1) + 3 * 5.0);
+  ASSERT_EQ(lines.n, 1 + 10 + 6 + 10);
+  for (int k = 0; k < 10; ++k) {
+    const double length = scale * std::min(0.3 * std::pow(1.5, k), 5.0);
+    EXPECT_NEAR(step(10 - k), length, 1e-13) << k;
+    EXPECT_NEAR(step(17 + k), length, 1e-13) << k;
+  }
+}
+
 // Without zones: trunc(22 / 5 + 1) = 5 steps of 4.4.
 TEST(Lines, AreEvenWithTheLargestStepAndRefusedWhereTheyDoNotFit) {
   GreenZones zones;

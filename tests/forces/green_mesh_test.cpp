@@ -1,6 +1,9 @@
 #include "forces/green/mesh/mesh.hpp"
 
+#include <unistd.h>
+
 #include "forces/green/mesh/lookup.hpp"
+#include "forces/green/mesh/mesh_owner.hpp"
 #include "forces/green/sources.hpp"
 #include "forces/green_fixture.hpp"
 
@@ -188,6 +191,17 @@ TEST(GreenMeshDeath, AMeshThatDoesNotFitStopsTheRun) {
   EXPECT_EXIT(lay({0, 0, 1e6, 1, 0, 1, true}, plane), clean_end, "");       // too many lines
   EXPECT_EXIT(lay({0, 0, 4, 1e300, 0, 1, true}, plane), clean_end, "");     // too many rows on a line
   EXPECT_EXIT(lay({std::nan(""), 0, 4, 1, 0, 1, true}, plane), clean_end, "");
+}
+
+TEST(GreenMeshDeath, APlaceBetweenNoTwoLinesStopsTheRun) {
+  const auto search_damaged_mesh = [] {
+    ::dup2(STDERR_FILENO, STDOUT_FILENO);
+    lay(cases[0], plane);
+    green_mesh_store.line[2].x = std::nan("");
+    int k;
+    (void)fmesh2(green_mesh.line[1].x, k);
+  };
+  EXPECT_EXIT(search_damaged_mesh(), testing::ExitedWithCode(0), " fmesh2: there is something wrong\n");
 }
 
 }  // namespace

@@ -1,6 +1,12 @@
 #include "monitors/monitors.hpp"
 
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
 #include <array>
+#include <cerrno>
+#include <filesystem>
 
 #include "monitors/monitor_records.hpp"
 #include "support/beam_fixture.hpp"
@@ -58,7 +64,8 @@ TEST_F(Monitors, KeysOfABlockFillAnEntry) {
   EXPECT_TRUE(m.active && !m.accepted && !m.start_known && m.end_known && m.step_known);
   EXPECT_TRUE(m.type == MonitorType::steps && m.format == -7 && m.particle == 3 && m.stream == 0);
   EXPECT_TRUE(m.start_marker == "IN" && m.start_time == -0.5 && m.end_time == 2 && m.time_step == 0.1);
-  ASSERT_EQ(read_online_monitor(block(times)), ok);  // the same name: the same entry, with the defaults
+  ASSERT_EQ(read_online_monitor(block(times + "particle = all")),
+            ok);  // the same name: the same entry, with the defaults
   EXPECT_TRUE(m.type == MonitorType::phase && m.format == 1 && m.particle == 0 && m.time_step == 0);
   EXPECT_FALSE(montab.entry[2].active);
 }
@@ -177,6 +184,37 @@ TEST_F(Monitors, AFailureSwitchesItsMonitorOffAndNoOtherAndSizesOfCodesNeverCanc
     EXPECT_GE(sum, 5);
   }
   EXPECT_EQ(sum, std::numeric_limits<Status>::max());
+}
+
+// Names of mesh files that lead to devices: one takes nothing, one is a file in memory that a seal keeps from
+// being emptied, as a rewind has to. The second of two starts of a step finds its file open.
+TEST_F(Monitors, AMeshFileThatFailsSwitchesItsMonitorOff) {
+  one_particle();
+  const int memory = ::memfd_create("mesh", MFD_ALLOW_SEALING);
+  ASSERT_GE(memory, 0);
+  std::filesystem::create_symlink("/dev/full", folder.path("full_0001"));
+  std::filesystem::create_symlink("/proc/self/fd/" + std::to_string(memory), folder.path("sealed_0001"));
+  for (const char* name : {"full", "sealed", "good"}) {
+    ASSERT_EQ(read_online_monitor("{ name = " + std::string(name) + " type = green " + times + "}"), ok);
+  }
+  ASSERT_EQ(monchk(), ok);
+  ASSERT_EQ(monpre(1), ok);
+  ASSERT_EQ(::write(memory, "old", 3), 3);
+  ASSERT_EQ(::fcntl(memory, F_ADD_SEALS, F_SEAL_SHRINK), 0);
+  Polygon corners;
+  PathArcs arcs;
+  write_mesh_files(corners, arcs, 0);
+  ptlcom_store.ctptcl = 1;
+  EXPECT_EQ(monstp(), ENOSPC);
+  for (const int i : {1, 2, 3}) {
+    EXPECT_EQ(montab.entry[i].active, i == 3) << i;
+    EXPECT_EQ(montab.entry[i].stream, 0) << i;
+  }
+  EXPECT_EQ(folder.lines("good_0001").size(), 2u * 21 + 4 + 1);
+  ASSERT_EQ(monpre(2), ok);
+  EXPECT_EQ(monpre(3), failed);
+  EXPECT_FALSE(montab.entry[3].active);
+  ::close(memory);
 }
 
 }  // namespace

@@ -84,8 +84,10 @@ TEST(ModelRuns, AgreeOnTheMomentaOfABunch) {
 // The mesh model is evaluated ahead of the direct one, as its pre-conditioning.
 TEST(ModelRuns, CsrPToPIsPreconditionedAndWritesItsTestFile) {
   RunFolder folder;
-  const ProgramRun run = folder.run_deck(deck(
-      "csr_p_to_p", "sigma_long = 3e-5 shape = ellipsoid sigma_rad = 2e-5 sigma_vert = 1e-5 test = yes"));
+  const ProgramRun run = folder.run_deck(
+      deck("csr_p_to_p",
+           "sigma_long = 3e-5 shape = ellipsoid sigma_rad = 2e-5 sigma_vert = 1e-5 test = yes") +
+      "monitor { name = orbit.dat format = fmt3 }");
   ASSERT_TRUE(run.orderly());
   EXPECT_EQ(count(run.lines(), "error in"), 0);
   for (const char* line : {"ctsig =", "sigmar= 2e-05", "  isrc       = 24  npart = 24", "isrc_gmesh2= 24"}) {
@@ -95,6 +97,8 @@ TEST(ModelRuns, CsrPToPIsPreconditionedAndWritesItsTestFile) {
   ASSERT_EQ(lines.size(), static_cast<std::size_t>(particles));
   EXPECT_EQ(lines[0].size(), 56u);
   EXPECT_NE(column(lines, 3)[5], 0);
+  const auto orbit = folder.lines("orbit.dat");  // its header holds the sizes of the current forces
+  for (const int k : {8, 9, 10}) EXPECT_NEAR(column(orbit, k).at(0), (11 - k) * 1e-5, 1e-19);
 }
 
 // Two columns of 20 corners, then the sections of the path: the straight line before the arc, the arc's start
