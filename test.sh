@@ -10,7 +10,7 @@ set -eu
 cd "$(dirname "$0")"
 . tools/packages.sh
 
-need g++ cmake make libgtest-dev libbenchmark-dev python3 python3-numpy python3-matplotlib python3-h5py python3-tqdm \
+need g++ cmake make libgtest-dev libbenchmark-dev python3 python3-numpy python3-matplotlib python3-h5py python3-tqdm python3-distributed python3-mpi4py \
   python3-pytest openmpi-bin libopenmpi-dev chromium
 
 build_and_test() {

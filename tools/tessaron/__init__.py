@@ -25,6 +25,7 @@ _HOMES = {
     ".study.process": ("Progress", "RunFailed", "find_program"),
     ".study.result": ("Result",),
     ".study.run": ("Run",),
+    ".study.scan": ("Scan",),
     ".study.settings": ("Forces", "IoPath", "Monitor", "Monitors", "OnlineMonitor", "Steps", "Tracker"),
 }
 _HOME_OF = {name: home for home, names in _HOMES.items() for name in names}
@@ -38,6 +39,7 @@ if TYPE_CHECKING:
     from .study.process import Progress, RunFailed, find_program
     from .study.result import Result
     from .study.run import Run
+    from .study.scan import Scan
     from .study.settings import Forces, IoPath, Monitor, Monitors, OnlineMonitor, Steps, Tracker
 
 

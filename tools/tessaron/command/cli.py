@@ -16,9 +16,11 @@ SUBCOMMANDS = (
     "analyse",
     "plot",
     "report",
+    "scan",
 )
 
-PACKAGES = {"numpy": "python3-numpy", "matplotlib": "python3-matplotlib", "h5py": "python3-h5py"}
+PACKAGES = {"numpy": "python3-numpy", "matplotlib": "python3-matplotlib", "h5py": "python3-h5py", "tqdm": "python3-tqdm",
+            "distributed": "python3-distributed", "mpi4py": "python3-mpi4py", "tomli": "python3-tomli"}
 
 
 def build_parser() -> argparse.ArgumentParser:

@@ -61,7 +61,8 @@ def read_ending(console: str, errors: str = "", exit_status: int | None = None) 
 
     if stopped := _STOPPED.search(errors):
         file, line, doing, more = stopped.groups()
-        return failed(f"stopped at {file}{':' + line if line else ''} ({doing}){more}", trace or (() if whole else tuple(lines[-3:])), Place(file, int(line or 0)))
+        return failed(f"stopped at {file}{':' + line if line else ''} ({doing}){more}",
+                      trace or (() if whole else tuple(lines[-3:])), Place(file, int(line or 0)))
     if exit_status is not None and exit_status != 0:
         how = f"killed by signal {-exit_status}" if exit_status < 0 else f"ended with exit status {exit_status}"
         return failed(how, trace + tuple(errors.strip().splitlines()[-_MOST_LINES:]))

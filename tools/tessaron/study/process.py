@@ -15,7 +15,7 @@ import shutil
 import subprocess
 from dataclasses import dataclass
 from pathlib import Path
-from typing import Callable
+from typing import Callable, Sequence
 
 from ..files.ending import CONSOLE, ERRORS, Ending, ending_of
 from ..files.runlog import ct_of_step
@@ -23,6 +23,7 @@ from ..files.runlog import ct_of_step
 DECK = "tessar.in"  #: the name that the program looks for
 _START, _END = re.compile(r" *start time +=(.*)"), re.compile(r" *tracking to end_time =(.*)")
 _LOOK = 0.2  # seconds between two looks at the console
+_JOB = ("OMPI_COMM_", "OMPI_UNIVERSE_", "OMPI_MCA_orte_", "OMPI_MCA_ess", "PMIX_", "PMI_")
 _PATIENCE = 10.0  # seconds that an interrupted run gets to close its files
 
 
@@ -56,7 +57,8 @@ class Progress:
 
 
 def run_program(folder: str | Path, *, program: str | Path | None = None, processes: int = 1, threads: int | None = None,
-                follow: Callable[[Progress], None] | None = None, timeout: float | None = None) -> Ending:
+                follow: Callable[[Progress], None] | None = None, timeout: float | None = None,
+                keep_open: Sequence[int] = ()) -> Ending:
     """Runs the deck `tessar.in` of a folder to its end. Whether it completed is for the caller to see in what comes back.
 
     :param folder: working folder of the run, with its deck.
@@ -65,6 +67,7 @@ def run_program(folder: str | Path, *, program: str | Path | None = None, proces
     :param threads: threads of each process; None leaves it to the program and the environment.
     :param follow: called with the progress after each look at the console that shows a new step.
     :param timeout: seconds after which the run is ended; its ending then says so.
+    :param keep_open: file descriptors that the program inherits, locks for example.
     :raises FileNotFoundError: no deck, no program or no `mpirun`.
     :raises ValueError: a number of processes or threads below 1, or several processes of a program without MPI.
     """
@@ -77,7 +80,7 @@ def run_program(folder: str | Path, *, program: str | Path | None = None, proces
     command = _command(find_program(program, processes > 1), processes)
     with open(folder / CONSOLE, "wb") as console, open(folder / ERRORS, "wb") as errors:
         process = subprocess.Popen(command, cwd=folder, stdin=subprocess.DEVNULL, stdout=console, stderr=errors,
-                                   env=_environment(processes, threads))
+                                   env=_environment(processes, threads), pass_fds=keep_open)
     watch = _Watch(folder / CONSOLE, follow)
     waited = 0.0
     try:
@@ -130,8 +133,9 @@ def _command(program: Path, processes: int) -> list[str]:
 
 
 def _environment(processes: int, threads: int | None) -> dict[str, str]:
-    """What the program and `mpirun` are told. Open MPI would tie all threads of a process to one core, and refuse root."""
-    environment = dict(os.environ)
+    """What the program and `mpirun` are told. Open MPI would tie all threads of a process to one core, and refuse root; and
+    the program must not take itself for a member of an MPI job that the Python process belongs to."""
+    environment = {name: value for name, value in os.environ.items() if not name.startswith(_JOB)}
     if threads is not None:
         environment["OMP_NUM_THREADS"] = str(threads)
     if processes > 1:

@@ -19,7 +19,7 @@ class Bar:
 
     def __init__(self, name: str, shown: bool | None = None) -> None:
         self._name, self._bar, self._from = name, None, None
-        self._shown = shown if shown is not None else in_notebook() or sys.stderr.isatty()
+        self._shown = _is_shown(shown)
 
     def __enter__(self) -> "Bar":
         return self
@@ -50,3 +50,12 @@ def _tqdm() -> type:
     return tqdm
 
 
+
+
+def points_bar(total: int, name: str, shown: bool | None = None):
+    """A bar over the points of a study, with the time left; `shown` as above."""
+    return _tqdm()(total=total, desc=name, unit="point", disable=not _is_shown(shown))
+
+
+def _is_shown(shown: bool | None) -> bool:
+    return shown if shown is not None else in_notebook() or sys.stderr.isatty()

@@ -139,6 +139,10 @@ class Run:
         """The deck; files that it reads go by the names that `write` gives them."""
         return self._deck_and_files()[0]
 
+    def files(self) -> dict[str, Particles | Path]:
+        """What the deck reads: by the names that `write` gives them, bunches and the paths of files."""
+        return self._deck_and_files()[1]
+
     def write(self, folder: str | Path) -> Path:
         """Writes the deck, `tessar.in`, and all files that it reads into a folder, which is made if it does not exist.
 
