@@ -35,6 +35,18 @@ std::string_view next_word(std::string_view& line) {
   return word;
 }
 
+/// The place of the sign in a number like 0.10000000000000-119, or 0: an exponent of three digits takes the
+/// place of its letter in a fixed form.
+std::size_t bare_exponent(std::string_view text) {
+  const auto is_digit = [](char c) { return c >= '0' && c <= '9'; };
+  if (text.size() < 6) return 0;
+  const std::size_t sign = text.size() - 4;
+  if ((text[sign] != '+' && text[sign] != '-') || !(is_digit(text[sign - 1]) || text[sign - 1] == '.'))
+    return 0;
+  if (!std::all_of(text.begin() + static_cast<std::ptrdiff_t>(sign) + 1, text.end(), is_digit)) return 0;
+  return text.find('.') < sign ? sign : 0;
+}
+
 void right_justify(char* out, int width, std::string_view text) {
   const auto room = static_cast<std::size_t>(width);
   if (text.size() > room) {
@@ -62,19 +74,25 @@ Status read_real(std::string_view token, double& value) {
 
   const char* begin = text.data();
   const char* end = begin + text.size();
+  if (const std::size_t sign = bare_exponent(text); sign > 0 && text.size() + 1 < digits.size()) {
+    char* c = std::copy(begin, begin + sign, digits.begin());
+    *c++ = 'e';
+    end = std::copy(begin + sign, end, c);
+    begin = digits.data();
+  }
   const auto is_d = [](char c) { return (c | 0x20) == 'd'; };  // upper and lower case differ in this bit
   if (std::any_of(begin, end, is_d)) {
-    std::transform(begin, end, digits.begin(), [&](char c) { return is_d(c) ? 'e' : c; });
+    end = std::transform(begin, end, digits.data(), [&](char c) { return is_d(c) ? 'e' : c; });
     begin = digits.data();
-    end = begin + text.size();
   }
   double number = 0;
   const auto [stop, error] = std::from_chars(begin, end, number);
   if (stop != end || error == std::errc::invalid_argument) return failed;
   if (error == std::errc::result_out_of_range) {
     // Too small a number reads as 0 (or a subnormal), too large a one fails.
-    std::copy(begin, end, digits.begin());
-    digits[text.size()] = '\0';
+    const auto size = static_cast<std::size_t>(end - begin);
+    std::memmove(digits.data(), begin, size);
+    digits[size] = '\0';
     number = std::strtod(digits.data(), nullptr);
     if (!std::isfinite(number)) return failed;
   }

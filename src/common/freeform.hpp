@@ -8,9 +8,10 @@
 namespace tessaron {
 
 /// Reads one number from a token: the whole token must be the number, apart from blanks around it. Integers,
-/// decimals and exponents with e, E, d or D are read, with a leading sign if there is one; "nan", "inf", an
-/// empty token, trailing text and a number outside the range of a double fail. `value` is untouched on
-/// failure.
+/// decimals and exponents with e, E, d or D are read, with a leading sign if there is one, and so are
+/// decimals with an exponent of three digits that has no letter, as fixed forms write it (0.1-119); "nan",
+/// "inf", an empty token, trailing text and a number outside the range of a double fail. `value` is untouched
+/// on failure.
 [[nodiscard]] Status read_real(std::string_view token, double& value);
 
 /// The same for a 32-bit integer; a decimal point or an exponent fails.

@@ -81,11 +81,17 @@ Status write_line(Monitor& monitor) {
   return ok;
 }
 
+/// The name of the file of the present output of a series.
+Text<80> output_name(const Monitor& monitor) {
+  constexpr std::int32_t first_second_time = 10000;
+  if (monitor.count == first_second_time) tell_numbers_go_round(monitor.name.view());
+  return numbered_name(monitor.name, monitor.count);
+}
+
 /// Makes one output of a monitor that writes behind a step.
 Status make_output(Monitor& monitor) {
   if (monitor.type != MonitorType::phase || monitor.particle != 0) return write_line(monitor);
-  const Text<80> name = numbered_name(monitor.name, monitor.count);
-  return monwrt(name.view(), monitor.format, &monitor.open_failure_told);
+  return monwrt(output_name(monitor).view(), monitor.format, &monitor.open_failure_told);
 }
 
 /// Finishes the mesh file that was opened ahead of the step.
@@ -102,7 +108,7 @@ Status finish_mesh_file(Monitor& monitor) {
 }
 
 Status open_mesh_file(Monitor& monitor) {
-  if (monitor.stream == 0) return open_file(monitor, numbered_name(monitor.name, monitor.count));
+  if (monitor.stream == 0) return open_file(monitor, output_name(monitor));
   monitor.active = false;
   return failed;
 }

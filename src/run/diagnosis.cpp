@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstring>
 
 #include "common/freeform.hpp"
@@ -35,6 +36,13 @@ class Line {
   std::size_t size_ = 0;
 };
 
+/// What the code of a failed opening means to a person.
+const char* reason(int code) {
+  if (code == failed) return "too many files are open";
+  if (code == EBUSY) return "it is the deck or another output of the run";
+  return std::strerror(code);
+}
+
 }  // namespace
 
 void tell_where_run_stopped(std::string_view doing) {
@@ -43,7 +51,7 @@ void tell_where_run_stopped(std::string_view doing) {
   const FileTrouble& trouble = file_trouble();
   if (!trouble.name.blank()) {
     if (trouble.code != 0) {
-      line << "; cannot open " << trouble.name.view() << ": " << std::strerror(trouble.code);
+      line << "; cannot open " << trouble.name.view() << ": " << reason(trouble.code);
     } else {
       line << "; " << trouble.name.view() << " did not exist and was created empty";
     }
@@ -95,8 +103,14 @@ void tell_lines_lost(std::string_view name, std::int64_t lines, int code) {
 
 void tell_monitor_failed(std::string_view name, int code) {
   Line line;
-  line << "tessaron: monitor file " << name << " failed: ";
-  line << (code == failed ? "too many files are open" : std::strerror(code));
+  line << "tessaron: monitor file " << name << " failed: " << reason(code);
+  line.write();
+}
+
+void tell_numbers_go_round(std::string_view name) {
+  Line line;
+  line << "tessaron: monitor " << name
+       << ": the numbers of its files go round after 9999, and its first files are written over";
   line.write();
 }
 

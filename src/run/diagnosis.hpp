@@ -32,4 +32,7 @@ void tell_lines_lost(std::string_view name, std::int64_t lines, int code);
 /// Tells why the file of a monitor is missing, with the code of its opening; the run goes on.
 void tell_monitor_failed(std::string_view name, int code);
 
+/// Tells that the four digits of a monitor's files are used up and begin again.
+void tell_numbers_go_round(std::string_view name);
+
 }  // namespace tessaron

@@ -77,7 +77,9 @@ Status open_to_write(int stream, const FullName& name) {
   failure_told[stream] = false;
   Path path;
   Status status = make_path(name.view(), path);
-  if (status == ok) status = files[stream].open_to_write(path.chars.data());
+  if (status == ok)
+    status = files[stream].open_to_write(path.chars.data(), files.run(first_deck, files.capacity));
+  if (status == EBUSY) msgout("error: this file is the deck or another output of the run");
   if (status != ok) trouble = {name, status};
   return status;
 }

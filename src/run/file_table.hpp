@@ -42,7 +42,8 @@ inline bool deck_ended() { return filetab.cudeck < 10; }
 [[nodiscard]] Status fiunit(int& stream);
 
 /// Takes the lowest free data stream and opens `name` in it under `outpath`, for writing: the file is created
-/// or emptied. Status 1 without a message when all 11 are in use; else the open's code.
+/// or emptied. Status 1 without a message when all 11 are in use; else the open's code. A deck file that is
+/// being read and a file that another stream writes are refused, with a message and EBUSY.
 [[nodiscard]] Status fiopno(std::string_view name, int& stream);
 /// The same under `inpath`, for reading; a file that does not exist is created empty.
 [[nodiscard]] Status fiopni(std::string_view name, int& stream);

@@ -23,6 +23,12 @@ Status demand_regular_file(int descriptor) {
   return S_ISREG(info.st_mode) ? ok : EINVAL;
 }
 
+/// True if the descriptor is open on this file.
+bool same_file(int descriptor, const struct stat& file) {
+  struct stat info;
+  return ::fstat(descriptor, &info) == 0 && info.st_dev == file.st_dev && info.st_ino == file.st_ino;
+}
+
 }  // namespace
 
 void TextFile::start(int descriptor, bool writing) {
@@ -53,9 +59,25 @@ Status TextFile::open_to_read(const char* path, bool& created) {
   return ok;
 }
 
-Status TextFile::open_to_write(const char* path) {
-  const int descriptor = ::open(path, O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_CLOEXEC | O_NOCTTY, 0666);
+bool TextFile::holds(const struct stat& file) const { return open_ && same_file(descriptor_, file); }
+
+Status TextFile::open_to_write(const char* path, std::span<const TextFile> others) {
+  const int descriptor = ::open(path, O_WRONLY | O_CREAT | O_NONBLOCK | O_CLOEXEC | O_NOCTTY, 0666);
   if (descriptor < 0) return code_of_failure();
+  struct stat file;
+  Status status = ::fstat(descriptor, &file) == 0 ? ok : code_of_failure();
+  if (status == ok && S_ISREG(file.st_mode)) {
+    if (same_file(STDOUT_FILENO, file) || same_file(STDERR_FILENO, file) ||
+        std::any_of(others.begin(), others.end(), [&](const TextFile& other) { return other.holds(file); })) {
+      status = EBUSY;
+    } else if (::ftruncate(descriptor, 0) != 0) {
+      status = code_of_failure();
+    }
+  }
+  if (status != ok) {
+    ::close(descriptor);
+    return status;
+  }
   ::fcntl(descriptor, F_SETFL, 0);  // from here on a slow reader is waited for
   start(descriptor, true);
   return ok;

@@ -1,8 +1,11 @@
 #pragma once
+#include <sys/stat.h>
+
 #include <array>
 #include <cstddef>
 #include <cstdint>
 #include <initializer_list>
+#include <span>
 #include <string_view>
 
 #include "common/status.hpp"
@@ -21,8 +24,10 @@ class TextFile {
   /// Opens a file for reading; one that does not exist is created empty, and `created` tells so. Only
   /// regular files are read: a directory, a pipe, a socket or a device fails, and nothing is created then.
   [[nodiscard]] Status open_to_read(const char* path, bool& created);
-  /// Opens a file for writing: it is created or emptied. A pipe without a reader fails, it does not wait.
-  [[nodiscard]] Status open_to_write(const char* path);
+  /// Opens a file for writing: it is created or emptied. A pipe without a reader fails, it does not wait. A
+  /// regular file that one of `others` has open, or that the standard streams go to, fails with EBUSY and
+  /// keeps what it holds, whatever its name here and there.
+  [[nodiscard]] Status open_to_write(const char* path, std::span<const TextFile> others = {});
   bool is_open() const { return open_; }
 
   /// Reads the next line, without its end ("\n" or "\r\n") and cut to `longest_line` characters. The view is
@@ -47,6 +52,7 @@ class TextFile {
 
  private:
   void start(int descriptor, bool writing);
+  [[nodiscard]] bool holds(const struct stat& file) const;
   /// Reads more bytes behind those of the buffer; `end_` stays where the file ends.
   [[nodiscard]] Status fill();
   [[nodiscard]] Status skip_rest_of_line();

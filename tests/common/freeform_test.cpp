@@ -15,12 +15,29 @@ namespace {
 // range.
 TEST(ReadReal, TakesEveryFormOfANumber) {
   using Read = std::pair<const char*, double>;
-  for (const auto& [token, expected] :
-       {Read{"0", 0}, Read{"17", 17}, Read{"-3", -3}, Read{"+3", 3}, Read{"1.", 1}, Read{"-.5", -0.5},
-        Read{"+.5", 0.5}, Read{"1.5e3", 1500}, Read{"1.5E+3", 1500}, Read{"1.5d-3", 0.0015},
-        Read{"-1.5D3", -1500}, Read{"1.d0", 1}, Read{"  2.5   ", 2.5}, Read{"000123", 123},
-        Read{"1e-5000", 0}, Read{"0.1", 0.1}, Read{"4.9406564584124654e-324", 4.9406564584124654e-324},
-        Read{"1.7976931348623157e308", std::numeric_limits<double>::max()}, Read{"5.0000000000000001", 5}}) {
+  for (const auto& [token, expected] : {Read{"0", 0},
+                                        Read{"17", 17},
+                                        Read{"-3", -3},
+                                        Read{"+3", 3},
+                                        Read{"1.", 1},
+                                        Read{"-.5", -0.5},
+                                        Read{"+.5", 0.5},
+                                        Read{"1.5e3", 1500},
+                                        Read{"1.5E+3", 1500},
+                                        Read{"1.5d-3", 0.0015},
+                                        Read{"-1.5D3", -1500},
+                                        Read{"1.d0", 1},
+                                        Read{"  2.5   ", 2.5},
+                                        Read{"000123", 123},
+                                        Read{"1e-5000", 0},
+                                        Read{"0.1", 0.1},
+                                        Read{"4.9406564584124654e-324", 4.9406564584124654e-324},
+                                        Read{"0.10000000000000-119", 0.1e-119},
+                                        Read{"-0.17976931348623+309", -0.17976931348623e309},
+                                        Read{"0.49406564584125-323", 4.9406564584124654e-324},
+                                        Read{"1.+100", 1e100},
+                                        Read{"1.7976931348623157e308", std::numeric_limits<double>::max()},
+                                        Read{"5.0000000000000001", 5}}) {
     double value = 7;
     EXPECT_EQ(read_real(token, value), ok) << token;
     EXPECT_EQ(value, expected) << token;
@@ -29,10 +46,11 @@ TEST(ReadReal, TakesEveryFormOfANumber) {
 
 TEST(ReadReal, RefusesWhatIsNoNumberAndLeavesTheValue) {
   for (const std::string token :
-       {"",      " ",   "+",      "-",      ".",    "e5",       "abc",  "1.5abc", "1e",
-        "1d",    "1e+", "1e5d2",  "nan",    "-nan", "NaN",      "inf",  "-inf",   "Infinity",
-        "1e400", "1 2", "0x10",   "--1",    "+-1",  "-+1",      "++1",  "1,5",    "1.2.3",
-        "#eof",  "}",   "1e5000", "-1d999", "1\t",  "\xff\xfe", "1_000"}) {
+       {"",       " ",      "+",        "-",         ".",       "e5",      "abc",   "1.5abc", "1e",
+        "1d",     "1e+",    "1e5d2",    "nan",       "-nan",    "NaN",     "inf",   "-inf",   "Infinity",
+        "1e400",  "1 2",    "0x10",     "--1",       "+-1",     "-+1",     "++1",   "1,5",    "1.2.3",
+        "1-119",  "0.1-11", "0.1-1190", "1e5.0-119", "0.1--19", "0.1+400", ".-119", "#eof",   "}",
+        "1e5000", "-1d999", "1\t",      "\xff\xfe",  "1_000"}) {
     double value = 7;
     EXPECT_NE(read_real(token, value), ok) << token;
     EXPECT_EQ(value, 7) << token;

@@ -24,6 +24,7 @@ void make_bunch(double phi, double theta) {
     ptlcom_store.source[i] = ptlcom_store.particle[i].q != 0;
     ptlcom_store.test[i] = true;
   }
+  ptlcom_store.particle[3].q = 1e-120;  // 0.10000000000000-119 in a file
 }
 
 /// Place [3.7 m], momentum in components [that of particle 1] and charge [1e-12 C].

@@ -191,6 +191,50 @@ TEST(RunControl, ClosedStandardStreamsTakeNoFilesNumber) {
   }
 }
 
+// Such a file keeps what it holds, under whatever name it is asked for.
+TEST(RunControl, AFileInUseIsNoOutput) {
+  const std::string refused = " error: this file is the deck or another output of the run",
+                    why = ": it is the deck or another output of the run\n",
+                    monitor =
+                        "online_monitor { type = steps start_time_c0 = 0 end_time_c0 = 9 time_step_c0 = all ";
+  struct {
+    std::string deck;
+    const char* kept;
+    std::string errors;
+  } const cases[] = {
+      {"io_path { logfile = ./tessar.in }", "tessar.in", "cannot open ./tessar.in"},
+      {"io_path { logfile = console }", "console", "cannot open console"},
+      {start + "monitor { name = link }", "tessar.in", "monitor file link failed"},
+      {start + "#file { name = writes }", "writes", "monitor file writes failed"},
+      {"io_path { logfile = log }" + start + "monitor { name = ./log }", "log", "monitor file ./log failed"},
+      {start + monitor + "name = a }" + monitor + "name = ./a } tracker { delta_time_c0 = 0.2 }", "a",
+       "monitor file ./a failed"},
+  };
+  for (const auto& c : cases) {
+    const RunFolder folder;
+    folder.write("tessar.in", c.deck);
+    folder.write("writes", "monitor { name = writes }");
+    std::filesystem::create_hard_link(folder.path("tessar.in"), folder.path("link"));
+    const ProgramRun run = folder.run_command({"sh", "-c", "exec " TESSARON_PROGRAM " > console"});
+    EXPECT_NE(folder.read("console").find(refused), std::string::npos) << c.deck;
+    EXPECT_NE(run.errors.find(c.errors + why), std::string::npos) << run.errors;
+    EXPECT_EQ(folder.read("tessar.in"), c.deck);
+    EXPECT_EQ(folder.read("writes"), "monitor { name = writes }");
+    EXPECT_EQ(folder.read("console").substr(0, banner_text.size()), banner_text);
+    EXPECT_NE(folder.read(c.kept), "") << c.kept;
+    EXPECT_TRUE(run.orderly());
+  }
+  // A bunch file that has been read may be written over, and so may what is no regular file by several.
+  const RunFolder folder;
+  folder.write("bunch", "0 a b c d e f   0 0 0 5e8 0 0 1e-9 ");
+  const ProgramRun run = folder.run_deck(
+      "io_path { logfile = /dev/null }" + start + "particles { array = #file { name = bunch } }\n" + monitor +
+      "name = /dev/null }" + monitor +
+      "name = /dev/./null } tracker { delta_time_c0 = 0.2 } monitor { name = bunch }");
+  EXPECT_EQ(run.errors, "");
+  EXPECT_EQ(folder.lines("bunch").size(), 2u);
+}
+
 // A console that goes away is a failed write, not the end of the run.
 TEST(RunControl, ARunSurvivesItsConsole) {
   const RunFolder folder;

@@ -27,7 +27,7 @@ def test_numbers_may_be_spread_over_lines_and_carry_comments(tmp_path):
 def test_fmt2_differences_lie_along_the_reference_momentum(tmp_path):
     # the reference particle flies along +y: "ahead" is +y, "to the left" is -x
     path = tmp_path / "b"
-    path.write_text("0 0 0 0 0 0 0\n 5 6 7 0 1e9 0 1\n 1e-3 2e-3 3e-3 10 20 30 1\n")
+    path.write_text("0 0 0 0 0 0 0\n 5 6 7 0 1e9 0.10000000000000-119 1\n 1e-3 2e-3 3e-3 10 20 30 1\n")
     bunch = read_bunch(path, "fmt2")
     np.testing.assert_allclose(bunch.offsets[:, 1], [-2e-3, 1e-3, 3e-3, -20, 10, 30], atol=1e-18)
 

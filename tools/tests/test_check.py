@@ -78,6 +78,8 @@ ERRORS = [
     ("monitor { name = end.dat }", "#include x", 10, "unknown global command #include"),
     ("monitor { name = end.dat }", "monitor { name = #file { name = x } }", 10, "#file is not carried out"),
     ("monitor { name = end.dat }", "io_path { logfile = none/log }", 10, "cannot be written"),
+    ("monitor { name = end.dat }", "io_path { logfile = ./tessar.in }", 10, "is being read as the deck"),
+    ("name = s.dat", "name = tessar.in", 8, "is being read as the deck"),
 ]
 
 
@@ -108,6 +110,7 @@ WARNINGS = [
     ("duty = no", "duty = never", 3, "counts as no"),
     ("marker = end", "marker = out", 3, "a second time"),
     ("name = end.dat", "name = s.dat", 10, "written a second time"),
+    ("name = end.dat", "name = ./bunch.dat", 10, "has been read; its content is written over"),
     ("0.1 }", "0.1 sbox = 2 }", 6, "sbox has no effect with type projected"),
     ("0.1 }", "0.1 shield = 0.5 }", 6, "no image takes part"),
     ("format = fmt1 array", "reference_momentum = 2e9 array", 5, "far from the 1e+09 eV/c of particle 1"),
@@ -218,7 +221,7 @@ def test_a_separator_at_the_start_is_an_empty_token():
     assert split_line(" ,a") == ["", "a"]
 
 
-@pytest.mark.parametrize("text, number", [("1", 1), ("-2.5", -2.5), (".5e1", 5), ("1D-3", 1e-3), ("1.5abc", None), ("nan", None), ("inf", None),
+@pytest.mark.parametrize("text, number", [("1", 1), ("-2.5", -2.5), (".5e1", 5), ("1D-3", 1e-3), ("-0.1-119", -1e-120), (".5+100", 5e99), ("1-119", None), ("0.1-19", None), ("1.5abc", None), ("nan", None), ("inf", None),
                                           ("", None), ("1e999", None), ("1_0", None)])
 def test_numbers(text, number):
     assert real_of(text) == number

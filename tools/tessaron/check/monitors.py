@@ -17,6 +17,7 @@ def check_monitor(state: CheckState, reader: DeckReader, command: Token) -> None
         state.error(command.place, "monitor needs name")
         return
     _note_output(state, values["name"].text, command.place)
+    state.spare_inputs(values["name"].text, values["name"].place)
     state.outputs.append(OutputFile(values["name"].text, "bunch", values["format"].text if "format" in values else "fmt1"))
     if "format" in values and values["format"].text == "fmt3" and not state.boundaries:
         state.warn(values["format"].place, "fmt3 needs a lattice")
@@ -51,7 +52,10 @@ def check_online_monitor(state: CheckState, reader: DeckReader, command: Token) 
     whole = "particle" not in values or values["particle"].text == "all"
     fmt = values["format"].text if "format" in values else "fmt1"
     content = ("bunch" if whole else "particle") if kind == "phase" else kind
-    state.outputs.append(OutputFile(name, content, f"fmt{fmt}" if fmt.isdigit() else fmt, content in ("bunch", "green")))
+    series = content in ("bunch", "green")
+    if not series:
+        state.spare_inputs(name, values["name"].place)
+    state.outputs.append(OutputFile(name, content, f"fmt{fmt}" if fmt.isdigit() else fmt, series))
 
 
 def _suspicions(state: CheckState, place: Place, values: dict[str, Value]) -> None:

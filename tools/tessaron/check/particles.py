@@ -7,7 +7,7 @@ import numpy as np
 
 from ..files.blocks import Value, read_value
 from ..beam.bunch import Bunch
-from ..files.bunchfiles import bunch_of_table
+from ..files.bunchfiles import bunch_of_table, numbers_of
 from .state import Beam, CheckState
 from ..constants import REST_ENERGY
 from ..files.deck import DeckFault, DeckReader, Place, Token, integer_of, real_of
@@ -64,7 +64,7 @@ def _array(state: CheckState, reader: DeckReader, key: Token, values: dict[str, 
             state.error(place, f"{word!r} in the particle array is no number")
             return
     table = np.array([real_of(word) for word in records], dtype=float).reshape(-1, width) if bad else \
-        np.array([word.replace("d", "e").replace("D", "e") for word in records], dtype=float).reshape(-1, width)
+        numbers_of(records).reshape(-1, width)
     if fmt == "umbra" and any(integer_of(word) is None for column in (8, 9) for word in records[column::width]):
         state.error(first, "the ninth and tenth number of an umbra record must be integers")
         return

@@ -130,6 +130,14 @@ class CheckState:
         """Whether a boundary has this marker."""
         return any(boundary.marker == marker for boundary in self.boundaries)
 
+    def spare_inputs(self, name: str, place: Place) -> None:
+        """Tells of an output that is an input as well, under whatever name."""
+        path = self.output_path(name).resolve()
+        if path in (source.resolve() for source in self.reader.open_files):
+            self.error(place, f"{name} is being read as the deck, so the program does not write it")
+        elif path in (source.resolve() for source in self.reader.included):
+            self.warn(place, f"{name} has been read; its content is written over")
+
     def output_path(self, name: str) -> Path:
         """A file that the program writes."""
         return self.folder / (f"{self.output_folder}/{name}" if self.output_folder else name)

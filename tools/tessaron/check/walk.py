@@ -88,6 +88,7 @@ def _io_path(state: CheckState, reader: DeckReader, command: Token) -> None:
             state.warn(values["output"].place, f"the folder {state.output_path('.')} does not exist; make it before the run")
     if "logfile" in values:
         state.logfile = values["logfile"].text
+        state.spare_inputs(state.logfile, values["logfile"].place)
         path = state.output_path(state.logfile)
         if path.is_dir() or not path.parent.is_dir():
             state.error(values["logfile"].place, f"the log {path} cannot be written")

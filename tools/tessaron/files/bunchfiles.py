@@ -13,6 +13,7 @@ from pathlib import Path
 import numpy as np
 
 from ..beam.bunch import Bunch, frame_along, from_absolute
+from .deck import plain_real
 from ..constants import REST_ENERGY, SPEED_OF_LIGHT
 
 READABLE = ("fmt0", "fmt1", "fmt2", "fmt3", "umbra")
@@ -37,22 +38,32 @@ def tokens_of(text: str) -> list[str]:
 
 
 def numbers_of(words: np.ndarray | list[str]) -> np.ndarray:
-    """Numbers from words; exponents may be written with d or D. What are numbers already stays."""
+    """Numbers from words, with exponents in all the forms that the program writes or reads. What are numbers already stays."""
     try:
         return np.array(words, dtype=float)
     except ValueError:
-        return np.array([float(word.replace("d", "e").replace("D", "e")) for word in words])
+        return np.array([float(plain_real(word)) for word in words])
 
 
 def numbers_in(path: str | Path) -> np.ndarray | list[str]:
     """All numbers of a file, or its words where not each of them is a plain number."""
     text = Path(path).read_bytes()
+    if _has_bare_exponent(text):  # 0.1-119, which would pass for two numbers
+        return tokens_of(text.decode(errors="replace"))
     with warnings.catch_warnings():
         warnings.simplefilter("error", DeprecationWarning)  # how numpy tells that it did not read to the end
         try:
             return np.fromstring(text, sep=" ") if text.strip() else []
         except (DeprecationWarning, ValueError):
             return tokens_of(text.decode(errors="replace"))
+
+
+def _has_bare_exponent(text: bytes) -> bool:
+    """Whether a sign follows right behind a digit or a point anywhere."""
+    characters = np.frombuffer(text, dtype=np.uint8)
+    is_sign = (characters[1:] == ord("+")) | (characters[1:] == ord("-"))
+    before = characters[:-1][is_sign]
+    return bool(np.any((before == ord(".")) | ((before >= ord("0")) & (before <= ord("9")))))
 
 
 def guess_format(path: str | Path) -> str:

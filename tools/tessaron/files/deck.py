@@ -14,7 +14,8 @@ from typing import Callable, NamedTuple
 MARKS = "(){}[]="
 LONGEST_LINE, LONGEST_TOKEN, MOST_FILES = 400, 80, 10
 _TOKEN = re.compile(r"!.*|[(){}\[\]=]|[^(){}\[\]= ,;]+", re.DOTALL)
-_REAL = re.compile(r"[+-]?(\d+\.?\d*|\.\d+)([eEdD][+-]?\d+)?")
+_REAL = re.compile(r"[+-]?(\d+\.?\d*|\.\d+)([eEdD][+-]?\d+)?|[+-]?(\d+\.\d*|\.\d+)[+-]\d{3}")
+_BARE_EXPONENT = re.compile(r"(?<=[\d.])(?=[+-]\d{3}$)")
 _INTEGER = re.compile(r"[+-]?\d+")
 
 
@@ -48,11 +49,17 @@ class DeckFault(Exception):
 
 
 def real_of(text: str) -> float | None:
-    """The number of a token, or None: the whole token must be one, as 1, -2.5, 1e-3 or 1d-3."""
+    """The number of a token, or None: the whole token must be one, as 1, -2.5, 1e-3, 1d-3 or 0.1-103."""
     if not _REAL.fullmatch(text):
         return None
-    value = float(text.replace("d", "e").replace("D", "e"))
+    value = float(plain_real(text))
     return value if abs(value) < float("inf") else None
+
+
+def plain_real(word: str) -> str:
+    """A number as `float` takes it: its exponent behind an e. The program also reads d and D there, and no letter at all
+    ahead of the three digits of an exponent that leaves no room for one in its monitors' columns."""
+    return _BARE_EXPONENT.sub("e", word.replace("d", "e").replace("D", "e"), 1)
 
 
 def integer_of(text: str) -> int | None:
@@ -79,6 +86,7 @@ class _Level:
     """An open deck file: its lines, and the tokens that its current line still holds."""
 
     name: str
+    path: Path
     lines: list[str]
     number: int = 0
     tokens: list[str] = field(default_factory=list)
@@ -95,7 +103,7 @@ class DeckReader:
         self.folder = deck.parent
         self.input_folder: str | None = None
         self._note = note
-        self._levels = [_Level(deck.name, _lines_of(deck))]
+        self._levels = [_Level(deck.name, deck, _lines_of(deck))]
         self._last = self._levels[0]
         self.included: list[Path] = []  #: files that `#file` opened
 
@@ -104,6 +112,11 @@ class DeckReader:
         """Where reading stands."""
         level = self._levels[-1] if self._levels else self._last
         return Place(level.name, level.number)
+
+    @property
+    def open_files(self) -> list[Path]:
+        """The deck and those included files that are being read."""
+        return [level.path for level in self._levels]
 
     @property
     def at_line_start(self) -> bool:
@@ -183,7 +196,7 @@ class DeckReader:
         if not path.is_file():
             what = "is no file" if path.exists() else "does not exist; the program would create it empty"
             raise DeckFault(f"{path} {what}", name.place)
-        self._levels.append(_Level(name.text, _lines_of(path)))
+        self._levels.append(_Level(name.text, path, _lines_of(path)))
         self.included.append(path)
 
     def _scan(self, level: _Level) -> list[str]:
