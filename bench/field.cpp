@@ -7,22 +7,18 @@
 
 #include "common/constants.hpp"
 #include "field/ffield.hpp"
-#include "field/integral/expansion.hpp"
-#include "field/integral/mesh.hpp"
 #include "field/integral/quadrature.hpp"
-#include "field/path/closest_point.hpp"
-#include "field/path/path.hpp"
+#include "field/observer_work.hpp"
 #include "field/path/path_build.hpp"
-#include "field/path/retarded_limits.hpp"
-#include "field/settings.hpp"
-#include "field/source/pole_field.hpp"
-#include "field/source/profile.hpp"
+#include "field/source_record.hpp"
 
 namespace {
 
 using namespace tessaron;
 
 constexpr double sigma = 1e-4;
+FieldSource source;
+ObserverWork work;
 
 /// A path of a straight entrance, an arc in which the source stands, and a straight exit.
 void lay_path(double gamma, double kappa) {
@@ -35,27 +31,28 @@ void lay_path(double gamma, double kappa) {
                  y = kappa == 0 ? 0 : (1 - std::cos(phi)) / kappa;
     rows[i + 1] = {x + beyond * std::cos(phi), y + beyond * std::sin(phi), 0, 0, phi, 0, bounds[i] / beta};
   }
-  build_path({0, 0, 0, gamma * beta, 0, 0, 1}, rows, 4, 0);
+  build_path({0, 0, 0, gamma * beta, 0, 0, 1}, rows, 4, 0, source);
 }
 
 /// The settings of the direct force, for the shape code of the `forces` block.
 void set_up(double gamma, double kappa, int shape, double shield) {
-  finit("q0", 1);
-  finit("xnsigt", 5);
-  finit("relacc", 1e-4);
-  finit("zsymmetry", 1);
-  finit("1dmirror", 1);
-  finit("hc", shield);
-  finit("hmax", 0.3);
-  finit("rintmi", 1e-6);
-  finit("method", shape);
-  finit("sigmat", sigma / (speed_of_light * std::sqrt(1 - 1 / (gamma * gamma))));
-  if (shape == 2) finit("sigmaz", 5e-5);
+  finit(source, "q0", 1);
+  finit(source, "xnsigt", 5);
+  finit(source, "relacc", 1e-4);
+  finit(source, "zsymmetry", 1);
+  finit(source, "1dmirror", 1);
+  finit(source, "hc", shield);
+  finit(source, "hmax", 0.3);
+  finit(source, "rintmi", 1e-6);
+  finit(source, "method", shape);
+  finit(source, "sigmat", sigma / (speed_of_light * std::sqrt(1 - 1 / (gamma * gamma))));
+  if (shape == 2) finit(source, "sigmaz", 5e-5);
   if (shape == 3) {
-    finit("sigmar", 1e-4);
-    finit("sigmaz", 3e-5);
+    finit(source, "sigmar", 1e-4);
+    finit(source, "sigmaz", 3e-5);
   }
   lay_path(gamma, kappa);
+  finit(source, "check", 0);
 }
 
 /// Observer number i of a walk through the bunch.
@@ -67,8 +64,7 @@ void evaluate(benchmark::State& state) {
   for (auto _ : state) {
     const Vec3 at = observer(++i);
     const double r[3] = {at.x, at.y, at.z};
-    FieldResult result;
-    ffield(0, r, pthcom.gam, n, result);
+    FieldResult result = ffield(source, work, 0, r, source.path.gam, n);
     benchmark::DoNotOptimize(result);
   }
   state.SetItemsProcessed(state.iterations());
@@ -92,9 +88,9 @@ BENCHMARK(Straight)->Unit(benchmark::kMicrosecond);
 /// The way of comparison: node by node.
 void PlainSummation(benchmark::State& state) {
   set_up(1000, 0.5, 2, 0);
-  use_summation(Summation::plain);
+  source.settings.summation = Summation::plain;
   evaluate(state);
-  use_summation(Summation::batched);
+  source.settings.summation = Summation::batched;
 }
 BENCHMARK(PlainSummation)->Unit(benchmark::kMicrosecond);
 
@@ -118,23 +114,24 @@ BENCHMARK(SetPath)->Unit(benchmark::kMicrosecond);
 /// The parts of an evaluation, each with all parts before it.
 void Parts(benchmark::State& state) {
   set_up(1000, 0.5, 2, 0);
-  const FieldSettings& set = field_settings;
-  lamini(set.q0, set.sigmat, set.xnsigt);
-  ziflag("extract", true);
+  const FieldSettings& set = source.settings;
   const int parts = static_cast<int>(state.range(0));
   int i = 0;
   Slots sum;
   for (auto _ : state) {
     const Vec3 r = observer(++i);
-    pcclr();
-    fclini(r, set.slow, set.shigh, set.relacc * 1e-12);
+    fclini(source.path, r, set.slow, set.shigh, set.relacc * 1e-12, work.closest);
     if (parts > 1) {
-      f12ini(0, r, set.slow - set.rintma, set.shigh + 5 * sigma, 5.1 * set.sigmat, 14989622.9 * set.sigmat);
+      f12ini(source.path, 0, r, set.slow - set.rintma, set.shigh + 5 * sigma, 5.1 * set.sigmat,
+             14989622.9 * set.sigmat, work.limits);
     }
-    if (parts > 2) ziini(0, r, pthcom.gam, {1, 0, 0}, set.sigmat, set.xnsigt, set.relacc);
-    if (parts > 3) fzpole(sum), fzSP(sum);
-    if (parts > 4) zipnts(0, r);
-    if (parts > 5) wint1(sum);
+    if (parts > 2) {
+      ziini(source, {false, false, true}, work.closest, work.limits, source.path.gam, {1, 0, 0},
+            work.expansion);
+    }
+    if (parts > 3) fzpole(work.expansion, sum), fzSP(source.shape, work.expansion, work.axis, sum);
+    if (parts > 4) zipnts(source, work.limits, work.expansion, work.mesh);
+    if (parts > 5) wint1(source, work.expansion, work.mesh, work.nodes, sum);
     benchmark::DoNotOptimize(sum);
   }
   static const char* const labels[] = {

@@ -5,6 +5,9 @@
 
 namespace tessaron {
 
+struct FieldSource;
+struct ObserverWork;
+
 /// What the field library returns: 14 reals, in this order.
 struct FieldResult {
   double force[3];  ///< per unit test charge, E + beta n x (c B) [V/m]
@@ -16,12 +19,14 @@ struct FieldResult {
 };
 static_assert(sizeof(FieldResult) == 14 * sizeof(double));
 
-/// Sets one setting of the field library, or runs its `check`. Unknown keys stop the program.
-void finit(std::string_view action, double value);
+/// Sets one setting of a source. `check` completes the source: it stops the program unless all settings are
+/// given and fit for use. Unknown keys stop the program.
+void finit(FieldSource& source, std::string_view action, double value);
 
-/// The retarded field of the charge on the present path at the time t [s] and place r [m] of the path frame,
+/// The retarded field of a source, complete by `check`, at the time t [s] and place r [m] of its path frame,
 /// and the force on a test particle of Lorentz factor gamma and direction n.
-void ffield(double t, const double r[3], double gamma, const double n[3], FieldResult& result);
+FieldResult ffield(const FieldSource& source, ObserverWork& work, double t, const double r[3], double gamma,
+                   const double n[3]);
 
 /// The library's version lines for the banner: line i, and their number.
 void fldver(Text<80>& text, int i, int& n);

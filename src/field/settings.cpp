@@ -2,26 +2,23 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
 
 #include "common/console.hpp"
 #include "common/freeform.hpp"
+#include "field/source_record.hpp"
 
 namespace tessaron {
 
 namespace {
 
-FieldSettings settings;
-SubBunchShape shape;
-ForceFlags flags;
-
-/// A real setting, the names it answers to, and whether it is defined: given, and not refused by `check`.
+/// A real setting and the names it answers to.
 struct RealSetting {
   std::string_view key, other_key, label;
   double FieldSettings::*value;
-  bool defined = false;
 };
 // In the order in which `check` reports them.
-RealSetting reals[] = {
+constexpr RealSetting reals[] = {
     {"hc", "hc", "undefined hc    =", &FieldSettings::hc},
     {"q0", "q0", "undefined q0    =", &FieldSettings::q0},
     {"sigmat", "sigmat", "undefined sigmat=", &FieldSettings::sigmat},
@@ -53,11 +50,11 @@ std::string_view without_trailing_blanks(std::string_view text) {
 /// The nearest integer of a value is 1; halves round away from 0.
 bool rounds_to_one(double value) { return value >= 0.5 && value < 1.5; }
 
-/// Lowers the mark of every setting whose value fails its test. Of two settings that are tested together both
-/// fail.
-void run_tests() {
-  const FieldSettings& s = settings;
-  const auto require = [](Real setting, bool good) { reals[setting].defined &= good; };
+/// Which settings are fit for use: given, and with a value that passes its test. Of two settings that are
+/// tested together both fail.
+std::array<bool, 10> fit_settings(const FieldSettings& s) {
+  std::array<bool, 10> fit = s.given;
+  const auto require = [&](Real setting, bool good) { fit[setting] &= good; };
   require(q0, s.q0 > 0);
   require(sigmat, s.sigmat > 0);
   require(xnsigt, s.xnsigt >= 0);
@@ -70,43 +67,44 @@ void run_tests() {
   require(shigh, range);
   require(sstpma, s.sstpma > 0);
   require(relacc, s.relacc > 0);
+  return fit;
 }
 
-void check() {
-  run_tests();
-  if (std::all_of(std::begin(reals), std::end(reals), [](const RealSetting& r) { return r.defined; })) return;
+void check(const FieldSettings& settings) {
+  const std::array<bool, 10> fit = fit_settings(settings);
+  if (std::ranges::all_of(fit, std::identity{})) return;
   console_line("error in finit: undefined setings");
-  for (const RealSetting& r : reals) {
-    if (!r.defined) console_line(FreeForm(r.label, settings.*r.value).items());
+  for (std::size_t i = 0; i < fit.size(); ++i) {
+    if (!fit[i]) console_line(FreeForm(reals[i].label, settings.*reals[i].value).items());
   }
   fatal_stop();
 }
 
-void choose_stick_direction() {
-  fcoini("ex", 0);
-  fcoini("ey", 0);
-  fcoini("ez", 1);
+void choose_stick_direction(SubBunchShape& shape) {
+  fcoini(shape, "ex", 0);
+  fcoini(shape, "ey", 0);
+  fcoini(shape, "ez", 1);
 }
 
-void set_method(double value) {
+void set_method(SubBunchShape& shape, double value) {
   if (!(value >= 0 && value <= 3)) return;
-  fcoini("method", value);
-  if (shape.method == Method::stick) choose_stick_direction();
+  fcoini(shape, "method", value);
+  if (shape.method == Method::stick) choose_stick_direction(shape);
 }
 
 /// A first sigmaz chooses the vertical stick; one that is not positive takes the shape away.
-void set_sigmaz(double value) {
-  if (!(value > 0)) return fcoini("method", 0);
-  if (shape.method != Method::line) return fcoini("sigmaz", value);
-  fcoini("method", 1);
-  fcoini("sigmaz", value);
-  choose_stick_direction();
+void set_sigmaz(SubBunchShape& shape, double value) {
+  if (!(value > 0)) return fcoini(shape, "method", 0);
+  if (shape.method != Method::line) return fcoini(shape, "sigmaz", value);
+  fcoini(shape, "method", 1);
+  fcoini(shape, "sigmaz", value);
+  choose_stick_direction(shape);
 }
 
-void set_sigmar(double value) {
-  if (!(value > 0)) return fcoini("method", 0);
-  fcoini("method", 3);
-  fcoini("sigmar", value);
+void set_sigmar(SubBunchShape& shape, double value) {
+  if (!(value > 0)) return fcoini(shape, "method", 0);
+  fcoini(shape, "method", 3);
+  fcoini(shape, "sigmar", value);
 }
 
 [[noreturn]] void unknown_action(std::string_view where, std::string_view action) {
@@ -125,25 +123,26 @@ double SubBunchShape::*shape_value(std::string_view action) {
 
 }  // namespace
 
-const FieldSettings& field_settings = settings;
-const SubBunchShape& subbunch_shape = shape;
-const ForceFlags& force_flags = flags;
-
-void finit(std::string_view action, double value) {
+void finit(FieldSource& source, std::string_view action, double value) {
   const std::string_view key = without_trailing_blanks(action);
-  if (key == "method") return set_method(value);
-  if (key == "sigmaz") return set_sigmaz(value);
-  if (key == "sigmar") return set_sigmar(value);
+  FieldSettings& settings = source.settings;
+  source.complete = false;
+  if (key == "check") {
+    check(settings);
+    return complete_source(source);
+  }
+  if (key == "method") return set_method(source.shape, value);
+  if (key == "sigmaz") return set_sigmaz(source.shape, value);
+  if (key == "sigmar") return set_sigmar(source.shape, value);
   if (key == "xnsigz") return;
-  if (key == "check") return check();
   if (key == "hmax") {
     settings.hmax = value;
     return;
   }
-  for (RealSetting& r : reals) {
-    if (key == r.key || key == r.other_key) {
-      settings.*r.value = value;
-      r.defined = true;
+  for (std::size_t i = 0; i < settings.given.size(); ++i) {
+    if (key == reals[i].key || key == reals[i].other_key) {
+      settings.*reals[i].value = value;
+      settings.given[i] = true;
       return;
     }
   }
@@ -156,7 +155,7 @@ void finit(std::string_view action, double value) {
   unknown_action("error in fld_cont/finit: unknown action", key);
 }
 
-void fcoini(std::string_view action, double value) {
+void fcoini(SubBunchShape& shape, std::string_view action, double value) {
   const std::string_view key = without_trailing_blanks(action);
   if (key == "method") {
     // `fzSP` refuses what names no model.
@@ -173,24 +172,11 @@ void fcoini(std::string_view action, double value) {
   }
 }
 
-double fcoget(std::string_view action) {
+double fcoget(const SubBunchShape& shape, std::string_view action) {
   const std::string_view key = without_trailing_blanks(action);
   if (key == "method") return static_cast<double>(shape.method);
   if (const double SubBunchShape::*const member = shape_value(key)) return shape.*member;
   unknown_action("error in fld_conv/fcoget: unknown action", key);
-}
-
-void ziflag(std::string_view cflag, bool value) {
-  const std::string_view key = without_trailing_blanks(cflag);
-  if (key == "notalman") {
-    flags.notalman = value;
-  } else if (key == "nogamma2") {
-    flags.nogamma2 = value;
-  } else if (key == "extract") {
-    flags.extract = value;
-  } else {
-    console_line(FreeForm("error in fld_z_int/ziflag:", key, "unknown").items());
-  }
 }
 
 void fldver(Text<80>& text, int i, int& n) {

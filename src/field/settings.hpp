@@ -1,11 +1,16 @@
 #pragma once
+#include <array>
 #include <string_view>
 
 #include "field/ffield.hpp"
 
 namespace tessaron {
 
-/// The settings of the field library. Owner: `finit`.
+/// How the field integral is summed: several nodes of the mesh at once, or node by node through `zfint` (the
+/// slow way, for comparison). Both use the same nodes and weights.
+enum class Summation { batched, plain };
+
+/// The settings of a source. Owner: `finit`; the last two are for comparisons and have no key.
 struct FieldSettings {
   double q0 = 0;           ///< charge of the source [C]
   double sigmat = 0;       ///< rms duration of its Gaussian profile [s]
@@ -23,8 +28,10 @@ struct FieldSettings {
   bool zsymmetry = false;  ///< the mirror sum may use z = 0 as a plane of symmetry
   bool mirror_1d = false;  ///< mirror charges are lines without transverse size
   bool poleex_1d = false;  ///< take the singular near part out, put nothing in its place
+  Summation summation = Summation::batched;
+  int refinement = 1;            ///< into how many equal parts every stretch of the mesh is divided
+  std::array<bool, 10> given{};  ///< which of the reals `finit` has been given, in the order of `check`
 };
-extern const FieldSettings& field_settings;
 
 /// Transverse models of a source.
 enum class Method { line = 0, stick = 1, round = 2, ellipse = 3 };
@@ -39,22 +46,17 @@ struct SubBunchShape {
   bool long_axis_vertical = false;
   double sigmax = 0, sigmin = 0;
 };
-extern const SubBunchShape& subbunch_shape;
 
-/// What the force leaves out. Owner: `ziflag`.
+/// What the force of one evaluation leaves out.
 struct ForceFlags {
   bool notalman = false, nogamma2 = false;
   bool extract = false;  ///< the singular core of the near part is left out of the closed terms
 };
-extern const ForceFlags& force_flags;
 
 /// Stores one value of the shape: `method` (nearest integer), `sigmaz`, `sigmar`, `ex`, `ey` or `ez`. Any
 /// other action stops the program.
-void fcoini(std::string_view action, double value);
+void fcoini(SubBunchShape& shape, std::string_view action, double value);
 /// Hands out one value of the shape.
-double fcoget(std::string_view action);
-
-/// Stores a flag: `notalman`, `nogamma2` or `extract`. Another name gets a line on the console, no more.
-void ziflag(std::string_view cflag, bool value);
+double fcoget(const SubBunchShape& shape, std::string_view action);
 
 }  // namespace tessaron

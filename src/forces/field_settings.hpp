@@ -3,11 +3,12 @@
 
 namespace tessaron {
 
-/// Tells the field library what a source is: a Gaussian sub-bunch of 1 C with the present sizes, cut off at
+struct FieldSource;
+
+/// Gives a source the settings of the models: a Gaussian sub-bunch of 1 C with the present sizes, cut off at
 /// five standard deviations, with the image charges of the shielding. The rms duration follows from the
-/// speed of the reference particle. The models call it at the start of each evaluation; the limits of the
-/// path are added by `setpth`.
-void pass_field_settings(const Particle& reference);
+/// speed of the reference particle. The path and its limits are added by `setpth`.
+void pass_field_settings(const Particle& reference, FieldSource& source);
 
 /// The speed of a particle in units of c.
 double beta_of(const Particle& particle);

@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "beam/bunch_record.hpp"
+#include "field/observer_work.hpp"
 #include "forces/force_settings_owner.hpp"
 #include "forces/models.hpp"
 #include "group/process_group.hpp"
@@ -72,8 +73,10 @@ Status frcims(ForceType& type, ParticleTable& particles, SectionTable& sections,
               ForceTable& forces) {
   pgbunch(particles, sections);
   exchange_settings(type, ct);
-  const Status status = type == ForceType::csr_p_to_p ? force2(particles, sections, ct, forces)
-                                                      : force3(type, particles, sections, ct, forces);
+  static ObserverWork observer;
+  const Status status = type == ForceType::csr_p_to_p
+                            ? force2(particles, sections, ct, observer, forces)
+                            : force3(type, particles, sections, ct, observer, forces);
   if (status != ok) msgout("error in frcims");
   return status;
 }

@@ -2,13 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
+#include <memory>
+#include <thread>
+
 #include "common/constants.hpp"
-#include "field/integral/expansion.hpp"
-#include "field/integral/mesh.hpp"
-#include "field/integral/quadrature.hpp"
-#include "field/path/closest_point.hpp"
-#include "field/settings.hpp"
-#include "field/source/pole_field.hpp"
 #include "testpaths.hpp"
 
 namespace tessaron::test {
@@ -29,17 +27,14 @@ TEST(Extract, PlusTheLineCoreEqualsThePlainLineField) {
     use_source(sigma, gamma);
     for (const double d : {1e-9, 1e-7, 9.9e-7, 1.01e-6, 1e-5, 1e-4, 1e-3}) {
       field(0.7e-4, -d, 0, gamma);  // leaves limits and closest point behind
-      const Vec3 r0{0.7e-4, -d, 0}, e0 = vec3(closest.path.point.e);
+      const Vec3 e0 = vec3(work.closest.path.e);
       Slots plain, split, core;
-      ziflag("extract", false);
-      ziini(0, r0, gamma, e0, field_settings.sigmat, 5, 1e-4);
-      fzpole(plain);
-      ziflag("extract", true);
-      ziini(0, r0, gamma, e0, field_settings.sigmat, 5, 1e-4);
-      fzpole(split);
-      fzSP(core);  // the method is 0: a line
+      ziini(source, {}, work.closest, work.limits, gamma, e0, work.expansion);
+      fzpole(work.expansion, plain);
+      ziini(source, {false, false, true}, work.closest, work.limits, gamma, e0, work.expansion);
+      fzpole(work.expansion, split);
+      fzSP(source.shape, work.expansion, work.axis, core);  // the method is 0: a line
       split += core;
-      ziflag("extract", false);
       const double ratio = d / sigma, tolerance = d < 1e-6 ? 1e-12 + ratio * ratio * ratio : 1e-12;
       SCOPED_TRACE(testing::Message() << "gamma " << gamma << " d " << d);
       EXPECT_NEAR(norm(split.cb - plain.cb), 0, tolerance * norm(plain.cb) + 1e-6);
@@ -56,7 +51,7 @@ TEST(Extract, TheRowsForSmallAndLargeDistanceJoin) {
     use_orbit(arc(), gamma);
     use_source(sigma, gamma);
     use_round(2e-6);
-    const double limit = 0.01 * c * beta_of(gamma) * field_settings.sigmat * beta_of(gamma);
+    const double limit = 0.01 * c * beta_of(gamma) * source.settings.sigmat * beta_of(gamma);
     const FieldResult below = field(1e-4, limit * 0.9999, 0, gamma),
                       above = field(1e-4, limit * 1.0001, 0, gamma);
     for (int i = 0; i < 2; ++i) EXPECT_NEAR(below.force[i], above.force[i], 2e-3 * std::abs(above.force[0]));
@@ -78,9 +73,34 @@ TEST(ClosestPoint, OfAnObserverInTheBunchIsAtTheSourceWhereverTheObserverBeforeI
       const Orbit::Pose stray = orbit.at(s);
       field(stray.x - 0.4 * std::sin(stray.phi), stray.y + 0.4 * std::cos(stray.phi), 0, 1000);
       const FieldResult after = field(2e-4, 1e-4, 0, 1000);
-      ASSERT_NEAR(closest.s_c, 2e-4, 1e-7) << turn << " " << s;
+      ASSERT_NEAR(work.closest.s_c, 2e-4, 1e-7) << turn << " " << s;
       EXPECT_NEAR(after.force[0], alone.force[0], 1e-6 * std::abs(alone.force[0]));
     }
+  }
+}
+
+// Two threads share a source, each with its own working record, and get every digit of one after the other.
+TEST(Ffield, ServesObserversSideBySide) {
+  use_orbit(arc(), 500);
+  use_source(sigma, 500);
+  use_ellipse(3e-5, 5e-5);
+  finit(source, "hc", 0.02);
+  finit(source, "check", 0);
+  const double n[3] = {1, 0, 0};
+  const auto walk = [&](double side, std::vector<FieldResult>& fields) {
+    const auto observer = std::make_unique<ObserverWork>();
+    for (int i = 0; i < 50; ++i) {
+      const double r[3] = {(i - 25) * 1e-5, side * (1 + i % 7) * 2e-5, side * 1e-5};
+      fields.push_back(ffield(source, *observer, 0, r, 500, n));
+    }
+  };
+  std::vector<FieldResult> alone[2], shared[2];
+  for (int k = 0; k < 2; ++k) walk(2 * k - 1, alone[k]);
+  std::thread other(walk, -1, std::ref(shared[0]));
+  walk(1, shared[1]);
+  other.join();
+  for (int k = 0; k < 2; ++k) {
+    EXPECT_EQ(std::memcmp(alone[k].data(), shared[k].data(), 50 * sizeof(FieldResult)), 0);
   }
 }
 
@@ -137,10 +157,10 @@ TEST(Summation, BothWaysUseTheSameMeshAndAgreeToRounding) {
       use_orbit(orbit, gamma);
       use_source(sigma, gamma);
       for (const int method : {0, 2}) {
-        finit("method", method);
+        finit(source, "method", method);
         if (method == 2) use_round(3e-5);
         for (const char* flag : {"", "notalman", "nogamma2"}) {
-          if (*flag != 0) finit(flag, 1);
+          if (*flag != 0) finit(source, flag, 1);
           for (const double z : {0.0, 1e-4}) {
             const auto sum = [&](Summation way) {
               use_summation(way);
@@ -149,10 +169,10 @@ TEST(Summation, BothWaysUseTheSameMeshAndAgreeToRounding) {
             };
             const FieldResult plain = sum(Summation::plain);
             static MeshRecord plain_mesh;
-            plain_mesh = mesh;
+            plain_mesh = work.mesh;
             const FieldResult fast = sum(Summation::batched);
-            ASSERT_EQ(mesh.ipnt, plain_mesh.ipnt);
-            for (int i = 1; i <= mesh.ipnt; ++i) ASSERT_EQ(mesh.point[i], plain_mesh.point[i]);
+            ASSERT_EQ(work.mesh.ipnt, plain_mesh.ipnt);
+            for (int i = 1; i <= work.mesh.ipnt; ++i) ASSERT_EQ(work.mesh.point[i], plain_mesh.point[i]);
             const double f = std::hypot(plain.force[0], plain.force[1]),
                          b = std::hypot(plain.cb[1], plain.cb[2]);
             for (int i = 0; i < 3; ++i) {
@@ -164,13 +184,13 @@ TEST(Summation, BothWaysUseTheSameMeshAndAgreeToRounding) {
             EXPECT_NEAR(fast.phi, plain.phi, 1e-7 * plain.phi);
             EXPECT_NEAR(fast.phi_t, plain.phi_t, 1e-7 * plain.phi * c / sigma);
             // The path by its interval coefficients: another rounding, and the same field.
-            use_path_query(PathQuery::coefficients);
+            source.path.query = PathQuery::coefficients;
             const FieldResult slow = sum(Summation::plain);
-            use_path_query(PathQuery::stretches);
+            source.path.query = PathQuery::stretches;
             EXPECT_NEAR(slow.force[0], plain.force[0], 1e-7 * f);
             EXPECT_NEAR(slow.cb[2], plain.cb[2], 1e-8 * b);
           }
-          if (*flag != 0) finit(flag, 0);
+          if (*flag != 0) finit(source, flag, 0);
         }
       }
     }

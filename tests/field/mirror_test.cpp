@@ -6,10 +6,6 @@
 #include <gtest/gtest.h>
 
 #include "common/constants.hpp"
-#include "field/integral/quadrature.hpp"
-#include "field/path/closest_point.hpp"
-#include "field/settings.hpp"
-#include "field/source/profile.hpp"
 #include "field/source_field.hpp"
 #include "testpaths.hpp"
 
@@ -31,8 +27,8 @@ void expect_same(const Slots& got, const Slots& want, double tolerance) {
 /// A field of all slots at (x, y, 0) moved to the height z, with the full mesh of an image.
 Slots full_image(double x, double y, double z, double gamma, const Vec3& e) {
   Slots image;
-  fobset({x, y, z});
-  fzint(0, {x, y, z}, gamma, e, image, true);
+  fobset({x, y, z}, work.closest);
+  fzint(source, work, 0, {x, y, z}, gamma, e, true, image);
   return image;
 }
 
@@ -46,28 +42,28 @@ TEST(MirrorCharge, TheShortcutOfTheEntranceEqualsTheFullEvaluation) {
     use_round(3e-5);
     const double x = 0.7e-4, y = -0.3e-4;
     field(x, y, 0, gamma);
-    const Vec3 e = vec3(closest.path.point.e);
+    const Vec3 e = vec3(work.closest.path.e);
     Slots rest, sum;
     const int n0 = 2, last = 5;
     const double hc = 0.02, hmax = 0.09;
     for (int n = n0; n <= last; ++n) {
       const Slots full = full_image(x, y, -n * hc, gamma, e), other = full_image(x, y, n * hc, gamma, e);
       Slots shortcut;
-      fimlin(0, {x, y, -n * hc}, gamma, e, shortcut, -0.01);
+      fimlin(source, 0, {x, y, -n * hc}, e, -0.01, work.entrance, shortcut);
       SCOPED_TRACE(testing::Message() << "image " << n << " gamma " << gamma);
       expect_same(shortcut, full, 5e-3);  // Boole's rule on panels of two sigma
       const double w = (n % 2 == 0 ? 1 : -1) * std::cos(n * hc / hmax * pi / 2);
       sum += w * full;
       sum += w * other;
     }
-    fimsum(0, {x, y, 0}, gamma, e, rest, -0.01, n0, last, hc, hmax);
+    fimsum(source, 0, {x, y, 0}, e, -0.01, n0, last, {hc, hmax}, work.entrance, rest);
     expect_same(rest, sum, 5e-3);
     EXPECT_EQ(rest.force.z, 0);
     // The whole sum: the first image may see the arc, the others do not.
-    finit("hc", hc);
-    finit("hmax", hmax);
+    finit(source, "hc", hc);
+    finit(source, "hmax", hmax);
     const FieldResult all = field(x, y, 0, gamma);
-    finit("hc", 0);
+    finit(source, "hc", 0);
     const FieldResult alone = field(x, y, 0, gamma);
     const double w1 = -std::cos(hc / hmax * pi / 2);
     sum += 2 * w1 * full_image(x, y, hc, gamma, e);
@@ -85,21 +81,21 @@ TEST(MirrorCharge, AnObserverAboveThePlaneSeesBothImagesOfAPair) {
   use_orbit(Orbit(-0.01, {{1, 0.4}}), gamma);
   use_source(sigma, gamma);
   field(0, 0, z, gamma);
-  const Vec3 e = vec3(closest.path.point.e);
+  const Vec3 e = vec3(work.closest.path.e);
   Slots pair, lower, upper;
-  fimsum(0, {0, 0, z}, gamma, e, pair, -0.01, 3, 3, 0.02, 0.5);
-  fimlin(0, {0, 0, z - 0.06}, gamma, e, lower, -0.01);
-  fimlin(0, {0, 0, z + 0.06}, gamma, e, upper, -0.01);
+  fimsum(source, 0, {0, 0, z}, e, -0.01, 3, 3, {0.02, 0.5}, work.entrance, pair);
+  fimlin(source, 0, {0, 0, z - 0.06}, e, -0.01, work.entrance, lower);
+  fimlin(source, 0, {0, 0, z + 0.06}, e, -0.01, work.entrance, upper);
   lower += upper;
   expect_same(pair, -std::cos(0.06 / 0.5 * pi / 2) * lower, 1e-9);
   EXPECT_NE(pair.force.z, 0);
-  finit("hc", 0.02);
+  finit(source, "hc", 0.02);
   const FieldResult above = field(0, 0, z, gamma), below = field(0, 0, -z, gamma);
-  finit("zsymmetry", 0);
+  finit(source, "zsymmetry", 0);
   EXPECT_NEAR(above.force[2], -below.force[2], 1e-9 * std::abs(above.force[2]));
   EXPECT_NEAR(above.force[0], below.force[0], 1e-9 * std::abs(above.force[0]));
   const FieldResult both_sides = field(1e-4, 2e-5, 0, gamma);
-  finit("zsymmetry", 1);
+  finit(source, "zsymmetry", 1);
   const FieldResult one_side = field(1e-4, 2e-5, 0, gamma);
   EXPECT_NEAR(both_sides.force[0], one_side.force[0], 1e-9 * std::abs(one_side.force[0]));
   EXPECT_NEAR(both_sides.a_t[1], one_side.a_t[1], 1e-9 * std::abs(one_side.a_t[1]));
@@ -113,9 +109,10 @@ TEST(MirrorCharge, TheSumOverTheBunchGoesOnFromBlockToBlock) {
   use_source(sigma, gamma);
   Slots value[2];
   for (const int k : {0, 1}) {
-    finit("xnsigt", k == 0 ? 8 : 202);
+    finit(source, "xnsigt", k == 0 ? 8 : 202);
     field(0, 0, 0, gamma);
-    fimsum(0, {0, 0, 0}, gamma, vec3(closest.path.point.e), value[k], -0.01, 3, 4, 0.02, 0.5);
+    fimsum(source, 0, {0, 0, 0}, vec3(work.closest.path.e), -0.01, 3, 4, {0.02, 0.5}, work.entrance,
+           value[k]);
   }
   EXPECT_GT(norm(value[0].cb), 0);
   expect_same(value[1], value[0], 1e-9);
@@ -126,10 +123,10 @@ TEST(MirrorCharge, WithoutSpacingOrReachThereIsNone) {
   use_orbit(Orbit(-0.01, {{1, 0.4}}), gamma);
   use_source(sigma, gamma);
   const double alone = field(1e-4, 2e-5, 0, gamma).force[0];
-  finit("hc", 0.02);
-  finit("hmax", 0.02);
+  finit(source, "hc", 0.02);
+  finit(source, "hmax", 0.02);
   EXPECT_EQ(field(1e-4, 2e-5, 0, gamma).force[0], alone);
-  finit("hmax", 0.021);
+  finit(source, "hmax", 0.021);
   EXPECT_NE(field(1e-4, 2e-5, 0, gamma).force[0], alone);
 }
 

@@ -8,9 +8,6 @@
 
 #include "beam/bunch_record_owner.hpp"
 #include "common/undefined.hpp"
-#include "field/ffield.hpp"
-#include "field/integral/quadrature.hpp"
-#include "field/path/path.hpp"
 #include "field/testpaths.hpp"
 #include "lattice/lattice_definition.hpp"
 #include "support/retarded_line.hpp"
@@ -52,9 +49,10 @@ void set_up(const Case& c, double relacc) {
   const double x_arc = c.radius == 0 ? on_arc : c.radius * std::sin(on_arc / c.radius);
   const double y_arc = c.radius == 0 ? 0 : -c.radius * (1 - std::cos(on_arc / c.radius));
   const double behind = c.before - on_arc;
-  const Particle source{
+  const Particle particle{
       1 + x_arc + behind * std::cos(turn), y_arc + behind * std::sin(turn), 0, p, turn, 0, 1};
-  setpth(source, c.after >= 0 ? 2 : 3, latcom.nlat, 0.7);
+  setpth(particle, c.after >= 0 ? 2 : 3, latcom.nlat, 0.7, test::source);
+  finit(test::source, "check", 0);
 }
 
 struct Comparison {
@@ -73,8 +71,7 @@ Comparison compare(const Case& c, double relacc = 1e-4) {
   // A test particle with the source's own energy whose direction differs a little from the path's.
   const double n[3] = {std::cos(0.002), std::sin(0.002), 0};
   const double r[3] = {c.ahead, c.left, c.up};
-  FieldResult got;
-  ffield(0, r, c.gamma, n, got);
+  const FieldResult got = ffield(test::source, test::work, 0, r, c.gamma, n);
 
   const retarded::Vec velocity{beta * n[0], beta * n[1], 0};
   const retarded::Vec force = want.e + retarded::cross(velocity, want.cb);
@@ -113,9 +110,9 @@ TEST_P(RetardedIntegral, EqualsTheLibraryInAllSlots) {
 // interval shrinks. What remains is the 4-byte error function in the profile's normalisation and the rounding
 // of a force that is 1/gamma^2 of its electric part.
 TEST_P(RetardedIntegral, IsApproachedAsTheMeshIsRefined) {
-  use_summation(Summation::batched, 16);
+  test::use_summation(Summation::batched, 16);
   const Comparison deviation = compare(GetParam(), 1e-9);
-  use_summation(Summation::batched);
+  test::use_summation(Summation::batched);
   EXPECT_LT(deviation.force, 1e-7);
   EXPECT_LT(deviation.cb, 1e-7);
   EXPECT_LT(deviation.phi, 1e-7);

@@ -1,6 +1,6 @@
 // The keys of the field library, in the orders that decide a shape, and what it refuses.
 
-#include "field/settings.hpp"
+#include "field/source_record.hpp"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -14,6 +14,7 @@
 namespace tessaron {
 namespace {
 
+FieldSource source;
 using Calls = std::vector<std::pair<const char*, double>>;
 
 TEST(Finit, TheOrderOfTheCallsDecidesTheShape) {
@@ -34,31 +35,31 @@ TEST(Finit, TheOrderOfTheCallsDecidesTheShape) {
       {{{"method", 2}, {"xnsigz  ", 7}}, Method::round, 9, 9},
   };
   for (const auto& c : cases) {
-    for (const char* size : {"sigmaz", "sigmar"}) fcoini(size, 9);
-    finit("method", 0);
-    for (const auto& [key, value] : c.calls) finit(key, value);
+    for (const char* size : {"sigmaz", "sigmar"}) fcoini(source.shape, size, 9);
+    finit(source, "method", 0);
+    for (const auto& [key, value] : c.calls) finit(source, key, value);
     SCOPED_TRACE(c.calls.back().first);
-    EXPECT_EQ(subbunch_shape.method, c.method);
-    EXPECT_EQ(fcoget("method"), static_cast<double>(c.method));
-    EXPECT_EQ(fcoget("sigmaz"), c.sigmaz);
-    EXPECT_EQ(fcoget("sigmar"), c.sigmar);
+    EXPECT_EQ(source.shape.method, c.method);
+    EXPECT_EQ(fcoget(source.shape, "method"), static_cast<double>(c.method));
+    EXPECT_EQ(fcoget(source.shape, "sigmaz"), c.sigmaz);
+    EXPECT_EQ(fcoget(source.shape, "sigmar"), c.sigmar);
     if (c.method == Method::stick) {
-      EXPECT_EQ(fcoget("ez"), 1);
+      EXPECT_EQ(fcoget(source.shape, "ez"), 1);
     }
   }
-  finit("method", 3);
-  finit("sigmar", 3e-5);
-  finit("sigmaz", 5e-5);
-  EXPECT_NEAR(subbunch_shape.sigmax, 4e-5, 1e-18);
-  EXPECT_EQ(subbunch_shape.sigmin, 3e-5);
-  EXPECT_TRUE(subbunch_shape.long_axis_vertical);
+  finit(source, "method", 3);
+  finit(source, "sigmar", 3e-5);
+  finit(source, "sigmaz", 5e-5);
+  EXPECT_NEAR(source.shape.sigmax, 4e-5, 1e-18);
+  EXPECT_EQ(source.shape.sigmin, 3e-5);
+  EXPECT_TRUE(source.shape.long_axis_vertical);
 }
 
 TEST(Finit, AFlagIsTrueWhenTheNearestIntegerIsOne) {
   for (const auto& [value, expected] :
        {std::pair{0.6, true}, {0.5, true}, {1.49, true}, {1.6, false}, {0.0, false}}) {
-    finit("zsymmetry", value);
-    EXPECT_EQ(field_settings.zsymmetry, expected) << value;
+    finit(source, "zsymmetry", value);
+    EXPECT_EQ(source.settings.zsymmetry, expected) << value;
   }
 }
 
@@ -66,12 +67,12 @@ TEST(Finit, AFlagIsTrueWhenTheNearestIntegerIsOne) {
 void run_with_console_on_stderr(const Calls& calls) {
   std::fflush(stdout);
   if (dup2(2, 1) < 0) std::abort();
-  for (const auto& [key, value] : calls) finit(key, value);
+  FieldSource fresh;
+  for (const auto& [key, value] : calls) finit(fresh, key, value);
   std::abort();
 }
 
 TEST(Finit, StopsWithALineForEachSettingThatIsNotFit) {
-  testing::FLAGS_gtest_death_test_style = "threadsafe";  // each child starts afresh
   // What the force models give, without a path.
   const Calls settings{{"q0", 1}, {"xnsigt", 5},    {"relacc", 1e-4},
                        {"hc", 0}, {"rintmi", 1e-6}, {"sigmat", 1e-13}};

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include "field/integral/quadrature.hpp"
 #include "testpaths.hpp"
 
 namespace tessaron::test {
@@ -47,7 +46,7 @@ struct Model {
   double tolerance;  // of its own averages: none, 100 straight pieces, a closed form, a sum over a grid
 };
 const Model models[] = {{"line", [] {}, 0, 0, 2e-6},
-                        {"stick", [] { finit("sigmaz", 3e-5); }, 0, 3e-5, 2e-3},
+                        {"stick", [] { finit(source, "sigmaz", 3e-5); }, 0, 3e-5, 2e-3},
                         {"round", [] { use_round(3e-5); }, 3e-5, 3e-5, 2e-6},
                         {"wide", [] { use_ellipse(8e-5, 2e-5); }, 8e-5, 2e-5, 2e-3},
                         {"tall", [] { use_ellipse(1e-5, 8e-5); }, 1e-5, 8e-5, 2e-3}};
@@ -66,7 +65,7 @@ TEST(StraightPath, GivesTheCoulombFieldOfEveryTransverseModelInAllSlots) {
     use_orbit(Orbit(-2, {{3, 0}}), gamma);
     for (const Model& model : models) {
       use_source(sigma, gamma, 1e-7);
-      finit("xnsigt", 7);  // the parabola that closes the profile is then below 1e-9
+      finit(source, "xnsigt", 7);  // the parabola that closes the profile is then below 1e-9
       model.choose();
       for (const auto& r : places) {
         const FieldResult got = field(r[0], r[1], r[2], gamma),
@@ -116,7 +115,7 @@ TEST(StraightPath, AChargeAtRestOrANonsenseObserverEndsInFiniteTime) {
   EXPECT_TRUE(std::isfinite(field(0, 1e-3, 0, 1.0).force[0])) << "a test particle at rest";
   field(1e30, -1e30, 0, 100);
   field(0, 0, 0, 100, 0, 1e30);
-  build_path({0, 0, 0, 0, 0, 0, 1}, {}, 0, 0);
+  build_path({0, 0, 0, 0, 0, 0, 1}, {}, 0, 0, source);
   EXPECT_EQ(field(0, 1e-3, 0, 100).phi, 0);
 }
 
@@ -129,7 +128,7 @@ TEST(MeshDeath, APathThatNeedsTooManyPointsStopsTheRun) {
     for (int i = 0; i < 20; ++i) sections.insert(sections.end(), {{0.5, 0}, {0.5, 1}, {0.5, 0}, {0.5, -1}});
     use_orbit(Orbit(-20, sections), 1000);
     use_source(sigma, 1000);
-    finit("xnsigt", rms_lengths);
+    finit(source, "xnsigt", rms_lengths);
     field(0, 1e-4, 0, 1000);
   };
   const auto clean_end = testing::ExitedWithCode(0);

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "beam/bunch_record_owner.hpp"
+#include "field/observer_work.hpp"
 #include "forces/force_settings_owner.hpp"
 #include "forces/green/evaluation.hpp"
 #include "forces/models.hpp"
@@ -89,8 +90,8 @@ struct Models : ::testing::Test {
     static ForceTable table;
     log = console_of([&] {
       const Status status = type == ForceType::csr_p_to_p
-                                ? force2(ptlcom.particle, ptlcom.section, ct, table)
-                                : force3(type, ptlcom.particle, ptlcom.section, ct, table);
+                                ? force2(ptlcom.particle, ptlcom.section, ct, observer, table)
+                                : force3(type, ptlcom.particle, ptlcom.section, ct, observer, table);
       EXPECT_EQ(status, ok);
     });
     const auto run = table.run(1, ptlcom.npart);
@@ -106,6 +107,7 @@ struct Models : ::testing::Test {
   }
   static double size(const std::vector<Force>& a) { return deviation(a, std::vector<Force>(a.size())); }
 
+  static inline ObserverWork observer;
   std::vector<std::string> log;
   std::mt19937 engine{99};
   double normal() { return std::normal_distribution<double>()(engine); }

@@ -3,51 +3,11 @@
 #include <algorithm>
 #include <cmath>
 
-#include "common/constants.hpp"
-#include "field/images/straight_entrance.hpp"
-#include "field/path/closest_point.hpp"
-#include "field/path/retarded_limits.hpp"
-#include "field/settings.hpp"
-#include "field/source/profile.hpp"
 #include "field/source_field.hpp"
 
 namespace tessaron {
 
 namespace {
-
-/// The straight way on which the path begins, if it does.
-struct Entrance {
-  bool known = false;
-  double s_st = 0;  // its end [m]
-  double ez = 0;    // z component of its tangent
-};
-
-/// Looks for the end of the straight entrance by halving, to the length of the bunch.
-Entrance find_entrance() {
-  const FieldSettings& set = field_settings;
-  const double far = 2 * set.slow - set.shigh;
-  const PathPoint start = pthval(far, 31).point;
-  const auto straight = [](const PathPoint& p) {
-    return p.e_prime[0] == 0 && p.e_prime[1] == 0 && p.e_prime[2] == 0;
-  };
-  if (!straight(start)) return {};
-  double low = far, high = set.shigh;
-  Vec3 r_low = vec3(start.r);
-  while (high - low > speed_of_light * set.sigmat) {
-    const double middle = (low + high) / 2;
-    if (!(low < middle && middle < high)) break;
-    const PathPoint& p = pthval(middle, 31).point;
-    const bool in_line =
-        dot(vec3(p.r) - r_low, vec3(start.e)) + low - middle > -1.0000000000000001e-15 * (high - low);
-    if (straight(p) && in_line) {
-      low = middle;
-      r_low = vec3(p.r);
-    } else {
-      high = middle;
-    }
-  }
-  return {true, low, start.e[2]};
-}
 
 /// Adds an image pair to the slots that are even in z.
 void add_even(double factor, const Slots& image, Slots& result) {
@@ -77,39 +37,38 @@ void add_pair(const ImageRow& row, int n, double z, bool symmetric, Slots& resul
 
 }  // namespace
 
-void fmirr(double t, const Vec3& r, double gamma, const Vec3& e, Slots& result, double hc, double hmax,
-           bool zsymmetry) {
-  fobset(r);
-  fzint(t, r, gamma, e, result, false);
-  if (!(hc > 0) || !(std::abs(hmax) > hc)) return;
+void fmirr(const FieldSource& source, ObserverWork& work, double t, const Vec3& r, double gamma,
+           const Vec3& e, Slots& result) {
+  fzint(source, work, t, r, gamma, e, false, result);
+  const FieldSettings& set = source.settings;
+  if (!has_images(set)) return;
 
-  const bool symmetric =
-      zsymmetry && std::abs(r.z) < field_settings.rintmi && std::abs(e.z) < field_settings.rintmi;
-  const ImageRow row{hc, hmax};
+  const bool symmetric = set.zsymmetry && std::abs(r.z) < set.rintmi && std::abs(e.z) < set.rintmi;
+  const ImageRow row{set.hc, set.hmax};
   const int n_last = row.last();
-  const Entrance entrance = find_entrance();
+  const Entrance& entrance = source.entrance;
 
   int n = 1;
   for (bool entrance_only = false; n <= n_last && !entrance_only; ++n) {
     double s2 = -HUGE_VAL;
     add_pair(row, n, r.z, symmetric, result, [&](double z, Slots& image) {
       const Vec3 moved{r.x, r.y, z};
-      fobset(moved);
-      fzint(t, moved, gamma, e, image, true);
-      s2 = std::max(s2, limits.s2);
+      fobset(moved, work.closest);
+      fzint(source, work, t, moved, gamma, e, true, image);
+      s2 = std::max(s2, work.limits.s2);
     });
     entrance_only = entrance.known && s2 <= entrance.s_st;
   }
   if (n > n_last) return;
   if (entrance.ez == 0) {
     Slots rest;
-    fimsum(t, r, gamma, e, rest, entrance.s_st, n, n_last, hc, hmax);
+    fimsum(source, t, r, e, entrance.s_st, n, n_last, row, work.entrance, rest);
     result += rest;
     return;
   }
   for (; n <= n_last; ++n) {
     add_pair(row, n, r.z, symmetric, result, [&](double z, Slots& image) {
-      fimlin(t, {r.x, r.y, z}, gamma, e, image, entrance.s_st);
+      fimlin(source, t, {r.x, r.y, z}, e, entrance.s_st, work.entrance, image);
     });
   }
 }

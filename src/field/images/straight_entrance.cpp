@@ -2,10 +2,7 @@
 
 #include <algorithm>
 
-#include "common/lanes.hpp"
-#include "common/table.hpp"
-#include "field/path/closest_point.hpp"
-#include "field/source/profile.hpp"
+#include "field/source_record.hpp"
 
 namespace tessaron {
 
@@ -15,25 +12,16 @@ constexpr double c = speed_of_light;
 constexpr double weights[5] = {0.077777777777777779, 0.35555555555555557, 0.13333333333333333,
                                0.35555555555555557, 0.077777777777777779};
 
-/// Nodes of the integral over the bunch: a charge element is y ahead of the observer along the line, and its
-/// densities are multiplied by the quadrature weight. The images run over a block of nodes in their inner
-/// loop.
-struct NodeBlock {
-  static constexpr int capacity = 512;  // a multiple of the lanes
-  int n = 0;
-  Table<double, capacity> y, lambda, lambda_t;
-
-  void add(double at, double weight, const Density& density) {
-    ++n;
-    y[n] = at;
-    lambda[n] = weight * density.lambda;
-    lambda_t[n] = weight * density.lambda_t / c;
-  }
-  /// Fills the last lanes up with nodes that count nothing.
-  void complete() {
-    while (n % lane_count != 0) add(y[n], 0, {});
-  }
-};
+void add_node(double y, double weight, const Density& density, NodeBlock& block) {
+  const int n = ++block.n;
+  block.y[n] = y;
+  block.lambda[n] = weight * density.lambda;
+  block.lambda_t[n] = weight * density.lambda_t / c;
+}
+/// Fills the last lanes up with nodes that count nothing.
+void complete(NodeBlock& block) {
+  while (block.n % lane_count != 0) add_node(block.y[block.n], 0, {}, block);
+}
 
 /// The line of the entrance, and where the observer stands from it.
 struct Line {
@@ -42,9 +30,9 @@ struct Line {
   double s_o;  // path coordinate of the observer's projection
 };
 
-Line line_at(double s_st, const Vec3& observer) {
-  const PathSample& at = pthval(s_st, 31);
-  Line line{s_st, at.point.t, at.point.gamma, at.beta, c * at.beta, vec3(at.point.r), vec3(at.point.e), 0};
+Line line_at(const PathRecord& path, double s_st, const Vec3& observer) {
+  const PathPoint at = pthval(path, s_st);
+  Line line{s_st, at.t, at.gamma, path.beta, c * path.beta, vec3(at.r), vec3(at.e), 0};
   line.s_o = s_st + dot(line.e, observer - line.r);
   return line;
 }
@@ -52,14 +40,17 @@ Line line_at(double s_st, const Vec3& observer) {
 /// Lays Boole panels over the bunch and hands the nodes out in blocks. `rho2` is the squared distance of the
 /// nearest charge from the observer's line; the panels are short where it passes.
 template <class TakeBlock>
-void integrate_over_bunch(double t, const Line& line, double rho2, TakeBlock&& take) {
-  static NodeBlock block;
+void integrate_over_bunch(const FieldSource& source, double t, const Line& line, double rho2,
+                          NodeBlock& block, TakeBlock&& take) {
+  const ProfileRecord& profile = source.profile;
   block.n = 0;
   const double tl = profile.t_length(), nearest2 = rho2 / (line.gamma * line.gamma);
   const double longest = 2 * line.v * profile.sigmat;
   const double turning = -std::sqrt(nearest2) / 1.7320508075688772;
   const double end = (t + tl) * line.v - line.s_o;
-  const auto density = [&](double y) { return lamget(line.s_st, line.t_p - ((y + line.s_o) / line.v - t)); };
+  const auto density = [&](double y) {
+    return lamget(profile, source.path, line.s_st, line.t_p - ((y + line.s_o) / line.v - t));
+  };
 
   double y0 = (t - tl) * line.v - line.s_o;
   Density at_start = density(y0);
@@ -70,18 +61,18 @@ void integrate_over_bunch(double t, const Line& line, double rho2, TakeBlock&& t
     // On the very line of the charge the panels would shrink for ever.
     if (!(length > 1e-12 * longest)) length = 1e-12 * longest;
     if (block.n + 5 > NodeBlock::capacity - lane_count) {
-      block.complete();
+      complete(block);
       take(block);
       block.n = 0;
     }
     for (int i = 0; i <= 4; ++i) {
       const double y = y0 + i * length / 4;
       if (i > 0) at_start = density(y);
-      block.add(y, weights[i] * length, at_start);
+      add_node(y, weights[i] * length, at_start, block);
     }
     y0 = y0 + 4 * length / 4;
   }
-  block.complete();
+  complete(block);
   take(block);
 }
 
@@ -139,12 +130,38 @@ ImageSums sum_block(const NodeBlock& block, const Line& line, double a) {
 
 }  // namespace
 
-void fimlin(double t, const Vec3& r, double /*gamma*/, const Vec3& e, Slots& value, double s_st) {
-  const Line line = line_at(s_st, r);
+Entrance find_entrance(const FieldSettings& set, const PathRecord& path) {
+  const double far = 2 * set.slow - set.shigh;
+  const PathPoint start = pthval(path, far);
+  const auto straight = [](const PathPoint& p) {
+    return p.e_prime[0] == 0 && p.e_prime[1] == 0 && p.e_prime[2] == 0;
+  };
+  if (!straight(start)) return {};
+  double low = far, high = set.shigh;
+  Vec3 r_low = vec3(start.r);
+  while (high - low > c * set.sigmat) {
+    const double middle = (low + high) / 2;
+    if (!(low < middle && middle < high)) break;
+    const PathPoint p = pthval(path, middle);
+    const bool in_line =
+        dot(vec3(p.r) - r_low, vec3(start.e)) + low - middle > -1.0000000000000001e-15 * (high - low);
+    if (straight(p) && in_line) {
+      low = middle;
+      r_low = vec3(p.r);
+    } else {
+      high = middle;
+    }
+  }
+  return {true, low, start.e[2]};
+}
+
+void fimlin(const FieldSource& source, double t, const Vec3& r, const Vec3& e, double s_st, NodeBlock& nodes,
+            Slots& value) {
+  const Line line = line_at(source.path, s_st, r);
   const Vec3 offset = r - line.r, rho = offset - line.e * dot(line.e, offset);
   const double rho2 = dot(rho, rho);
   Sums sums;
-  integrate_over_bunch(t, line, rho2, [&](const NodeBlock& block) {
+  integrate_over_bunch(source, t, line, rho2, nodes, [&](const NodeBlock& block) {
     const ImageSums part = sum_block(block, line, rho2);
     sums.phi += part.phi;
     sums.phi_t += part.phi_t;
@@ -153,21 +170,20 @@ void fimlin(double t, const Vec3& r, double /*gamma*/, const Vec3& e, Slots& val
   fill_slots(line, line.e, e, sums, value);
 }
 
-void fimsum(double t, const Vec3& r, double /*gamma*/, const Vec3& e, Slots& value, double s_st, int n0,
-            int n_last, double hc, double hmax) {
-  const Line line = line_at(s_st, r);
+void fimsum(const FieldSource& source, double t, const Vec3& r, const Vec3& e, double s_st, int n0,
+            int n_last, const ImageRow& row, NodeBlock& nodes, Slots& value) {
+  const Line line = line_at(source.path, s_st, r);
   const Vec3 plane_e{line.e.x, line.e.y, 0};
   const Vec3 offset{r.x - line.r.x, r.y - line.r.y, 0}, rho = offset - plane_e * dot(plane_e, offset);
   const double dz = r.z - line.r.z, rho2 = rho.x * rho.x + rho.y * rho.y;
   const bool symmetric = r.z == 0 && line.r.z == 0;
-  const ImageRow row{hc, hmax};
-  const double nearest = dz - (r.z >= line.r.z ? 1 : -1) * (n0 * hc);
+  const double nearest = dz - (r.z >= line.r.z ? 1 : -1) * (n0 * row.hc);
 
   Sums sums;
-  integrate_over_bunch(t, line, rho2 + nearest * nearest, [&](const NodeBlock& block) {
+  integrate_over_bunch(source, t, line, rho2 + nearest * nearest, nodes, [&](const NodeBlock& block) {
     for (int n = n0; n <= n_last; ++n) {
       const double factor = row.sign(n) * row.taper(n) * (symmetric ? 2 : 1);
-      for (const double height : {dz - n * hc, dz + n * hc}) {
+      for (const double height : {dz - n * row.hc, dz + n * row.hc}) {
         const ImageSums part = sum_block(block, line, height * height + rho2);
         sums.phi += factor * part.phi;
         sums.phi_t += factor * part.phi_t;

@@ -5,10 +5,6 @@
 
 #include "common/constants.hpp"
 #include "common/lanes.hpp"
-#include "field/integral/expansion.hpp"
-#include "field/path/path_query.hpp"
-#include "field/settings.hpp"
-#include "field/source/profile.hpp"
 #include "field/source/velocity_terms.hpp"
 
 namespace tessaron {
@@ -34,8 +30,9 @@ struct Fixed {
   double a0, a1, b1, b2_density, p0, p1, p2;
 };
 
-Fixed fix(const ExpansionRecord& x) {
-  const PathRecord& path = pthcom;
+Fixed fix(const FieldSource& source, const ExpansionRecord& x) {
+  const PathRecord& path = source.path;
+  const ProfileRecord& profile = source.profile;
   const VelocityTerms v = velocity_terms(path.gam, path.beta, x.gamma0, x.beta0);
   Fixed k;
   k.path = &path;
@@ -47,10 +44,10 @@ Fixed fix(const ExpansionRecord& x) {
   k.amplitude = profile.a / path.beta, k.offset = profile.b / path.beta, k.parabola = profile.d / path.beta;
   k.beta_s = path.beta, k.beta0 = x.beta0;
   k.beta0_beta_s = x.beta0 * path.beta, k.beta0_2 = x.beta0 * x.beta0;
-  k.curvature = force_flags.notalman ? 0 : k.beta0_beta_s;
-  k.curvature0 = force_flags.notalman ? 0 : k.beta0_2;
-  k.u0 = force_flags.nogamma2 ? 0 : x.u0;
-  k.b2 = force_flags.nogamma2 ? 0 : v.b2;
+  k.curvature = x.flags.notalman ? 0 : k.beta0_beta_s;
+  k.curvature0 = x.flags.notalman ? 0 : k.beta0_2;
+  k.u0 = x.flags.nogamma2 ? 0 : x.u0;
+  k.b2 = x.flags.nogamma2 ? 0 : v.b2;
   k.drag = v.b1 / c;
   k.s_c = x.s_c, k.d2 = x.d * x.d;
   k.ex = x.e.x, k.ey = x.e.y, k.e0x = x.e0.x, k.e0y = x.e0.y;
@@ -73,7 +70,7 @@ struct PathLanes {
 /// Nodes that do not lie on one stretch, or on one that turns far: point by point.
 [[gnu::noinline]] void path_one_by_one(const PathRecord& path, const double* s, double out[5][lane_count]) {
   for (int lane = 0; lane < lane_count; ++lane) {
-    const PlanePoint p = path_at(path, s[lane]);
+    const CurvePoint p = path_at(path, s[lane]);
     out[0][lane] = p.x, out[1][lane] = p.y, out[2][lane] = p.ex, out[3][lane] = p.ey, out[4][lane] = p.kappa;
   }
 }
@@ -219,7 +216,7 @@ TESSARON_CLONES void sum_run(const Fixed& k, const double* s, const double* w, i
 void add_part(const Fixed& k, const double* s, const double* w, int n, bool subtract, Slots& result) {
   if (n <= 0) return;
   // Copied, so that nodes of weight 0 can fill the last batch up.
-  alignas(32) static double s_full[NodeList::capacity + lane_count], w_full[NodeList::capacity + lane_count];
+  alignas(32) double s_full[NodeList::capacity + lane_count], w_full[NodeList::capacity + lane_count];
   std::copy_n(s, n, s_full);
   std::copy_n(w, n, w_full);
   for (; n % lane_count != 0; ++n) {
@@ -238,9 +235,8 @@ void add_part(const Fixed& k, const double* s, const double* w, int n, bool subt
 
 }  // namespace
 
-void add_nodes(const NodeList& list, Slots& result) {
-  const ExpansionRecord& x = expansion;
-  const Fixed k = fix(x);
+void add_nodes(const FieldSource& source, const ExpansionRecord& x, const NodeList& list, Slots& result) {
+  const Fixed k = fix(source, x);
   const double* s = list.s.run(1, list.n).data();
   const double* w = list.weight.run(1, list.n).data();
   // The nodes ascend: first those before the range of subtraction, then those in it.

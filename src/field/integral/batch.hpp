@@ -1,6 +1,6 @@
 #pragma once
 #include "common/table.hpp"
-#include "field/slots.hpp"
+#include "field/integral/expansion.hpp"
 
 namespace tessaron {
 
@@ -14,6 +14,7 @@ struct NodeList {
 
 /// Adds the weighted sum of the integrand (`zfint`) over the nodes to the result, four nodes at a time. What
 /// the source, the observer and the stretch of the path fix is worked out once.
-void add_nodes(const NodeList& list, Slots& result);
+void add_nodes(const FieldSource& source, const ExpansionRecord& expansion, const NodeList& list,
+               Slots& result);
 
 }  // namespace tessaron

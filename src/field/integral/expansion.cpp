@@ -4,25 +4,18 @@
 #include <cmath>
 
 #include "common/constants.hpp"
-#include "field/path/closest_point.hpp"
-#include "field/path/retarded_limits.hpp"
-#include "field/settings.hpp"
-#include "field/source/profile.hpp"
 
 namespace tessaron {
 
 namespace {
-
-ExpansionRecord record;
 
 constexpr double c = speed_of_light;
 constexpr double largest_near_radius =
     0.046415888336127795;        // cube root of 1e-4, in units of the bunch length
 constexpr double tiny = 1e-100;  // keeps a division by a distance finite
 
-void set_vectors(const Vec3& path_e_prime) {
-  ExpansionRecord& x = record;
-  const Vec3 p0 = x.r0 - vec3(closest.path.point.r);
+void set_vectors(const PathPoint& at, ExpansionRecord& x) {
+  const Vec3 path_e_prime = vec3(at.e_prime), p0 = x.r0 - vec3(at.r);
   x.across = p0 - x.e * dot(x.e, p0);
   x.kappa = path_e_prime - x.e * dot(x.e, path_e_prime);
   x.c0 = cross(x.e, x.across);
@@ -33,10 +26,9 @@ void set_vectors(const Vec3& path_e_prime) {
 }
 
 /// The interval around s_c that is replaced by a closed form.
-void set_near_interval(double relacc) {
-  ExpansionRecord& x = record;
-  const double radius =
-      1e6 * x.eps + closest.path.beta * c * x.sigmat * std::min(std::cbrt(relacc), largest_near_radius);
+void set_near_interval(const FieldSource& source, const LimitRecord& limits, ExpansionRecord& x) {
+  const double radius = 1e6 * x.eps + source.path.beta * c * x.sigmat *
+                                          std::min(std::cbrt(source.settings.relacc), largest_near_radius);
   x.near = false;
   x.n1 = x.n2 = x.s_c;
   if (!(radius > x.d)) return;
@@ -46,10 +38,9 @@ void set_near_interval(double relacc) {
   x.near = x.n1 < x.n2 && x.n1 <= limits.s2 && x.n2 >= limits.s1;
 }
 
-void set_retarded_densities() {
-  ExpansionRecord& x = record;
+void set_retarded_densities(const FieldSource& source, ExpansionRecord& x) {
   const double delta = x.d / c;
-  const DensityDerivatives l = lamder(x.s_c, x.t0 - delta);
+  const DensityDerivatives l = lamder(source.profile, source.path, x.s_c, x.t0 - delta);
   x.a0 = -(l.lambda + l.lambda_t * delta);
   x.a1 = -(l.lambda_s + l.lambda_st * delta);
   x.b1 = -l.lambda_s;
@@ -60,24 +51,23 @@ void set_retarded_densities() {
 }
 
 /// lambda + R lambda_t / c at one end of the near interval, y from the closest point.
-double true_density(double s, double y, double radius) {
-  const PathPoint& at = pthval(s, 31).point;
-  Vec3 p = record.r0 - vec3(at.r);
+double true_density(const FieldSource& source, const ExpansionRecord& x, double s, double y, double radius) {
+  const PathPoint at = pthval(source.path, s);
+  Vec3 p = x.r0 - vec3(at.r);
   const Vec3 across = cross(vec3(at.e), p);
   const double largest = std::min(std::max({across.x, across.y, across.z}), radius);
-  if (1e-6 * largest < record.eps) p = record.rp(y);
+  if (1e-6 * largest < x.eps) p = x.rp(y);
   const double r = norm(p);
-  const Density l = lamget(s, record.t0 - r / c);
+  const Density l = lamget(source.profile, source.path, s, x.t0 - r / c);
   return l.lambda + r * l.lambda_t / c;
 }
 
 /// Coefficient of y^2 in the subtracted density, so that it fits the true one at the ends of the near
 /// interval.
-void set_second_order() {
-  ExpansionRecord& x = record;
+void set_second_order(const FieldSource& source, ExpansionRecord& x) {
   const double w = (x.n2 - x.n1) / 2, radius = std::sqrt(w * w + x.d * x.d);
-  const double at_n1 = x.a0 - x.a1 * w + true_density(x.n1, -w, radius);
-  const double at_n2 = x.a0 + x.a1 * w + true_density(x.n2, w, radius);
+  const double at_n1 = x.a0 - x.a1 * w + true_density(source, x, x.n1, -w, radius);
+  const double at_n2 = x.a0 + x.a1 * w + true_density(source, x, x.n2, w, radius);
   x.a2 = (at_n2 + at_n1) / (2 * w * w);
 }
 
@@ -100,7 +90,8 @@ PoleSums sums_without_core(const ExpansionRecord& x) {
           x.p0 * l + x.p1 * (rho2 - rho1) + x.p2 * (y2 - y1)};
 }
 
-PoleSums pole_sums(const ExpansionRecord& x, bool extract) {
+PoleSums pole_sums(const ExpansionRecord& x) {
+  const bool extract = x.flags.extract;
   PoleSums sum;
   if (x.pole) sum = sums_without_core(x);
   // On the line itself the field of a line charge has no value; `tiny` gives a finite one.
@@ -131,22 +122,22 @@ PoleSums pole_sums(const ExpansionRecord& x, bool extract) {
   return sum;
 }
 
-void add_pole(const ExpansionRecord& x, const ForceFlags& flags, Slots& result) {
-  const PoleSums sum = pole_sums(x, flags.extract);
+void add_pole(const ExpansionRecord& x, Slots& result) {
+  const PoleSums sum = pole_sums(x);
   const double beta2 = x.beta0 * x.beta0;
   result.cb -= x.beta0 * (sum.q2 * x.c2 + sum.q1 * x.c1 + sum.q0 * x.c0);
   result.force -= beta2 * (sum.q1 * x.k1 + sum.q2 * x.k2);
-  if (!flags.nogamma2) {
+  if (!x.flags.nogamma2) {
     result.force -= x.u0 * (sum.q0 * x.across - sum.q1 * x.e - (0.5 * sum.q2) * x.kappa);
   }
-  if (!flags.notalman) result.force += beta2 * sum.p0 * x.kappa;
+  if (!x.flags.notalman) result.force += beta2 * sum.p0 * x.kappa;
   result.phi -= sum.p0;
   result.a -= x.e * (x.beta0 * sum.p0 / c);
   result.phi_t -= sum.p1;
   result.a_t -= x.e * (x.beta0 * sum.p1 / c);
 }
 
-void add_near_interval(const ExpansionRecord& x, const ForceFlags& flags, Slots& result) {
+void add_near_interval(const ExpansionRecord& x, Slots& result) {
   const double dn = x.n2 - x.s_c, d = x.d;
   double j1 = 0, j2 = 2.0 / 3, j3 = 0, j4 = dn * dn;
   if (!(1e20 * d <= dn)) {
@@ -160,42 +151,40 @@ void add_near_interval(const ExpansionRecord& x, const ForceFlags& flags, Slots&
   const double t0 = (j2 * x.a0 * y + j1 * x.a2) / (d + tiny);
   const double t1 = j3 * x.a1 * y;
   const double t2 = j3 * x.a0 * y + j4 * x.a2;
-  if (!flags.nogamma2) result.force += x.u0 * (t0 * x.across - t1 * x.e - (0.5 * t2) * x.kappa);
+  if (!x.flags.nogamma2) result.force += x.u0 * (t0 * x.across - t1 * x.e - (0.5 * t2) * x.kappa);
   result.cb += x.beta0 * (t2 * x.c2 + t1 * x.c1 + t0 * x.c0);
 }
 
 }  // namespace
 
-const ExpansionRecord& expansion = record;
-
-void ziini(double t0, const Vec3& r0, double gamma0, const Vec3& e0, double sigmat, double xnsigt,
-           double relacc) {
-  ExpansionRecord& x = record;
+void ziini(const FieldSource& source, const ForceFlags& flags, const ClosestRecord& closest,
+           const LimitRecord& limits, double gamma0, const Vec3& e0, ExpansionRecord& x) {
+  const FieldSettings& set = source.settings;
   x = {};
-  x.t0 = t0;
-  x.r0 = r0;
+  x.t0 = limits.t0;
+  x.r0 = limits.r0;
   x.gamma0 = gamma0;
   x.u0 = 1 / (gamma0 * gamma0);
   x.beta0 = std::sqrt(1 - x.u0);
   x.e0 = e0;
-  x.sigmat = sigmat;
-  x.t_length = xnsigt * sigmat;
+  x.sigmat = set.sigmat;
+  x.flags = flags;
   x.s_c = closest.s_c;
   x.d = closest.d;
-  x.e = vec3(closest.path.point.e);
+  x.e = vec3(closest.path.e);
   x.pole = limits.s1 < x.s_c && x.s_c < limits.s2;
-  x.eps = 1e-16 * std::max({norm(r0), norm(vec3(closest.path.point.r)), std::abs(x.s_c), x.d});
-  set_vectors(vec3(closest.path.point.e_prime));
-  set_near_interval(relacc);
+  x.eps = 1e-16 * std::max({norm(x.r0), norm(vec3(closest.path.r)), std::abs(x.s_c), x.d});
+  set_vectors(closest.path, x);
+  set_near_interval(source, limits, x);
   if (x.pole) {
-    set_retarded_densities();
-    const double range = std::max(0.1 * (x.s_c - limits.s1), x.beta0 * c * x.t_length);
+    set_retarded_densities(source, x);
+    const double range = std::max(0.1 * (x.s_c - limits.s1), x.beta0 * c * (set.xnsigt * set.sigmat));
     x.s_p = std::min(std::max(limits.s1, x.s_c - range), limits.s2);
     x.s_e = limits.s2;
-    if (x.near) set_second_order();
+    if (x.near) set_second_order(source, x);
   }
-  if (force_flags.extract) {
-    const DensityDerivatives l = lamder(x.s_c, t0);
+  if (flags.extract) {
+    const DensityDerivatives l = lamder(source.profile, source.path, x.s_c, x.t0);
     x.l0 = l.lambda;
     x.l_t = l.lambda_t;
     x.l_tt = l.lambda_tt;
@@ -205,9 +194,9 @@ void ziini(double t0, const Vec3& r0, double gamma0, const Vec3& e0, double sigm
   }
 }
 
-void fzpole(Slots& result) {
-  if (record.pole || force_flags.extract) add_pole(record, force_flags, result);
-  if (record.near) add_near_interval(record, force_flags, result);
+void fzpole(const ExpansionRecord& x, Slots& result) {
+  if (x.pole || x.flags.extract) add_pole(x, result);
+  if (x.near) add_near_interval(x, result);
 }
 
 }  // namespace tessaron

@@ -1,5 +1,8 @@
 #pragma once
+#include "field/path/closest_point.hpp"
+#include "field/path/retarded_limits.hpp"
 #include "field/slots.hpp"
+#include "field/source_record.hpp"
 #include "field/vec3.hpp"
 
 namespace tessaron {
@@ -14,7 +17,8 @@ struct ExpansionRecord {
   double gamma0 = 1, u0 = 1;  ///< u0 = 1 / gamma0^2
   double beta0 = 0;
   Vec3 e0;
-  double sigmat = 0, t_length = 0;  ///< rms and half length of the profile [s]
+  double sigmat = 0;  ///< rms of the profile [s]
+  ForceFlags flags;
 
   double eps = 0;     ///< below this, differences of coordinates are rounding noise [m]
   bool pole = false;  ///< the closest point lies inside s1..s2
@@ -39,14 +43,14 @@ struct ExpansionRecord {
   double lh(double y, double rho) const { return a0 + b1 * y + b2 * rho; }  ///< -lambda
   double mh(double y, double rho) const { return p0 + p1 * y + p2 * rho; }  ///< -lambda_t
 };
-extern const ExpansionRecord& expansion;
 
-/// Sets the expansion up for the limits of `f12ini` and the closest point of `fclini`, `fobset`.
-void ziini(double t0, const Vec3& r0, double gamma0, const Vec3& e0, double sigmat, double xnsigt,
-           double relacc);
+/// Sets the expansion up for an observer and a test particle of Lorentz factor gamma0 and direction e0, from
+/// the retarded limits and the closest point.
+void ziini(const FieldSource& source, const ForceFlags& flags, const ClosestRecord& closest,
+           const LimitRecord& limits, double gamma0, const Vec3& e0, ExpansionRecord& expansion);
 
 /// Adds the closed terms: the integral of what the integrand subtracts, without its singular core when
-/// `extract` is set, and the near interval that is not integrated.
-void fzpole(Slots& result);
+/// `flags.extract` is set, and the near interval that is not integrated.
+void fzpole(const ExpansionRecord& expansion, Slots& result);
 
 }  // namespace tessaron

@@ -3,10 +3,6 @@
 #include <cmath>
 
 #include "common/constants.hpp"
-#include "field/integral/expansion.hpp"
-#include "field/path/closest_point.hpp"
-#include "field/settings.hpp"
-#include "field/source/profile.hpp"
 #include "field/source/velocity_terms.hpp"
 
 namespace tessaron {
@@ -26,18 +22,18 @@ struct SourcePoint {
   double n;  // lambda + R lambda_t / c
 };
 
-SourcePoint source_point(const ExpansionRecord& x, double s) {
-  const PathSample& at = pthval(s, 31);
+SourcePoint source_point(const FieldSource& source, const ExpansionRecord& x, double s) {
+  const PathPoint at = pthval(source.path, s);
   SourcePoint p;
   p.y = s - x.s_c;
   p.rho = std::sqrt(p.y * p.y + x.d * x.d);
-  p.beta = at.beta;
-  p.e = vec3(at.point.e);
-  p.e_prime = vec3(at.point.e_prime);
-  p.r = 1e-6 * p.rho < x.eps ? x.rp(p.y) : x.r0 - vec3(at.point.r);
+  p.beta = source.path.beta;
+  p.e = vec3(at.e);
+  p.e_prime = vec3(at.e_prime);
+  p.r = 1e-6 * p.rho < x.eps ? x.rp(p.y) : x.r0 - vec3(at.r);
   p.cv = cross(p.e, p.r);
   p.distance = norm(p.r);
-  const Density l = lamget(s, x.t0 - p.distance / c);
+  const Density l = lamget(source.profile, source.path, s, x.t0 - p.distance / c);
   p.lambda = l.lambda;
   p.lambda_t = l.lambda_t;
   p.n = l.lambda + p.distance * l.lambda_t / c;
@@ -48,8 +44,8 @@ void plain_form(const ExpansionRecord& x, const SourcePoint& p, double b2, Slots
   const double r = p.distance, r3 = r * r * r;
   value.cb = (p.beta * p.n / r3) * p.cv;
   value.force = (x.beta0 * p.beta * p.n / r3) * cross(x.e0 - p.e, p.cv);
-  if (!force_flags.nogamma2) value.force += (b2 * p.n / r3) * p.r;
-  if (!force_flags.notalman) value.force -= (x.beta0 * p.beta * p.lambda / r) * p.e_prime;
+  if (!x.flags.nogamma2) value.force += (b2 * p.n / r3) * p.r;
+  if (!x.flags.notalman) value.force -= (x.beta0 * p.beta * p.lambda / r) * p.e_prime;
   value.phi = p.lambda / r;
   value.phi_t = p.lambda_t / r;
   value.a = p.e * (p.beta * p.lambda / (c * r));
@@ -64,10 +60,10 @@ void subtracted_form(const ExpansionRecord& x, const SourcePoint& p, double b2, 
   value.cb = (x.beta0 * nh * cp + p.beta * p.n * p.cv) / r3 - x.beta0 * nh * g3 * cp;
   value.force =
       (x.beta0 * p.beta * p.n * cross(x.e0 - p.e, p.cv) + beta2 * nh * kp) / r3 - beta2 * nh * g3 * kp;
-  if (!force_flags.nogamma2) {
+  if (!x.flags.nogamma2) {
     value.force += (x.u0 * nh * rp + b2 * p.n * p.r) / r3 - x.u0 * nh * g3 * rp;
   }
-  if (!force_flags.notalman) {
+  if (!x.flags.notalman) {
     value.force +=
         beta2 * lh * g1 * x.kappa - (beta2 * lh * x.kappa + x.beta0 * p.beta * p.lambda * p.e_prime) / r;
   }
@@ -77,19 +73,11 @@ void subtracted_form(const ExpansionRecord& x, const SourcePoint& p, double b2, 
   value.a_t = (p.e * (p.beta * p.lambda_t) + x.e * (x.beta0 * mh)) / (c * r) - x.e * (x.beta0 * mh * g1 / c);
 }
 
-struct Memory {
-  bool valid = false;
-  double s = 0;
-  Slots value;
-};
-Memory memory;
-
 }  // namespace
 
-void zfint(double s, Slots& value) {
-  const ExpansionRecord& x = expansion;
-  const SourcePoint p = source_point(x, s);
-  const VelocityTerms v = velocity_terms(pthcom.gam, p.beta, x.gamma0, x.beta0);
+void zfint(const FieldSource& source, const ExpansionRecord& x, double s, Slots& value) {
+  const SourcePoint p = source_point(source, x, s);
+  const VelocityTerms v = velocity_terms(source.path.gam, p.beta, x.gamma0, x.beta0);
   if (!x.pole || s < x.s_p || s > x.s_e) {
     plain_form(x, p, v.b2, value);
   } else {
@@ -97,15 +85,5 @@ void zfint(double s, Slots& value) {
   }
   value.force += (v.b1 * (p.lambda_t / c) / p.distance) * p.e;
 }
-
-const Slots& zfcach(double s) {
-  if (memory.valid && memory.s == s) return memory.value;
-  zfint(s, memory.value);
-  memory.s = s;
-  memory.valid = true;
-  return memory.value;
-}
-
-void zfcach_clear() { memory.valid = false; }
 
 }  // namespace tessaron

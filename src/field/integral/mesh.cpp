@@ -7,16 +7,10 @@
 #include "common/constants.hpp"
 #include "common/freeform.hpp"
 #include "common/sort2.hpp"
-#include "field/integral/expansion.hpp"
-#include "field/path/closest_point.hpp"
-#include "field/path/retarded_limits.hpp"
-#include "field/settings.hpp"
 
 namespace tessaron {
 
 namespace {
-
-MeshRecord record;
 
 constexpr double c = speed_of_light;
 constexpr double kink_width = 1.0000000000000002e-14;  // of a cut around a kink, relative to s
@@ -32,6 +26,8 @@ struct Trial {
 
 struct Observation {
   const PathRecord& path;
+  const FieldSettings& set;
+  double s_c;  // of the closest point
   Vec3 r0;
   double ct0;
   double inv_beta;
@@ -40,7 +36,7 @@ struct Observation {
 
   Trial at(double s) const {
     const PathStretch& stretch = path.stretch[path_stretch(path, s)];
-    const PlanePoint p = plane_point(stretch, s);
+    const CurvePoint p = plane_point(path, stretch, s);
     const double dx = r0.x - p.x, dy = r0.y - p.y;
     const double distance = std::sqrt(dx * dx + dy * dy + (r0.z * r0.z + 1e-300));
     return {s, &stretch, distance, ct0 - s * ct_per_s - distance,
@@ -50,7 +46,7 @@ struct Observation {
 
 /// The intervals that the mesh covers, by their ends.
 struct Intervals {
-  static constexpr int capacity = 100;
+  static constexpr int capacity = 4;
   int n = 0;
   Table<double, capacity> lo, hi;
   Table<bool, capacity> active;
@@ -93,8 +89,7 @@ struct Intervals {
 
 /// The range s1..s2 without the kinks at the ends of the subtraction and without the near interval. `scale`
 /// is the length below which nothing happens.
-void find_intervals(const ExpansionRecord& x, Intervals& list, double& scale) {
-  list.n = 0;
+void find_intervals(const LimitRecord& limits, const ExpansionRecord& x, Intervals& list, double& scale) {
   list.add(limits.s1, limits.s2);
   scale = x.d;
   if (x.pole) {
@@ -116,28 +111,27 @@ int cut_to_integer(double value) {
 }
 
 /// The longest step: what the rest of the table can take, and no shorter than a few walking steps.
-double step_cap(const Intervals& list, double scale) {
+double step_cap(const FieldSettings& set, const Intervals& list, double scale) {
   const double length = list.hi[list.n] - list.lo[1];
   const double doublings = std::log(length / std::max(scale, 1e-200) + 1) / 0.69314718055994529;
-  const double reserve =
-      2.0 * list.n + cut_to_integer(2 * field_settings.xnsigt) + 2.0 * cut_to_integer(doublings) + 23;
+  const double reserve = 2.0 * list.n + cut_to_integer(2 * set.xnsigt) + 2.0 * cut_to_integer(doublings) + 23;
   if (reserve >= maxpnt) {
     console_line("ipp.ge.maxpnt");
     console_line(FreeForm("ipp,maxpnt=", static_cast<std::int64_t>(reserve), maxpnt).items());
     fatal_stop();
   }
-  return std::max(4 * field_settings.sstpma, length / (maxpnt - reserve));
+  return std::max(4 * set.sstpma, length / (maxpnt - reserve));
 }
 
-void append(double s) {
-  if (record.ipnt == maxpnt) {
+void append(double s, MeshRecord& mesh) {
+  if (mesh.ipnt == maxpnt) {
     console_line("ipnt.gt.maxpnt");
-    console_line(FreeForm("ipnt,maxpnt=", record.ipnt + 1, maxpnt).items());
+    console_line(FreeForm("ipnt,maxpnt=", mesh.ipnt + 1, maxpnt).items());
     fatal_stop();
   }
-  ++record.ipnt;
-  record.point[record.ipnt] = s;
-  record.integrate[record.ipnt] = false;
+  ++mesh.ipnt;
+  mesh.point[mesh.ipnt] = s;
+  mesh.integrate[mesh.ipnt] = false;
 }
 
 /// A place where the path changes between curved and straight: `low` and `high` lie on its two sides.
@@ -162,7 +156,7 @@ Corner find_corner(const Observation& observation, const Trial& from, double nex
   if (path_curved(path, y) == curved) return {};
 
   const double resolution = std::max(
-      field_settings.rintmi, field_settings.relacc * std::min(from.distance, observation.at(y).distance));
+      observation.set.rintmi, observation.set.relacc * std::min(from.distance, observation.at(y).distance));
   double low = y, high = from.s;
   while (high - low > resolution) {
     const double middle = 0.5 * (low + high);
@@ -174,14 +168,13 @@ Corner find_corner(const Observation& observation, const Trial& from, double nex
 
 /// The next point of the walk, by the scales at s; `trial` comes out as the evaluation there.
 double next_point(const Observation& observation, const Trial& at, double lo, double cap, Trial& trial) {
-  const ExpansionRecord& x = expansion;
-  const double s = at.s;
+  const double s = at.s, s_c = observation.s_c;
   double next = lo;
-  if (s >= field_settings.slow && s - cap >= lo) next = std::max(next, s - cap);
-  if (s < x.s_c) {
+  if (s >= observation.set.slow && s - cap >= lo) next = std::max(next, s - cap);
+  if (s < s_c) {
     next = std::max(next, s - at.distance);
-  } else if (s > x.s_c) {
-    next = std::max(next, s - at.distance * at.distance / (2 * (s - x.s_c)));
+  } else if (s > s_c) {
+    next = std::max(next, s - at.distance * at.distance / (2 * (s - s_c)));
   }
   if (at.slope < 0) next = std::max(next, s + observation.sigma / at.slope);
   trial = observation.at(next);
@@ -196,8 +189,8 @@ double next_point(const Observation& observation, const Trial& at, double lo, do
 }
 
 /// Lays the points of one interval, from its upper end down.
-void walk(const Observation& observation, double lo, double hi, double cap) {
-  append(hi);
+void walk(const Observation& observation, double lo, double hi, double cap, MeshRecord& mesh) {
+  append(hi, mesh);
   double s = hi;
   Trial at = observation.at(s);
   while (s > lo) {
@@ -205,12 +198,12 @@ void walk(const Observation& observation, double lo, double hi, double cap) {
     double next = next_point(observation, at, lo, cap, trial);
     if (!(next < s)) next = lo;  // rounding leaves no smaller step
     Corner corner;
-    if (s > field_settings.slow) corner = find_corner(observation, at, next, field_settings.sstpma);
-    record.integrate[record.ipnt] = true;
-    append(corner.found ? corner.high : next);
+    if (s > observation.set.slow) corner = find_corner(observation, at, next, observation.set.sstpma);
+    mesh.integrate[mesh.ipnt] = true;
+    append(corner.found ? corner.high : next, mesh);
     s = next;
     if (corner.found) {
-      append(corner.low);  // the sliver across the corner is left out
+      append(corner.low, mesh);  // the sliver across the corner is left out
       s = corner.low;
     }
     at = s == trial.s ? trial : observation.at(s);
@@ -219,18 +212,19 @@ void walk(const Observation& observation, double lo, double hi, double cap) {
 
 }  // namespace
 
-const MeshRecord& mesh = record;
-
-void zipnts(double t0, const Vec3& r0) {
-  static Intervals list;
-  record.ipnt = 0;
+void zipnts(const FieldSource& source, const LimitRecord& limits, const ExpansionRecord& x,
+            MeshRecord& mesh) {
+  mesh.ipnt = 0;
   if (!(limits.s1 < limits.s2 && std::isfinite(limits.s2 - limits.s1))) return;
+  Intervals list;
   double scale;
-  find_intervals(expansion, list, scale);
+  find_intervals(limits, x, list, scale);
   if (list.n == 0) return;
-  const double cap = step_cap(list, scale);
-  const Observation observation{pthcom, r0, c * t0, 1 / pthcom.beta, c / pthcom.vel, c * expansion.sigmat};
-  for (int i = list.n; i >= 1; --i) walk(observation, list.lo[i], list.hi[i], cap);
+  const PathRecord& path = source.path;
+  const double cap = step_cap(source.settings, list, scale);
+  const Observation observation{path,     source.settings, x.s_c,        x.r0,
+                                c * x.t0, 1 / path.beta,   c / path.vel, c * x.sigmat};
+  for (int i = list.n; i >= 1; --i) walk(observation, list.lo[i], list.hi[i], cap, mesh);
 }
 
 }  // namespace tessaron

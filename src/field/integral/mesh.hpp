@@ -1,6 +1,6 @@
 #pragma once
 #include "common/table.hpp"
-#include "field/vec3.hpp"
+#include "field/integral/expansion.hpp"
 
 namespace tessaron {
 
@@ -12,11 +12,11 @@ struct MeshRecord {
   Table<double, maxpnt> point;    ///< [m]
   Table<bool, maxpnt> integrate;  ///< the stretch from point i to point i + 1 counts; else it is a gap
 };
-extern const MeshRecord& mesh;
 
-/// Lays the mesh for the present source, observer (t0, r0), limits and expansion. One pass: the steps follow
+/// Lays the mesh between the limits for the observer of an expansion. One pass: the steps follow
 /// from the distance, the bunch length and the corners of the path, and nothing is refined afterwards. Too
 /// many points stop the program.
-void zipnts(double t0, const Vec3& r0);
+void zipnts(const FieldSource& source, const LimitRecord& limits, const ExpansionRecord& expansion,
+            MeshRecord& mesh);
 
 }  // namespace tessaron

@@ -3,43 +3,59 @@
 #include <algorithm>
 #include <cmath>
 
-#include "field/integral/batch.hpp"
 #include "field/integral/integrand.hpp"
-#include "field/integral/mesh.hpp"
 
 namespace tessaron {
 
 namespace {
 
-Summation way = Summation::batched;
-int parts = 1;
-
 constexpr double weights[5] = {0.077777777777777779, 0.35555555555555557, 0.13333333333333333,
                                0.35555555555555557, 0.077777777777777779};  // 7, 32, 12, 32, 7 of 90
 
-/// Boole's rule from a to a + h.
-Slots boole(double a, double h) {
-  Slots sum;
-  for (int j = 0; j <= 4; ++j) sum += (weights[j] * h) * zfcach(a + j * h / 4);
-  return sum;
-}
+/// The integrand at the nodes of one stretch after the other; a node that ends one and starts the next is
+/// evaluated once.
+class NodeByNode {
+ public:
+  NodeByNode(const FieldSource& source, const ExpansionRecord& expansion)
+      : source_(source), expansion_(expansion) {}
 
-void sum_node_by_node(Slots& result) {
+  /// Boole's rule from a to a + h.
+  Slots boole(double a, double h) {
+    Slots sum;
+    for (int j = 0; j <= 4; ++j) sum += (weights[j] * h) * at(a + j * h / 4);
+    return sum;
+  }
+
+ private:
+  const Slots& at(double s) {
+    if (s != s_) zfint(source_, expansion_, s_ = s, value_);
+    return value_;
+  }
+  const FieldSource& source_;
+  const ExpansionRecord& expansion_;
+  double s_ = std::nan("");
+  Slots value_;
+};
+
+void sum_node_by_node(const FieldSource& source, const ExpansionRecord& expansion, const MeshRecord& mesh,
+                      Slots& result) {
+  const int parts = source.settings.refinement;
+  NodeByNode nodes(source, expansion);
   Slots total;
-  zfcach_clear();
   for (int i = mesh.ipnt; i >= 2; --i) {
     if (!mesh.integrate[i - 1]) continue;
     const double a = mesh.point[i], b = mesh.point[i - 1];
     if (!(a < b)) continue;
     const double h = (b - a) / parts;
-    for (int part = 0; part < parts; ++part) total += boole(a + part * h, h);
+    for (int part = 0; part < parts; ++part) total += nodes.boole(a + part * h, h);
   }
   result += total;
 }
 
 /// Lists the nodes and weights of all stretches and sums them in batches.
-void sum_in_batches(Slots& result) {
-  static NodeList list;
+void sum_in_batches(const FieldSource& source, const ExpansionRecord& expansion, const MeshRecord& mesh,
+                    NodeList& list, Slots& result) {
+  const int parts = source.settings.refinement;
   Slots total;
   list.n = 0;
   double end = -HUGE_VAL;  // of the stretch before
@@ -50,7 +66,7 @@ void sum_in_batches(Slots& result) {
     const double h = (b - a) / parts;
     for (int part = 0; part < parts; ++part) {
       if (list.n + 5 > NodeList::capacity) {
-        add_nodes(list, total);
+        add_nodes(source, expansion, list, total);
         list.n = 0;
       }
       const double start = a + part * h;
@@ -69,17 +85,19 @@ void sum_in_batches(Slots& result) {
     }
     end = b;
   }
-  add_nodes(list, total);
+  add_nodes(source, expansion, list, total);
   result += total;
 }
 
 }  // namespace
 
-void use_summation(Summation chosen, int refinement) {
-  way = chosen;
-  parts = std::max(1, refinement);
+void wint1(const FieldSource& source, const ExpansionRecord& expansion, const MeshRecord& mesh,
+           NodeList& list, Slots& result) {
+  if (source.settings.summation == Summation::batched) {
+    sum_in_batches(source, expansion, mesh, list, result);
+  } else {
+    sum_node_by_node(source, expansion, mesh, result);
+  }
 }
-
-void wint1(Slots& result) { way == Summation::batched ? sum_in_batches(result) : sum_node_by_node(result); }
 
 }  // namespace tessaron

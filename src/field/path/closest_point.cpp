@@ -9,27 +9,14 @@ namespace {
 
 constexpr double at_the_source = 1e-9;  // closer than this to the source nothing is nearer [m]
 
-PathQuery query = PathQuery::stretches;
-
-struct Cache {
-  bool valid = false;
-  int level = 0;
-  double s = 0;
-  PathSample sample;
-};
-Cache cache;
-
-ClosestRecord record;
-double previous_answer = 0;
-
 /// Distance of the observer from the path, and its derivative.
 struct Distance {
   double s, value, slope;
 };
 
-Distance distance_at(double s) {
-  const PlanePoint p = plane_point(s);
-  const double dx = p.x - record.r0.x, dy = p.y - record.r0.y, dz = -record.r0.z;
+Distance distance_at(const PathRecord& path, const Vec3& r0, double s) {
+  const CurvePoint p = plane_point(path, s);
+  const double dx = p.x - r0.x, dy = p.y - r0.y, dz = -r0.z;
   const double value = std::sqrt(dx * dx + dy * dy + dz * dz);
   return {s, value, (p.ex * dx + p.ey * dy) / (value + 1e-100)};
 }
@@ -37,8 +24,9 @@ Distance distance_at(double s) {
 /// Minimum of the distance between a and b, from x on: Brent's minimisation with first derivatives. The
 /// tolerance of s is tau times the distance; the search ends as well when the bracket gets no shorter, and
 /// after 200 passes. Source: Press et al., Numerical Recipes, 2nd ed., sec. 10.3.
-double dbrent(double a, double start, double b, double tau) {
+double dbrent(const PathRecord& path, const Vec3& r0, double a, double start, double b, double tau) {
   constexpr int itmax = 200;
+  const auto distance_at = [&](double s) { return tessaron::distance_at(path, r0, s); };
   Distance x = distance_at(start), w = x, v = x;
   double d = 0, e = 0;
   for (int pass = 1; pass <= itmax; ++pass) {
@@ -92,21 +80,21 @@ double dbrent(double a, double start, double b, double tau) {
 /// distance d has no other minimum. From the closest point on, the part of the way along e(s) grows by the
 /// cosine of the largest turn on the path at least, and what d takes back by the bend of e(s) grows by d
 /// kappa at most: so the cosine must be the larger one.
-bool newton(double low, double start, double high, double& s) {
+bool newton(const PathRecord& path, const Vec3& r0, double low, double start, double high, double& s) {
   constexpr int most_steps = 8;
-  if (query != PathQuery::stretches || !(pthcom.forward > 0)) return false;
+  if (path.query != PathQuery::stretches || !(path.forward > 0)) return false;
   s = start;
   for (int n = 1; n <= most_steps; ++n) {
-    const PlanePoint p = path_at(pthcom, s);
-    const double dx = p.x - record.r0.x, dy = p.y - record.r0.y;
+    const CurvePoint p = path_at(path, s);
+    const double dx = p.x - r0.x, dy = p.y - r0.y;
     const double growth = 1 + p.kappa * (p.ex * dy - p.ey * dx);
     const double step = (p.ex * dx + p.ey * dy) / growth;
     s -= step;
     if (!(s > low && s < high && growth > 0)) return false;
-    const double distance = std::sqrt(dx * dx + dy * dy + record.r0.z * record.r0.z);
+    const double distance = std::sqrt(dx * dx + dy * dy + r0.z * r0.z);
     // The next step would be smaller than this one squared, over the radius: rounding.
     if (std::abs(step) <= 1e-8 * distance || std::abs(step) <= 1e-16 * std::abs(s)) {
-      return distance * pthcom.largest_kappa < pthcom.forward;
+      return distance * path.largest_kappa < path.forward;
     }
   }
   return false;
@@ -114,62 +102,30 @@ bool newton(double low, double start, double high, double& s) {
 
 }  // namespace
 
-const ClosestRecord& closest = record;
-const PathQuery& path_query = query;
-
-const PathSample& pthval(double s, int level) {
-  if (cache.valid && level <= cache.level && s == cache.s) return cache.sample;
-  cache.level = level <= 3 ? 3 : level <= 7 ? 7 : level <= 15 ? 15 : 31;
-  if (query == PathQuery::stretches) {
-    pathfn(s, cache.level, cache.sample.point);
-  } else {
-    pathfn_by_coefficients(s, cache.sample.point);
-  }
-  const double gamma = cache.sample.point.gamma;
-  cache.sample.beta = std::sqrt(1 - 1 / (gamma * gamma));
-  cache.s = s;
-  cache.valid = true;
-  return cache.sample;
-}
-
-void pcclr() { cache.valid = false; }
-
-void use_path_query(PathQuery chosen) {
-  query = chosen;
-  pcclr();
-}
-
-PlanePoint plane_point_by_coefficients(double s) {
-  PathPoint p;
-  pathfn_by_coefficients(s, p);
-  return {p.r[0], p.r[1], p.e[0], p.e[1], p.e[0] * p.e_prime[1] - p.e[1] * p.e_prime[0]};
-}
-
-void fclini(const Vec3& r0, double s_low, double s_high, double tau) {
-  record.r0 = r0;
-  record.tau = tau;
-  const bool warm = s_low < previous_answer && previous_answer < s_high;
-  const double start = warm ? previous_answer : 0.5 * (s_low + s_high);
+void fclini(const PathRecord& path, const Vec3& r0, double s_low, double s_high, double tau,
+            ClosestRecord& closest) {
+  const bool warm = s_low < closest.start && closest.start < s_high;
+  const double start = warm ? closest.start : 0.5 * (s_low + s_high);
   double s;
-  if (!newton(s_low, start, s_high, s)) {
-    s = dbrent(s_low, start, s_high, tau);
+  if (!newton(path, r0, s_low, start, s_high, s)) {
+    s = dbrent(path, r0, s_low, start, s_high, tau);
     // On a path that turns far the start may lead to another pass than that of the source, which is at 0.
-    const bool source_is_nearer = distance_at(s).value > 1.001 * distance_at(0).value + at_the_source;
-    if (source_is_nearer && s_low < 0 && 0 < s_high) s = dbrent(s_low, 0, s_high, tau);
+    const double here = distance_at(path, r0, s).value, source = distance_at(path, r0, 0).value;
+    const bool source_is_nearer = here > 1.001 * source + at_the_source;
+    if (source_is_nearer && s_low < 0 && 0 < s_high) s = dbrent(path, r0, s_low, 0, s_high, tau);
   }
-  const PlanePoint p = plane_point(s);
+  const CurvePoint p = plane_point(path, s);
   const double dx = p.x - r0.x, dy = p.y - r0.y;
   // One correction; the factor 2 damps it where the path bends towards the observer.
   s -= (p.ex * dx + p.ey * dy) / (1 + 2 * p.kappa * (p.ex * dy - p.ey * dx));
-  record.s_c = s;
-  record.path = pthval(s, 31);
-  record.d = norm(vec3(record.path.point.r) - r0);
-  previous_answer = s;
+  closest.s_c = closest.start = s;
+  closest.path = pthval(path, s);
+  fobset(r0, closest);
 }
 
-void fobset(const Vec3& r) {
-  record.r0 = r;
-  record.d = norm(r - vec3(record.path.point.r));
+void fobset(const Vec3& r, ClosestRecord& closest) {
+  closest.r0 = r;
+  closest.d = norm(r - vec3(closest.path.r));
 }
 
 }  // namespace tessaron

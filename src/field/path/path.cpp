@@ -6,12 +6,11 @@
 #include "field/ffield.hpp"
 #include "field/path/path_build.hpp"
 #include "field/path/path_query.hpp"
+#include "field/source_record.hpp"
 
 namespace tessaron {
 
 namespace {
-
-PathRecord path;
 
 constexpr double on_boundary = 1e-09;      // the reference particle stands on a boundary [m]
 constexpr double flat_turn = 2.45e-08;     // 1 - cos of this is below the rounding of 1 [rad]
@@ -31,7 +30,7 @@ struct Nodes {
   PathVector at_reference;  // place of node `knode` in the path frame
 };
 
-void set_frame(const Particle& particle, double ct) {
+void set_frame(const Particle& particle, double ct, PathRecord& path) {
   path.org_x = particle.x;
   path.org_y = particle.y;
   path.org_phi = particle.phi;
@@ -44,7 +43,7 @@ void set_frame(const Particle& particle, double ct) {
   path.t_org = ct / speed_of_light;
 }
 
-PathVector to_frame(double x, double y) {
+PathVector to_frame(const PathRecord& path, double x, double y) {
   const double dx = x - path.org_x, dy = y - path.org_y;
   return {path.rot[0][0] * dx + path.rot[0][1] * dy, path.rot[1][0] * dx + path.rot[1][1] * dy};
 }
@@ -59,7 +58,7 @@ double smallest_spacing(const BoundaryPoints& rows, int nlat, double beta) {
 
 /// Makes nodes of the boundaries and puts the reference particle among them, unless it stands on one.
 void collect_nodes(const Particle& particle, const BoundaryPoints& rows, int nlat, double ct, double beta,
-                   Nodes& nodes) {
+                   Nodes& nodes, PathRecord& path) {
   int nearest = 1;
   for (int i = 2; i <= nlat; ++i) {
     if (std::abs(rows[i].ct - ct) < std::abs(rows[nearest].ct - ct)) nearest = i;
@@ -76,12 +75,12 @@ void collect_nodes(const Particle& particle, const BoundaryPoints& rows, int nla
   for (int i = 1; i <= path.nnode; ++i) {
     if (!on_a_boundary && i == path.knode) {
       nodes.row[i] = {0, ct};
-      nodes.at_reference = to_frame(particle.x, particle.y);
+      nodes.at_reference = to_frame(path, particle.x, particle.y);
       continue;
     }
     const BoundaryPoint& row = rows[!on_a_boundary && i > path.knode ? i - 1 : i];
     nodes.row[i] = {row.phi - path.org_phi, row.ct};
-    if (i == path.knode) nodes.at_reference = to_frame(row.x, row.y);
+    if (i == path.knode) nodes.at_reference = to_frame(path, row.x, row.y);
   }
   for (int i = 1; i <= path.nnode; ++i) {
     path.snode[i] = beta * nodes.row[i].ct - beta * ct;
@@ -90,7 +89,7 @@ void collect_nodes(const Particle& particle, const BoundaryPoints& rows, int nla
 }
 
 /// Curvature of segment i, and the stretch by which it is evaluated; its base is a node without position yet.
-void set_segment(int i, const Nodes& nodes) {
+void set_segment(int i, const Nodes& nodes, PathRecord& path) {
   const double length = path.snode[i + 1] - path.snode[i];
   const double turn = nodes.row[i + 1].phi - nodes.row[i].phi;
   const double curvature = length > 0 ? turn / length : 0;
@@ -110,28 +109,28 @@ void set_segment(int i, const Nodes& nodes) {
   stretch.end = path.snode[i + 1];
 }
 
-void set_extension(PathStretch& stretch, int node, double end) {
+void set_extension(const PathRecord& path, PathStretch& stretch, int node, double end) {
   stretch = {path.snode[node], path.r[node].x, path.r[node].y, path.e[node].x, path.e[node].y, 0, 0, end, 0};
 }
 
 /// Puts the nodes on the interpolated curve that runs through the reference particle.
-void place_nodes(const PathVector& at_reference) {
+void place_nodes(const PathVector& at_reference, PathRecord& path) {
   path.r[path.knode] = at_reference;
-  const auto far_end = [](int segment, int base, int node) {
+  const auto far_end = [&](int segment, int base, int node) {
     PathStretch& stretch = path.stretch[segment];
     stretch.x = path.r[base].x;
     stretch.y = path.r[base].y;
-    const PlanePoint p = path_point(stretch, path.snode[node]);
+    const CurvePoint p = path_point(stretch, path.snode[node]);
     path.r[node] = {p.x, p.y};
   };
   for (int i = path.knode + 1; i <= path.nnode; ++i) far_end(i - 1, i - 1, i);
   for (int i = path.knode - 1; i >= 1; --i) far_end(i, i + 1, i);
-  set_extension(path.stretch[0], 1, path.snode[1]);
-  set_extension(path.stretch[path.nnode], path.nnode, HUGE_VAL);
+  set_extension(path, path.stretch[0], 1, path.snode[1]);
+  set_extension(path, path.stretch[path.nnode], path.nnode, HUGE_VAL);
 }
 
 /// What the searches along the path want to know about the whole of it.
-void survey(const Nodes& nodes) {
+void survey(const Nodes& nodes, PathRecord& path) {
   double lowest = nodes.row[1].phi, highest = lowest;
   path.largest_kappa = 0;
   path.stretch[0].same_from = -HUGE_VAL;
@@ -145,7 +144,7 @@ void survey(const Nodes& nodes) {
   path.forward = std::cos(std::min(highest - lowest, pi));
 }
 
-void fill_buckets() {
+void fill_buckets(PathRecord& path) {
   path.bucket.fill(1);
   path.bucket[100] = path.nnode;
   path.bucket_scale = 0;
@@ -162,28 +161,28 @@ void fill_buckets() {
 
 }  // namespace
 
-const PathRecord& pthcom = path;
-
-void build_path(const Particle& particle, const BoundaryPoints& rows, std::int32_t nlat, double ct) {
-  static Nodes nodes;
-  set_frame(particle, ct);
+void build_path(const Particle& particle, const BoundaryPoints& rows, std::int32_t nlat, double ct,
+                FieldSource& source) {
+  PathRecord& path = source.path;
+  Nodes nodes;
+  set_frame(particle, ct, path);
   const double beta = particle.p / path.gam;
-  collect_nodes(particle, rows, nlat, ct, beta, nodes);
-  for (int i = 1; i < path.nnode; ++i) set_segment(i, nodes);
-  place_nodes(nodes.at_reference);
-  survey(nodes);
-  fill_buckets();
+  collect_nodes(particle, rows, nlat, ct, beta, nodes, path);
+  for (int i = 1; i < path.nnode; ++i) set_segment(i, nodes, path);
+  place_nodes(nodes.at_reference, path);
+  survey(nodes, path);
+  fill_buckets(path);
 
-  finit("Slow", std::min(path.snode[1], path.snode[path.knode]) - 1);
-  finit("Shigh", path.snode[path.knode] + 1);
-  finit("sstpma", smallest_spacing(rows, nlat, beta));
+  finit(source, "Slow", std::min(path.snode[1], path.snode[path.knode]) - 1);
+  finit(source, "Shigh", path.snode[path.knode] + 1);
+  finit(source, "sstpma", smallest_spacing(rows, nlat, beta));
   const double extent = path.snode[path.nnode] - path.snode[1];
-  finit("Rintma", extent < smallest_extent ? default_reach : extent / 2);
+  finit(source, "Rintma", extent < smallest_extent ? default_reach : extent / 2);
 }
 
-void pthfrm(double x, double y, double z, double phi, double theta, double ct, double r[3], double n[3],
-            double& t) {
-  const PathVector place = to_frame(x, y);
+void pthfrm(const PathRecord& path, double x, double y, double z, double phi, double theta, double ct,
+            double r[3], double n[3], double& t) {
+  const PathVector place = to_frame(path, x, y);
   r[0] = place.x, r[1] = place.y, r[2] = z;
   const double direction = phi - path.org_phi;
   const double flat = theta == 0 ? 1 : std::cos(theta);
@@ -193,14 +192,14 @@ void pthfrm(double x, double y, double z, double phi, double theta, double ct, d
   t = ct / speed_of_light - path.t_org;
 }
 
-void pthlab(double v[3]) {
+void pthlab(const PathRecord& path, double v[3]) {
   const double x = v[0], y = v[1];
   v[0] = path.rot[0][0] * x + path.rot[1][0] * y;
   v[1] = path.rot[0][1] * x + path.rot[1][1] * y;
 }
 
-void patharcs(PathArcs& rows, int& count) {
-  const auto ct_of = [](int node) { return path.snode[node] / path.vel * speed_of_light; };
+void patharcs(const PathRecord& path, PathArcs& rows, int& count) {
+  const auto ct_of = [&](int node) { return path.snode[node] / path.vel * speed_of_light; };
   int next = 1;
   if (path.snode[1] < 0) {
     rows[1] = {(path.snode[1] - entrance_length) / path.vel * speed_of_light,

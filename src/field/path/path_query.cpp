@@ -39,19 +39,17 @@ void pthcoef(double s, const PathSegment& seg, bool straight, bool flat, PathCoe
   out.c8 = k * inv_sin * std::cos(k * da);
 }
 
-void pathfn(double s, int /*level*/, PathPoint& point) {
-  const PathRecord& path = pthcom;
+void pathfn(const PathRecord& path, double s, PathPoint& point) {
   const int m = path_stretch(path, s);
   const PathStretch& stretch = path.stretch[m];
   // An extension reaches to infinity; a segment must hold the point.
   if (m > 0 && m < path.nnode ? !(path.snode[m] <= s && s <= path.snode[m + 1]) : std::isnan(s))
     lost_on_path();
-  const PlanePoint p = path_point(stretch, s);
+  const CurvePoint p = path_point(stretch, s);
   point = {s / path.vel, path.gam, {p.x, p.y, 0}, {p.ex, p.ey, 0}, {-p.kappa * p.ey, p.kappa * p.ex, 0}};
 }
 
-void pathfn_by_coefficients(double s, PathPoint& point) {
-  const PathRecord& path = pthcom;
+void pathfn_by_coefficients(const PathRecord& path, double s, PathPoint& point) {
   const int m = path_stretch(path, s), i = m + 1;
   const auto fill = [&](const PathVector& r, const PathVector& e, const PathVector& e_prime) {
     point = {s / path.vel, path.gam, {r.x, r.y, 0}, {e.x, e.y, 0}, {e_prime.x, e_prime.y, 0}};
@@ -75,6 +73,18 @@ void pathfn_by_coefficients(double s, PathPoint& point) {
   const PathVector& base = path.r[behind ? i : m];
   const PathVector chord = behind ? sum(c.c3, c.c4) : sum(c.c1, c.c2);
   fill({base.x + chord.x, base.y + chord.y}, sum(c.c5, c.c6), sum(c.c7, c.c8));
+}
+
+CurvePoint plane_point_by_coefficients(const PathRecord& path, double s) {
+  PathPoint p;
+  pathfn_by_coefficients(path, s, p);
+  return {p.r[0], p.r[1], p.e[0], p.e[1], p.e[0] * p.e_prime[1] - p.e[1] * p.e_prime[0]};
+}
+
+PathPoint pthval(const PathRecord& path, double s) {
+  PathPoint point;
+  path.query == PathQuery::stretches ? pathfn(path, s, point) : pathfn_by_coefficients(path, s, point);
+  return point;
 }
 
 }  // namespace tessaron

@@ -34,7 +34,11 @@ struct PathStretch {
   double same_from = 0;     ///< down to here the path stays straight, or curved [m]
 };
 
-/// The reference path of the present source. Owner: `setpth`.
+/// By which formulas a path is read: those of the curve's stretches, or the interval coefficients (the slow
+/// way, for comparison).
+enum class PathQuery { stretches, coefficients };
+
+/// The reference path of a source. Owner: `setpth`.
 struct PathRecord {
   double org_x = 0, org_y = 0, org_phi = 0;  ///< origin and direction of the path frame in the orbit plane
   double rot[2][2] = {{1, 0}, {0, 1}};       ///< rotation from the plane to the path frame
@@ -55,8 +59,8 @@ struct PathRecord {
   Table<PathStretch, maxnode + 1, 0> stretch;  ///< segment i; 0 and nnode are the straight extensions
   double forward = -1;                         ///< smallest cosine between two directions on the path
   double largest_kappa = 0;                    ///< sharpest bend [1/m]
+  PathQuery query = PathQuery::stretches;
 };
-extern const PathRecord& pthcom;
 
 /// The eight interval coefficients of a point s on a segment, the tangent turning at a constant rate:
 ///     r(s) = r(a) + c1 e(a) + c2 e(b) = r(b) + c3 e(a) + c4 e(b)
@@ -69,10 +73,10 @@ void pthcoef(double s, const PathSegment& seg, bool straight, bool flat, PathCoe
 
 /// The path query written with the interval coefficients. `pathfn` gives the same curve for less, and also
 /// where a segment turns by pi.
-void pathfn_by_coefficients(double s, PathPoint& point);
+void pathfn_by_coefficients(const PathRecord& path, double s, PathPoint& point);
 
 /// A point of the path in its plane.
-struct PlanePoint {
+struct CurvePoint {
   double x, y;    ///< [m]
   double ex, ey;  ///< unit tangent
   double kappa;   ///< signed curvature: de/ds = kappa (-ey, ex)
@@ -94,7 +98,7 @@ inline int path_stretch(const PathRecord& path, double s) {
 
 /// The curve at s on a stretch: a chord that turns by half the angle of the arc.
 ///     r = r0 + (2 / kappa) sin(h) (cos(h) e0 + sin(h) n0),   h = kappa (s - s0) / 2
-inline PlanePoint path_point(const PathStretch& p, double s) {
+inline CurvePoint path_point(const PathStretch& p, double s) {
   const double u = s - p.s;
   if (p.kappa == 0) return {p.x + u * p.ex, p.y + u * p.ey, p.ex, p.ey, 0};
   const double h = 0.5 * (p.kappa * u);
@@ -112,9 +116,21 @@ inline PlanePoint path_point(const PathStretch& p, double s) {
           c * p.ey + n * p.ex, p.kappa};
 }
 
-inline PlanePoint path_at(const PathRecord& path, double s) {
+inline CurvePoint path_at(const PathRecord& path, double s) {
   return path_point(path.stretch[path_stretch(path, s)], s);
 }
+
+CurvePoint plane_point_by_coefficients(const PathRecord& path, double s);
+
+/// The path in its plane, by the chosen formulas; `stretch` is the one that holds s.
+inline CurvePoint plane_point(const PathRecord& path, const PathStretch& stretch, double s) {
+  return path.query == PathQuery::stretches ? path_point(stretch, s) : plane_point_by_coefficients(path, s);
+}
+inline CurvePoint plane_point(const PathRecord& path, double s) {
+  return plane_point(path, path.stretch[path_stretch(path, s)], s);
+}
+/// All of it at s, by the chosen formulas.
+PathPoint pthval(const PathRecord& path, double s);
 
 /// Whether the path is curved at s.
 inline bool path_curved(const PathRecord& path, double s) {

@@ -4,12 +4,13 @@
 
 namespace tessaron {
 
-void setpth(const Particle& particle, std::int32_t section, std::int32_t nlat, double ct) {
-  static BoundaryPoints rows;
+void setpth(const Particle& particle, std::int32_t section, std::int32_t nlat, double ct,
+            FieldSource& source) {
+  BoundaryPoints rows;
   Particle planar = particle;
   planar.z = planar.theta = 0;
   if (nlat > 0) fbpts(planar, section, ct, rows);
-  build_path(planar, rows, nlat, ct);
+  build_path(planar, rows, nlat, ct, source);
 }
 
 }  // namespace tessaron

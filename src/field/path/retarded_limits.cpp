@@ -5,13 +5,10 @@
 
 #include "common/console.hpp"
 #include "common/constants.hpp"
-#include "field/path/closest_point.hpp"
 
 namespace tessaron {
 
 namespace {
-
-LimitRecord record;
 
 /// By how much the event (t_seen, r0) is later than the arrival there of what the path's particle sends at s.
 struct Delay {
@@ -20,15 +17,16 @@ struct Delay {
 };
 
 struct DelayFunction {
+  const PathRecord& path;
   Vec3 r0;
   double t_seen;
   double inv_beta;
 
   Delay operator()(double s) const {
-    const PlanePoint p = plane_point(s);
+    const CurvePoint p = plane_point(path, s);
     const double dx = p.x - r0.x, dy = p.y - r0.y, dz = -r0.z;
     const double distance = std::sqrt(dx * dx + dy * dy + dz * dz);
-    return {t_seen - s / pthcom.vel - distance / speed_of_light,
+    return {t_seen - s / path.vel - distance / speed_of_light,
             (-inv_beta - (p.ex * dx + p.ey * dy) / (distance + 1e-100)) / speed_of_light};
   }
 };
@@ -65,13 +63,13 @@ double safe_root(const DelayFunction& f, double lo, double hi, double f_lo, doub
 
 /// The root on the straight extension of the path at a, in closed form: the s at which
 /// beta sqrt((S_o - s)^2 + rho^2) = S - s.
-double straight_root(double a, const Vec3& r0, double t_seen) {
-  const PathSample& at = pthval(a, 31);
-  const Vec3 p = r0 - vec3(at.point.r), e = vec3(at.point.e);
+double straight_root(const PathRecord& path, double a, const Vec3& r0, double t_seen) {
+  const PathPoint at = pthval(path, a);
+  const Vec3 p = r0 - vec3(at.r), e = vec3(at.e);
   const double along = dot(e, p);
   const Vec3 across = p - e * along;
-  const double beta2 = at.beta * at.beta, gamma2 = at.point.gamma * at.point.gamma;
-  const double s_o = a + along, s = a + (t_seen - at.point.t) * speed_of_light * at.beta;
+  const double beta2 = path.beta * path.beta, gamma2 = path.gam * path.gam;
+  const double s_o = a + along, s = a + (t_seen - at.t) * speed_of_light * path.beta;
   const double b = (s_o * beta2 - s) * gamma2;
   const double root = b * b - gamma2 * (s * s - (s_o * s_o + dot(across, across)) * beta2);
   return -b - std::sqrt(std::max(root, 0.0));  // the root's argument is a sum of squares but for rounding
@@ -85,20 +83,19 @@ double limit(const DelayFunction& f, double a, double lo, double hi, double acc,
   if (f_hi == 0) return hi;
   if ((f_lo < 0) != (f_hi < 0)) return safe_root(f, lo, hi, f_lo, acc, warning);
   if (std::abs(f_hi) <= std::abs(f_lo)) return hi;
-  return straight_root(a, f.r0, f.t_seen);
+  return straight_root(f.path, a, f.r0, f.t_seen);
 }
 
 }  // namespace
 
-const LimitRecord& limits = record;
-
-void f12ini(double t0, const Vec3& r0, double s_a, double s_b, double dt, double acc) {
-  record = {r0, t0, dt, s_b, s_b};
-  const double inv_beta = 1 / pthcom.beta;
-  record.s1 =
-      limit({r0, t0 - dt, inv_beta}, s_a, s_a, s_b, acc, "warning fld_s1_s2/f12ini: s1 accuracy not reached");
-  if (record.s1 == s_b) return;
-  record.s2 = limit({r0, t0 + dt, inv_beta}, s_a, std::max(s_a, record.s1), s_b, acc,
+void f12ini(const PathRecord& path, double t0, const Vec3& r0, double s_a, double s_b, double dt, double acc,
+            LimitRecord& limits) {
+  limits = {r0, t0, dt, s_b, s_b};
+  const double inv_beta = 1 / path.beta;
+  limits.s1 = limit({path, r0, t0 - dt, inv_beta}, s_a, s_a, s_b, acc,
+                    "warning fld_s1_s2/f12ini: s1 accuracy not reached");
+  if (limits.s1 == s_b) return;
+  limits.s2 = limit({path, r0, t0 + dt, inv_beta}, s_a, std::max(s_a, limits.s1), s_b, acc,
                     "warning fld_s1_s2/f12ini: s2 accuracy not reached");
 }
 

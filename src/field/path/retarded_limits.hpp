@@ -1,4 +1,5 @@
 #pragma once
+#include "field/path/path_query.hpp"
 #include "field/vec3.hpp"
 
 namespace tessaron {
@@ -11,10 +12,10 @@ struct LimitRecord {
   double dt = 0;          ///< half width in time [s]
   double s1 = 0, s2 = 0;  ///< the stretch [m]
 };
-extern const LimitRecord& limits;
 
 /// Finds s1 and s2 between s_a and s_b, or on the straight extension of the path before s_a, to the accuracy
 /// acc [m].
-void f12ini(double t0, const Vec3& r0, double s_a, double s_b, double dt, double acc);
+void f12ini(const PathRecord& path, double t0, const Vec3& r0, double s_a, double s_b, double dt, double acc,
+            LimitRecord& limits);
 
 }  // namespace tessaron

@@ -10,13 +10,6 @@ namespace tessaron {
 
 namespace {
 
-/// The grid along the long axis, and the trapezoid width of each of its points.
-struct AxisGrid {
-  static constexpr int capacity = 4096;  // 50 coarse steps and, at a ratio of 10 of the axes, 1000 fine ones
-  int n = 0;
-  Table<double, capacity + lane_count> w, width;
-};
-
 /// Steps of 0.2 sigmax over +-5 sigmax, and of 0.2 of the smaller size within 10 sigmin of the observer's
 /// projection on the axis.
 void lay_grid(double projection, double sigmax, double sigmin, AxisGrid& grid) {
@@ -113,8 +106,8 @@ TESSARON_CLONES void sum_over_axis(const double* w, const double* width, int n, 
 
 }  // namespace
 
-PoleAverages ellipse_averages(const Vec3& across, const Vec3& axis, double sigmax, double sigmin) {
-  static AxisGrid grid;
+PoleAverages ellipse_averages(const Vec3& across, const Vec3& axis, double sigmax, double sigmin,
+                              AxisGrid& grid) {
   const double along = dot(across, axis);
   const Vec3 beside = across - along * axis;
   lay_grid(along, sigmax, sigmin, grid);

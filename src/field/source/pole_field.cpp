@@ -50,7 +50,7 @@ Vec3 long_axis(const Vec3& e, bool vertical) {
   return {-e.y / length, e.x / length, 0};
 }
 
-PoleAverages averages(const ExpansionRecord& x, const SubBunchShape& shape) {
+PoleAverages averages(const SubBunchShape& shape, const ExpansionRecord& x, AxisGrid& grid) {
   switch (shape.method) {
     case Method::line:
       return line_averages(x.across);
@@ -60,7 +60,8 @@ PoleAverages averages(const ExpansionRecord& x, const SubBunchShape& shape) {
       return round_averages(x.across, shape.sigmaz);
     case Method::ellipse:
       if (shape.sigmax <= 0.1 * shape.sigmin) return round_averages(x.across, shape.sigmaz);
-      return ellipse_averages(x.across, long_axis(x.e, shape.long_axis_vertical), shape.sigmax, shape.sigmin);
+      return ellipse_averages(x.across, long_axis(x.e, shape.long_axis_vertical), shape.sigmax, shape.sigmin,
+                              grid);
   }
   fatal_stop("error in fld_conv/fzSP: unknown method");
 }
@@ -120,18 +121,17 @@ PoleAverages stick_averages(const Vec3& across, const Vec3& e, const Vec3& direc
   return {i.ib * beside + i.ix * along, 0.5 * (b * i.j0 * beside + i.j1 * along), 0.5 * i.j0};
 }
 
-void fzSP(Slots& result) {
-  const ExpansionRecord& x = expansion;
-  const PoleAverages m = averages(x, subbunch_shape);
+void fzSP(const SubBunchShape& shape, const ExpansionRecord& x, AxisGrid& grid, Slots& result) {
+  const PoleAverages m = averages(shape, x, grid);
   const double beta0 = x.beta0, beta2 = beta0 * beta0;
   result.cb = (2 * beta0) * (x.l0 * cross(x.e, m.g) - x.l_s * cross(x.kappa, m.h) +
                              (0.5 * x.l0 * m.p) * cross(x.kappa, x.e));
   const Vec3 v = x.l_s * x.e + x.l0 * x.kappa;
   result.force = (2 * beta2) * cross(x.kappa, cross(v, m.h));
-  if (!force_flags.nogamma2) {
+  if (!x.flags.nogamma2) {
     result.force += (2 * x.u0) * (x.l0 * m.g + m.p * (x.l_s * x.e + (0.5 * x.l0) * x.kappa));
   }
-  if (!force_flags.notalman) result.force += (2 * beta2 * x.l0 * m.p) * x.kappa;
+  if (!x.flags.notalman) result.force += (2 * beta2 * x.l0 * m.p) * x.kappa;
   result.phi = -2 * x.l0 * m.p;
   result.a = x.e * (-(2 * beta0 / c) * x.l0 * m.p);
   result.phi_t = -2 * x.l_t * m.p;

@@ -1,4 +1,8 @@
 #pragma once
+#include "common/lanes.hpp"
+#include "common/table.hpp"
+#include "field/integral/expansion.hpp"
+#include "field/settings.hpp"
 #include "field/slots.hpp"
 
 namespace tessaron {
@@ -17,12 +21,20 @@ PoleAverages line_averages(const Vec3& across);
 PoleAverages stick_averages(const Vec3& across, const Vec3& e, const Vec3& direction, double sigma);
 /// A round Gaussian of rms sigma.
 PoleAverages round_averages(const Vec3& across, double sigma);
-/// A round Gaussian of rms sigmin, spread along `axis` with rms sigmax.
-PoleAverages ellipse_averages(const Vec3& across, const Vec3& axis, double sigmax, double sigmin);
 
-/// The field of the transverse model's near part, by the present expansion and shape: what takes the place
-/// of the core that `fzpole` leaves out when `extract` is set. Fills all slots.
-void fzSP(Slots& result);
+/// Points along the long axis of an ellipse, and the trapezoid width of each of them.
+struct AxisGrid {
+  static constexpr int capacity = 4096;  // 50 coarse steps and, at a ratio of 10 of the axes, 1000 fine ones
+  int n = 0;
+  Table<double, capacity + lane_count> w, width;
+};
+/// A round Gaussian of rms sigmin, spread along `axis` with rms sigmax. Works on the grid.
+PoleAverages ellipse_averages(const Vec3& across, const Vec3& axis, double sigmax, double sigmin,
+                              AxisGrid& grid);
+
+/// The field of the transverse model's near part, by the expansion around the closest point: what takes the
+/// place of the core that `fzpole` leaves out when `extract` is set. Fills all slots; works on the grid.
+void fzSP(const SubBunchShape& shape, const ExpansionRecord& expansion, AxisGrid& grid, Slots& result);
 
 /// The four integrals of the stick over w(x), the Gaussian as 100 straight pieces, with X = a + x.
 struct StickIntegrals {

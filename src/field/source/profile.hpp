@@ -1,6 +1,8 @@
 #pragma once
 #include <cmath>
 
+#include "field/path/path_query.hpp"
+
 namespace tessaron {
 
 /// The longitudinal charge profile of the source, a Gaussian in time that a parabola takes to zero, with its
@@ -20,24 +22,23 @@ struct ProfileRecord {
   double t_length() const { return xnsigt * sigmat; }  ///< half length [s]
   bool outside(double tau) const { return xnsigt > 0 && std::abs(tau) >= xnsigt * sigmat; }
 };
-extern const ProfileRecord& profile;
 
 /// Sets the profile up for a charge q [C]. sigmat = 0 stops the program. Arguments that did not change cost
 /// nothing.
-void lamini(double q, double sigmat, double xnsigt);
+void lamini(double q, double sigmat, double xnsigt, ProfileRecord& profile);
 
-/// Line density and its derivative with respect to t at fixed s.
+/// Line density on a path and its derivative with respect to t at fixed s.
 struct Density {
   double lambda = 0;    ///< [C/m]
   double lambda_t = 0;  ///< [C/(m s)]
 };
-Density lamget(double s, double t);
+Density lamget(const ProfileRecord& profile, const PathRecord& path, double s, double t);
 
 /// Line density and the derivatives that the expansion at the closest point needs.
 struct DensityDerivatives {
   double lambda = 0, lambda_t = 0, lambda_tt = 0, lambda_ttt = 0;
   double lambda_s = 0, lambda_st = 0, lambda_stt = 0;
 };
-DensityDerivatives lamder(double s, double t);
+DensityDerivatives lamder(const ProfileRecord& profile, const PathRecord& path, double s, double t);
 
 }  // namespace tessaron

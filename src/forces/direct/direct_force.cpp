@@ -3,7 +3,8 @@
 
 #include "common/console.hpp"
 #include "field/ffield.hpp"
-#include "field/path/path.hpp"
+#include "field/observer_work.hpp"
+#include "field/source_record.hpp"
 #include "forces/field_settings.hpp"
 #include "forces/models.hpp"
 #include "group/process_group.hpp"
@@ -15,19 +16,18 @@ namespace tessaron {
 
 namespace {
 
-/// Adds the field of the source on the present path to this process's share of the targets, in the plane of
-/// the lattice [V/m]. Heights and vertical angles of the targets do not enter.
-void add_source(double q, const ParticleTable& particles, double ct, const ProcessIdentity& id,
-                ForceTable& forces) {
+/// Adds the field of a source times q to this process's share of the targets, in the plane of the lattice
+/// [V/m]. Heights and vertical angles of the targets do not enter.
+void add_source(const FieldSource& source, double q, const ParticleTable& particles, double ct,
+                const ProcessIdentity& id, ObserverWork& observer, ForceTable& forces) {
   std::int32_t target = 0;
   for (std::int32_t i = 1; i <= ptlcom.npart; ++i) {
     if (!ptlcom.test[i] || !own_item(++target, id)) continue;
     const Particle& at = particles[i];
     double r[3], n[3], t;
-    pthfrm(at.x, at.y, 0, at.phi, 0, ct, r, n, t);
-    FieldResult result;
-    ffield(t, r, gamma_of(at), n, result);
-    pthlab(result.force);
+    pthfrm(source.path, at.x, at.y, 0, at.phi, 0, ct, r, n, t);
+    FieldResult result = ffield(source, observer, t, r, gamma_of(at), n);
+    pthlab(source.path, result.force);
     forces[i].along += q * result.force[0];
     forces[i].across += q * result.force[1];
   }
@@ -86,15 +86,18 @@ Status diagnostics(const ParticleTable& particles, const ForceTable& forces) {
 
 }  // namespace
 
-Status force2(const ParticleTable& particles, const SectionTable& sections, double ct, ForceTable& forces) {
+Status force2(const ParticleTable& particles, const SectionTable& sections, double ct, ObserverWork& observer,
+              ForceTable& forces) {
   const ProcessIdentity id = pgflags();
-  pass_field_settings(particles[1]);
+  FieldSource source;
+  pass_field_settings(particles[1], source);
   for (std::int32_t i = 1; i <= ptlcom.npart; ++i) forces[i] = Force{};
 
   for (std::int32_t isrc = 1; isrc <= ptlcom.npart; ++isrc) {
     if (ptlcom.source[isrc]) {
-      setpth(particles[isrc], sections[isrc], latcom.nlat, ct);
-      add_source(particles[isrc].q, particles, ct, id, forces);
+      setpth(particles[isrc], sections[isrc], latcom.nlat, ct, source);
+      finit(source, "check", 0);
+      add_source(source, particles[isrc].q, particles, ct, id, observer, forces);
     }
     if (id.master) progress(isrc);
   }

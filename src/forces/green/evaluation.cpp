@@ -7,7 +7,8 @@
 #include "common/console.hpp"
 #include "common/sort2.hpp"
 #include "field/ffield.hpp"
-#include "field/path/path.hpp"
+#include "field/observer_work.hpp"
+#include "field/source_record.hpp"
 #include "forces/force_settings.hpp"
 #include "forces/green/mesh/rows.hpp"
 #include "forces/green/sources.hpp"
@@ -29,19 +30,22 @@ struct GreenStore {
 std::int32_t capacity = maxgre;
 MeshObserver mesh_observer = nullptr;
 
-// Time, direction and Lorentz factor of the test particle for which rows are computed, in the path's frame.
-double cen_t, cen_n[3], cen_gamma;
+/// The sub-bunch on the path of the mean, and time, direction and Lorentz factor of the test particle for
+/// which rows are computed, in the path's frame.
+struct Asked {
+  const FieldSource* source;
+  ObserverWork* observer;
+  double t, n[3], gamma;
+} asked;
 
-/// The field of the sub-bunch on the present path.
 void greenf(double a, double b, GreenRow& field) {
   const double r[3] = {a, b, 0};
-  FieldResult result;
-  ffield(cen_t, r, cen_gamma, cen_n, result);
+  const FieldResult result = ffield(*asked.source, *asked.observer, asked.t, r, asked.gamma, asked.n);
   field = {result.force[0], result.force[1], result.cb[2]};
 }
 
 std::int32_t nsource;
-Table<TurnedSource, maxprt> source;
+Table<TurnedSource, maxprt> sources;
 Polygon meshpoly, relpoly;
 PathArcs arcs;
 
@@ -54,7 +58,7 @@ void collect_sources(const ParticleTable& particles) {
   for (std::int32_t i = 1; i <= ptlcom.npart; ++i) {
     if (!ptlcom.source[i]) continue;
     const Particle& p = particles[i];
-    source[++nsource] = {p.x - particles[1].x, p.y - particles[1].y, std::cos(p.phi), std::sin(p.phi)};
+    sources[++nsource] = {p.x - particles[1].x, p.y - particles[1].y, std::cos(p.phi), std::sin(p.phi)};
   }
 }
 
@@ -78,21 +82,22 @@ void collect_tiles(const ParticleTable& particles, const ReferenceMotion& refere
 }
 
 /// The path of the mean and the particle for which its field is asked.
-void take_path(double ct) {
+void take_path(double ct, FieldSource& source, ObserverWork& observer) {
   const Particle& mean = store.mean.particle;
-  setpth(mean, store.mean.section, latcom.nlat, ct);
+  setpth(mean, store.mean.section, latcom.nlat, ct, source);
+  finit(source, "check", 0);
+  asked = {&source, &observer, 0, {}, store.ref_gamma};
   double r[3];
-  pthfrm(mean.x, mean.y, 0, mean.phi, 0, ct, r, cen_n, cen_t);
-  cen_gamma = store.ref_gamma;
+  pthfrm(source.path, mean.x, mean.y, 0, mean.phi, 0, ct, r, asked.n, asked.t);
 }
 
 /// Polygons and the first block of a new mesh; true if there are further blocks.
-bool new_mesh(const ObservationPoints& points) {
+bool new_mesh(const FieldSource& source, const ObservationPoints& points) {
   const ForceSettings& s = force_settings;
   bounda(suppts{points.relative.run(1, points.ne)}, 0.01 * std::min(s.sigma_long, s.sigma_rad), meshpoly);
-  bounda(suprel{source.run(1, nsource), meshpoly}, 0, relpoly);
+  bounda(suprel{sources.run(1, nsource), meshpoly}, 0, relpoly);
   int narcs = 0;
-  patharcs(arcs, narcs);
+  patharcs(source.path, arcs, narcs);
   if (mesh_observer != nullptr) mesh_observer(relpoly, arcs, narcs);
   return gmesh0({relpoly, arcs, narcs, s.sigma_long, s.sigma_rad, s.shield != 0, greenf, capacity});
 }
@@ -157,8 +162,8 @@ void grnrst() {
 
 bool green_kept() { return store.green_ok; }
 
-void green_sums(const ParticleTable& particles, const SectionTable& sections, double ct,
-                ObservationPoints& points, ReferenceMotion& reference) {
+void green_sums(const ParticleTable& particles, const SectionTable& sections, double ct, FieldSource& source,
+                ObserverWork& observer, ObservationPoints& points, ReferenceMotion& reference) {
   const ProcessIdentity id = pgflags();
   const bool whole = green_mesh.gfirst == 1 && !green_mesh.more();
   const bool reuse = store.green_ok && ct == store.green_ct && whole && force_settings.use_old_mesh;
@@ -174,12 +179,12 @@ void green_sums(const ParticleTable& particles, const SectionTable& sections, do
   }
   reference.phi = store.ref_phi;
   reference.gamma = store.ref_gamma;
-  take_path(ct);
+  take_path(ct, source, observer);
   collect_tiles(particles, reference);
 
   bool first = true, more = false;
   do {
-    if (!reuse) more = first ? new_mesh(points) : gmesh0_next();
+    if (!reuse) more = first ? new_mesh(source, points) : gmesh0_next();
     if (id.group_size > 1 && !reuse) {
       green_rows_of_block(points, particles);
     }

@@ -5,12 +5,15 @@
 
 namespace tessaron {
 
+struct ObserverWork;
+
 /// Field sums of the points [1/m] with one field for all sources: that of a sub-bunch on the path of the mean
 /// particle, tabulated and taken to each source by a shift and a turn. The table stays for further
 /// evaluations at the same time.
+/// \param source     has its settings, and is given the path of the mean
 /// \param reference  out: the motion for which the sums hold; `beta` is given
-void green_sums(const ParticleTable& particles, const SectionTable& sections, double ct,
-                ObservationPoints& points, ReferenceMotion& reference);
+void green_sums(const ParticleTable& particles, const SectionTable& sections, double ct, FieldSource& source,
+                ObserverWork& observer, ObservationPoints& points, ReferenceMotion& reference);
 
 /// The mean of the source particles: place and momentum weighted by charge (by its size where the charges
 /// cancel to rounding), the direction without weights, in the plane, with the charge 1. Its section is the smallest one of the sources, moved up to the first

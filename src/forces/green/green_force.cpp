@@ -1,6 +1,7 @@
 #include "common/console.hpp"
 #include "field/ffield.hpp"
-#include "field/path/path.hpp"
+#include "field/observer_work.hpp"
+#include "field/source_record.hpp"
 #include "forces/field_settings.hpp"
 #include "forces/green/boxes.hpp"
 #include "forces/green/evaluation.hpp"
@@ -17,15 +18,15 @@ namespace {
 
 constinit ObservationPoints points{};  // all zero: it takes no room in the program file
 
-/// Adds the field of one source on the present path to this process's points, in lab axes [V/m].
-void add_source(double q, double ct, const ReferenceMotion& reference, const ProcessIdentity& id) {
+/// Adds the field of a source times q to this process's points, in lab axes [V/m].
+void add_source(const FieldSource& source, double q, double ct, const ReferenceMotion& reference,
+                const ProcessIdentity& id, ObserverWork& observer) {
   for (std::int32_t e = 1; e <= points.ne; ++e) {
     if (!own_item(e, id)) continue;
     double r[3], n[3], t;
-    pthfrm(points.lab[e].x, points.lab[e].y, 0, reference.phi, 0, ct, r, n, t);
-    FieldResult result;
-    ffield(t, r, reference.gamma, n, result);
-    pthlab(result.force);
+    pthfrm(source.path, points.lab[e].x, points.lab[e].y, 0, reference.phi, 0, ct, r, n, t);
+    FieldResult result = ffield(source, observer, t, r, reference.gamma, n);
+    pthlab(source.path, result.force);
     points.sum[e].f1 += q * result.force[0];
     points.sum[e].f2 += q * result.force[1];
     points.sum[e].bz += q * result.cb[2];
@@ -34,12 +35,13 @@ void add_source(double q, double ct, const ReferenceMotion& reference, const Pro
 
 /// Field sums of the points with a path for each source.
 void source_sums(const ParticleTable& particles, const SectionTable& sections, double ct,
-                 const ReferenceMotion& reference) {
+                 const ReferenceMotion& reference, FieldSource& source, ObserverWork& observer) {
   const ProcessIdentity id = pgflags();
   for (std::int32_t isrc = 1; isrc <= ptlcom.npart; ++isrc) {
     if (!ptlcom.source[isrc]) continue;
-    setpth(particles[isrc], sections[isrc], latcom.nlat, ct);
-    add_source(particles[isrc].q, ct, reference, id);
+    setpth(particles[isrc], sections[isrc], latcom.nlat, ct, source);
+    finit(source, "check", 0);
+    add_source(source, particles[isrc].q, ct, reference, id, observer);
     if (id.master && ptlcom.npart > 999 && isrc % 100 == 0) {
       console_line(FreeForm("isrc=", isrc, " npart=", ptlcom.npart).items());
     }
@@ -55,8 +57,9 @@ void source_sums(const ParticleTable& particles, const SectionTable& sections, d
 }  // namespace
 
 Status force3(ForceType type, const ParticleTable& particles, const SectionTable& sections, double ct,
-              ForceTable& forces) {
-  pass_field_settings(particles[1]);
+              ObserverWork& observer, ForceTable& forces) {
+  FieldSource source;
+  pass_field_settings(particles[1], source);
   ReferenceMotion reference{particles[1].phi, beta_of(particles[1]), gamma_of(particles[1])};
   const bool to_mesh = type == ForceType::csr_p_to_m || type == ForceType::csr_g_to_m;
   const bool use_green = type == ForceType::csr_g_to_p || type == ForceType::csr_g_to_m;
@@ -64,9 +67,9 @@ Status force3(ForceType type, const ParticleTable& particles, const SectionTable
   frcbox(particles, force_settings.sigma_long, force_settings.sigma_rad, to_mesh, points);
   for (std::int32_t e = 1; e <= points.ne; ++e) points.sum[e] = {};
   if (use_green) {
-    green_sums(particles, sections, ct, points, reference);
+    green_sums(particles, sections, ct, source, observer, points, reference);
   } else {
-    source_sums(particles, sections, ct, reference);
+    source_sums(particles, sections, ct, reference, source, observer);
   }
   pgsum(&points.sum[1].f1, 3, points.ne);
   if (pgflags().master) frcint(particles, reference, points, forces);
