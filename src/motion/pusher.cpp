@@ -4,6 +4,7 @@
 #include <cmath>
 #include <limits>
 
+#include "lattice/arc.hpp"
 #include "lattice/magnet_field.hpp"
 #include "motion/pusher_fast.hpp"
 
@@ -52,28 +53,37 @@ double straight_distance(const Boundary& b, const Coordinates& y, const Directio
   return away ? nan : d;
 }
 
-/// Distance to a boundary on a circle of radius rho_p, along the direction of motion; not a number if the
-/// circle misses it. Two points of the circle lie on the boundary's line; the nearer one ahead counts.
-double arc_distance(const Boundary& b, const Coordinates& y, const Direction& u, double rho_p, bool forward) {
-  const double k = 1 / (b.nx * b.nx + b.ny * b.ny);
+/// The circle on which a particle goes through a bending section.
+struct Circle {
+  bool bends;    ///< false: there is none, the section is straight
+  double rho_p;  ///< signed radius [m]
+  double turn;   ///< of the design orbit in the section [rad]
+};
+
+/// Distance to a boundary on a circle, along the direction of motion; not a number if the circle misses it.
+/// Of the two points of the circle on the boundary's line the one counts that is crossed in the orbit's
+/// sense. It lies ahead of a particle on the near side of the line. One on the far side has passed it, or
+/// has come from behind the line into an arc of half a turn and more: what is nearer to the section holds.
+double arc_distance(const Boundary& b, const Coordinates& y, const Direction& u, const Circle& circle,
+                    bool forward) {
+  const Sight s = sight(b, y.x, y.y);
+  const double rho_p = circle.rho_p;
+  const double k = 1 / (s.nx * s.nx + s.ny * s.ny);
   const double C =
-      k * ((y.y - b.y) * b.ny + (y.x - b.x) * b.nx) / rho_p + k * (u.sphi * b.nx - u.cphi * b.ny);
+      k * ((y.y - b.y) * s.ny + (y.x - b.x) * s.nx) / rho_p + k * (u.sphi * s.nx - u.cphi * s.ny);
   if (!(std::abs(C) <= 1)) return std::numeric_limits<double>::quiet_NaN();
   const double D = std::sqrt(1 - C * C);
   const double m = 1 / (u.sphi * u.sphi + u.cphi * u.cphi);
+  const double A = C * s.nx + D * s.ny, B = D * s.nx - C * s.ny;  // sine and cosine of phi at the crossing
+  const double L = -rho_p * std::atan2((A * u.cphi - B * u.sphi) * m, (A * u.sphi + B * u.cphi) * m);
+
   // A particle on the boundary itself, to rounding, has reached it: it does not go round once more.
   constexpr double eps = 16 * std::numeric_limits<double>::epsilon();
   const double rounding = eps * (std::abs(rho_p) + std::abs(b.x) + std::abs(b.y));
-
-  auto way = [&](double A, double B) {
-    const double L = -rho_p * std::atan2((A * u.cphi - B * u.sphi) * m, (A * u.sphi + B * u.cphi) * m);
-    if (forward && L < -rounding) return L + two_pi * std::abs(rho_p);
-    if (!forward && L > rounding) return L - two_pi * std::abs(rho_p);
-    return L;
-  };
-  const double first = way(C * b.nx + D * b.ny, D * b.nx - C * b.ny);
-  const double second = way(C * b.nx - D * b.ny, -D * b.nx - C * b.ny);
-  return forward ? std::min(first, second) : std::max(first, second);
+  const double sense = forward ? 1 : -1, whole = sense * two_pi * std::abs(rho_p);
+  if (sense * L >= -rounding) return L;
+  const bool behind = sense * s.distance <= 0 && angle_on_arc(sense * L / std::abs(rho_p), circle.turn) < 0;
+  return behind ? L : L + whole;
 }
 
 /// Number of Runge-Kutta steps on a length L in the plane: 0.02 rad of bend, 0.04 m of drift, or 0.02 of
@@ -170,8 +180,8 @@ struct Prediction {
   bool lost;      ///< there is no limit, and the boundary is never met
 };
 
-Prediction predict(const Boundary* target, const Coordinates& y, const Direction& u, double bh, double rho_p,
-                   bool bends, double t, double t_end) {
+Prediction predict(const Boundary* target, const Coordinates& y, const Direction& u, double bh,
+                   const Circle& circle, double t, double t_end) {
   const bool forward = t < t_end;
   if (target == nullptr) return {t_end, false, false, false};
   // Nothing is faster than c t: a boundary farther off than the time left is not met.
@@ -180,7 +190,7 @@ Prediction predict(const Boundary* target, const Coordinates& y, const Direction
   if ((forward ? off : -off) > std::abs(t_end - t) + margin) return {t_end, false, false, false};
 
   const double d =
-      bends ? arc_distance(*target, y, u, rho_p, forward) : straight_distance(*target, y, u, forward);
+      circle.bends ? arc_distance(*target, y, u, circle, forward) : straight_distance(*target, y, u, forward);
   const double tc = t + d / bh;
   const bool arrives = std::isfinite(tc) && (forward ? tc < t_end : tc > t_end);
   if (arrives) return {tc, true, true, false};
@@ -189,15 +199,19 @@ Prediction predict(const Boundary* target, const Coordinates& y, const Direction
 
 /// The way left, in time, from the end of the steps to the boundary or the limit, along the straight line of
 /// the present motion. True if it ends on the boundary.
-bool time_left(const Boundary& target, const Prediction& end, const Coordinates& y, const Coordinates& rate,
-               double t_end, bool forward, double& e) {
+bool time_left(const Boundary& target, const Prediction& end, const Coordinates& y, const Direction& u,
+               const Circle& circle, const Coordinates& rate, double t_end, bool forward, double& e) {
   const Sight s = sight(target, y.x, y.y);
   const double approach = rate.x * s.nx + rate.y * s.ny;
   e = s.distance / approach;
   const bool met = forward ? e <= 0 || end.tc + e < t_end : e >= 0 || end.tc + e > t_end;
-  // Cut short by the limit, a particle has passed the boundary only if it moves along the orbit.
-  const auto along_orbit = [&] { return approach > along_boundary * std::hypot(rate.x, rate.y, rate.z); };
-  if (std::isfinite(e) && met && (end.arrives || along_orbit())) return true;
+  // Cut short by the limit, a particle has passed the boundary only if it moves along the orbit, and does not
+  // come round an arc to the boundary yet.
+  const auto passed = [&] {
+    if (!(approach > along_boundary * std::hypot(rate.x, rate.y, rate.z))) return false;
+    return !circle.bends || !((forward ? 1 : -1) * arc_distance(target, y, u, circle, forward) > 0);
+  };
+  if (std::isfinite(e) && met && (end.arrives || passed())) return true;
   e = t_end - end.tc;
   if (std::abs(e) > no_limit) e = 0;
   return false;
@@ -222,7 +236,8 @@ void segment_step(Particle& state, std::int32_t& section, bool& crossing, double
   const Speed v = speed(y.p);
   const double bh = v.beta * u.ctheta;
   const double rho_p = bends ? std::sqrt(y.p * y.p + 1) * bh / field.K : 0;
-  const Prediction end = predict(target, y, u, bh, rho_p, bends, t, t_end);
+  const Circle circle{bends, rho_p, bends ? section_turn(section) : 0};
+  const Prediction end = predict(target, y, u, bh, circle, t, t_end);
   crossing = false;
   if (end.lost) {
     t = t_end;
@@ -239,7 +254,7 @@ void segment_step(Particle& state, std::int32_t& section, bool& crossing, double
   if (end.in_reach) {
     const Coordinates rate = end_rates<way>(c, kind, end.tc, y, u);
     double e;
-    crossing = time_left(*target, end, y, rate, t_end, forward, e);
+    crossing = time_left(*target, end, y, u, circle, rate, t_end, forward, e);
     t = crossing ? end.tc + e : t_end;
     y = ahead(y, e, rate);
   }

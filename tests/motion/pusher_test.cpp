@@ -279,6 +279,81 @@ TEST_F(Motion, BackwardUndoesForwardThroughALattice) {
   }
 }
 
+namespace {
+
+/// Straight on to boundary 1, round the circle of radius r p/p0 to boundary 2, straight on: where a particle
+/// is behind a way. The boundary's line is cut by two points of the circle; the one that is crossed in the
+/// orbit's sense counts, and of its angles the one next to the turn of the design orbit.
+Particle on_circle(Particle q, double turn, double way) {
+  const Boundary &in = latcom.bnd[1], &out = latcom.bnd[2];
+  const double r = out.r * q.p / p0, c = std::cos(q.phi), s = std::sin(q.phi);
+  const double first = ((in.x - q.x) * in.nx + (in.y - q.y) * in.ny) / (c * in.nx + s * in.ny);
+  const double center_x = q.x + first * c + r * s, center_y = q.y + first * s - r * c;
+  const double across = (center_x - out.x) * out.nx + (center_y - out.y) * out.ny;
+  const double along = (center_y - out.y) * out.nx - (center_x - out.x) * out.ny;
+  for (const double side : {1, -1}) {
+    const double reach = along + side * std::sqrt(r * r - across * across);
+    const double x = out.x - out.ny * reach, y = out.y + out.nx * reach;
+    const double heading = std::atan2((center_x - x) / r, (y - center_y) / r);
+    if (std::cos(heading) * out.nx + std::sin(heading) * out.ny < 0) continue;
+    const double turned = turn + std::remainder((q.phi - heading) * (r > 0 ? 1 : -1) - turn, two_pi);
+    const double rest = way - first - std::abs(r) * turned;
+    q.phi -= r > 0 ? turned : -turned;
+    q.x = x + rest * std::cos(q.phi);
+    q.y = y + rest * std::sin(q.phi);
+  }
+  return q;
+}
+
+}  // namespace
+
+// Up to nearly a whole turn in one magnet, or a magnet that is so short that its slanted faces cross inside
+// the bunch: whatever the steps, each particle leaves where its circle does, and backward it comes back.
+TEST_F(Motion, ArcsOfAnyTurnEndWhereTheCircleCrossesTheirFace) {
+  struct Case {
+    double degrees, in, out;  ///< turn, and the slants of the faces
+  };
+  for (const Case& c : {Case{150, 0, 0},
+                        {150, 10, -20},
+                        {180, 0, 0},
+                        {180, -15, 5},
+                        {181, 0, 0},
+                        {200, 0, 10},
+                        {270, -10, 10},
+                        {330, 5, 0},
+                        {359, 0, 0},
+                        {0.2, 40, -40}}) {
+    for (const double r : {2.0, -0.7}) {
+      const double turn = radians(c.degrees), length = std::abs(r) * turn;
+      ASSERT_EQ(
+          read_lattice(filled("{ dipole { position { delta_s=1 delta_psi=% } properties { r=% } position "
+                              "{ delta_s=% delta_psi=% } } dipole { position { delta_s=2 } } }",
+                              {c.in, r, length, c.out})),
+          ok);
+      const double end = (length + 2.5) / beta_of(p0);
+      for (const double v : {0.0, 1.0, -1.0}) {
+        const Particle start = at(0, 6e-3 * v, 0, p0 * (1 + 2e-3 * v), -1e-3 * v);
+        const Particle expected = on_circle(start, turn, end * beta_of(start.p));
+        for (const double step : {0.017, 0.3, 100.0}) {
+          SCOPED_TRACE(testing::Message() << c.degrees << ' ' << r << ' ' << v << ' ' << step);
+          Particle particle = start;
+          std::int32_t section = 1;
+          for (double t = 0; t < end; t += step) {
+            section = track(particle, section, t, std::min(t + step, end));
+          }
+          EXPECT_EQ(section, 3);
+          expect_same(particle, expected, 2e-13 * (1 + std::abs(r)));
+          for (double t = end; t > 0; t -= step) {
+            section = track(particle, section, t, std::max(t - step, 0.0));
+          }
+          EXPECT_EQ(section, 1);
+          expect_same(particle, start, 2e-12);
+        }
+      }
+    }
+  }
+}
+
 // Under a self force the error of the steps falls by 2^4 when the step is halved.
 TEST_F(Motion, StepsAreOfOrderFour) {
   pusher::RhsCommon c;
