@@ -29,6 +29,27 @@ TEST(ArcPosition, FindsThePlaceAPointWasPutBeside) {
   }
 }
 
+// The same in arcs up to nearly a whole turn, in the section that the point is in.
+TEST(ArcPosition, FindsThePlaceInArcsOfAnyTurn) {
+  for (const double turn : {1.5, 2.6, pi, 3.5, 4.7, 5.8, 6.2}) {
+    for (const double r : {2.0, -0.8}) {
+      const HandLattice orbit(r, turn);
+      for (double s = 0; s < orbit.end() + 1; s += 0.0837) {
+        int section = 1;
+        while (section <= latcom.nlat && s > latcom.bnd[section].s) ++section;
+        for (const double u : {0.0, -0.05, 0.2}) {
+          const HandLattice::Place at = orbit.beside(s, u);
+          const ArcPosition found = arc_position(at.x, at.y, section);
+          EXPECT_NEAR(found.s, s, 2e-14 * orbit.end()) << "r " << r << " turn " << turn << " u " << u;
+          EXPECT_NEAR(found.u, u, 2e-14);
+          EXPECT_NEAR(found.tx, std::cos(at.heading), 2e-14);
+          EXPECT_NEAR(found.ty, std::sin(at.heading), 2e-14);
+        }
+      }
+    }
+  }
+}
+
 TEST(ArcPosition, WithoutBoundariesTheOrbitIsTheXAxis) {
   latcom_store = {};
   const ArcPosition found = arc_position(3, -0.5, 1);
