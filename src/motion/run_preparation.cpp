@@ -1,5 +1,7 @@
 #include "motion/run_preparation.hpp"
 
+#include "lattice/arc.hpp"
+#include "lattice/placement.hpp"
 #include "run/line_writer.hpp"
 
 namespace tessaron {
@@ -8,20 +10,31 @@ namespace {
 
 BoundaryPoints reference_points;
 
-/// (point of boundary i - place of the particle) . normal > 0. On the boundary itself counts as behind it.
-bool stands_before(const Particle& particle, const Boundary& b) {
-  return (b.x - particle.x) * b.nx + (b.y - particle.y) * b.ny > 0;
-}
-
-std::int32_t place(const Particle& particle) {
-  std::int32_t section = 1;
-  while (section <= latcom.nlat && !stands_before(particle, latcom.bnd[section])) ++section;
-  return section;
+/// Sections have a length, and arcs end before they meet their own beginning.
+Status check_sections() {
+  for (int i = 2; i <= latcom.nlat; ++i) {
+    if (!(latcom.bnd[i].s > latcom.bnd[i - 1].s)) {
+      msgout("error in inila2: non positive distance between fbs");
+      return failed;
+    }
+  }
+  constexpr double whole_turn = two_pi * (1 - 1e-12);  // to the rounding of the lengths
+  for (int i = 2; i <= latcom.nlat; ++i) {
+    if (section_turn(i) < whole_turn) continue;
+    const FreeForm line("error in inila2: arc of 360 degrees or more, fb=", i,
+                        " marker=", latcom.marker[i].word());
+    msgout(line.items());
+    return failed;
+  }
+  return ok;
 }
 
 void place_particles() {
   SectionTable& section = ptlmov().section;
-  for (int j = 1; j <= ptlcom.npart; ++j) section[j] = place(ptlcom.particle[j]);
+  for (int j = 1; j <= ptlcom.npart; ++j) {
+    const Particle& particle = ptlcom.particle[j];
+    section[j] = section_at(particle.x, particle.y);
+  }
   ptlplc();
   latplc();
 }
@@ -37,12 +50,7 @@ void find_boundary_times() {
 }  // namespace
 
 Status inila2() {
-  for (int i = 2; i <= latcom.nlat; ++i) {
-    if (!(latcom.bnd[i].s > latcom.bnd[i - 1].s)) {
-      msgout("error in inila2: non positive distance between fbs");
-      return failed;
-    }
-  }
+  if (const Status status = check_sections(); status != ok) return status;
   if (!ptlcom.sections_valid || !latcom.latready) place_particles();
   latarc();
   find_boundary_times();

@@ -15,6 +15,7 @@
 #include "forces/models.hpp"
 #include "group/process_group.hpp"
 #include "lattice/lattice_record.hpp"
+#include "lattice/placement.hpp"
 
 namespace tessaron {
 
@@ -144,10 +145,9 @@ MeanSource mean_source(const ParticleTable& particles, const SectionTable& secti
   const double rounding = ptlcom.npart * std::numeric_limits<double>::epsilon() * by_size.weight;
   const Sums& m = std::abs(by_charge.weight) > rounding ? by_charge : by_size;
   MeanSource mean{{m.x / m.weight, m.y / m.weight, 0, m.p / m.weight, std::atan2(s, c), 0, 1}, section};
-  const auto ahead = [&](const Boundary& b) {
-    return (b.x - mean.particle.x) * b.nx + (b.y - mean.particle.y) * b.ny > 0;
-  };
-  while (mean.section <= latcom.nlat && !ahead(latcom.bnd[mean.section])) ++mean.section;
+  while (mean.section <= latcom.nlat && !stands_before(mean.particle.x, mean.particle.y, mean.section)) {
+    ++mean.section;
+  }
   return mean;
 }
 
