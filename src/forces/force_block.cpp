@@ -11,10 +11,10 @@ namespace tessaron {
 
 namespace {
 
-constexpr std::array<std::string_view, 21> names = {
-    "type",          "sigma_long", "relative_long", "test",         "shape", "sigma_rad", "sigma_vert",
-    "relative_vert", "rintmi",     "sigma_file",    "use_old_mesh", "sbox",  "rbox",      "shield",
-    "shield_max",    "par1",       "par2",          "par3",         "par4",  "par5",      "wake_file"};
+constexpr std::array<std::string_view, 22> names = {
+    "type",   "sigma_long", "relative_long", "test", "shape", "sigma_rad", "sigma_vert", "relative_vert",
+    "rintmi", "sigma_file", "use_old_mesh",  "sbox", "rbox",  "shield",    "shield_max", "shield_reach",
+    "par1",   "par2",       "par3",          "par4", "par5",  "wake_file"};
 using Keys = KeyTable<names.size()>;
 
 bool not_negative(double value) { return value >= 0; }
@@ -31,6 +31,7 @@ void set_defaults(ForceSettings& f) {
   f.rbox = fresh.rbox;
   f.shield = fresh.shield;
   f.shield_max = fresh.shield_max;
+  f.shield_reach = fresh.shield_reach;
   f.long_from_file = f.rad_from_file = f.vert_from_file = false;
   f.sigma_file_read = f.wake_used = false;
   f.force_test = fresh.force_test;
@@ -64,6 +65,18 @@ Status take_size(const Keys& keys, const SizeKeys& name, double& sigma, double& 
   return need_real(keys, name.size, sigma, positive);
 }
 
+Status take_shield_reach(const Keys& keys, ForceSettings& f) {
+  if (!keys.seen("shield_reach")) return ok;
+  if (keys.value("shield_reach") == "kernel") {
+    f.shield_reach = ShieldReach::kernel;
+  } else if (keys.value("shield_reach") == "bunch") {
+    f.shield_reach = ShieldReach::bunch;
+  } else {
+    return failed;
+  }
+  return ok;
+}
+
 /// What all models with a force need.
 Status take_length_and_shield(const Keys& keys, ForceSettings& f) {
   if (!keys.seen("sigma_long")) return failed;
@@ -71,6 +84,7 @@ Status take_length_and_shield(const Keys& keys, ForceSettings& f) {
                             f.long_relative, f.long_from_file);
   if (status == ok) status = take_real(keys, "shield", f.shield, not_negative);
   if (status == ok) status = take_real(keys, "shield_max", f.shield_max, positive);
+  if (status == ok) status = take_shield_reach(keys, f);
   return status;
 }
 

@@ -15,6 +15,9 @@ enum class ForceType : std::int32_t {
   csr_g_to_p = 4,  ///< Green's function to the particles
   csr_g_to_m = 5,  ///< Green's function to a mesh
 };
+/// How far ahead of the observer the kernel of the projected force reaches between two planes: as far as
+/// without planes, or over the whole bunch. `not_given` acts as `kernel`.
+enum class ShieldReach : std::int32_t { not_given = 0, kernel = 1, bunch = 2 };
 enum class Shape : std::int32_t { sphere = 2, ellipsoid = 3 };
 
 /// Settings of the self force. Owner: the `forces` block reader; the force dispatch writes the current
@@ -29,7 +32,8 @@ struct ForceSettings {
   double sbox = 0.5, rbox = 0.5;                ///< mesh box in units of the sub-bunch size
   double shield = 0;                            ///< distance of the image planes, 0 for none
   double shield_max = 0.3;                      ///< largest image distance used
-  Table<double, 5> par;                         ///< free parameters of the projected model
+  ShieldReach shield_reach = ShieldReach::not_given;
+  Table<double, 5> par;  ///< free parameters of the projected model
   bool long_relative = false, rad_follows_long = false, vert_relative = false;
   bool long_from_file = false, rad_from_file = false, vert_from_file = false;
   bool sigma_file_read = false;

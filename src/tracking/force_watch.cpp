@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "common/freeform.hpp"
+#include "forces/projected/shield_watch.hpp"
 #include "run/diagnosis.hpp"
 #include "tracking/tracking_record.hpp"
 
@@ -16,6 +17,7 @@ std::int64_t failed_evaluations = 0;  // of the present run
 
 void begin_force_watch() {
   failed_evaluations = 0;
+  begin_shield_watch();
   if (!starts_with_old_forces()) return;
   tell_person(
       "tracking starts with forces that were stored before the latest particles, lattice or forces; for "

@@ -53,6 +53,8 @@ void report_projected() {
     line("  shield             =", f.shield);
     line("  shield_max         =", f.shield_max);
   }
+  if (f.shield_reach == ShieldReach::kernel) line("  shield_reach       = kernel");
+  if (f.shield_reach == ShieldReach::bunch) line("  shield_reach       = bunch");
   if (f.wake_used) {
     line("  wake_sigma         =", f.sigwak);
     line("  wake_step          =", f.stpwak);

@@ -41,8 +41,9 @@ TEST_F(ForcesBlock, BadSettingsFail) {
         "type=projected sigma_long=short", "type=projected sigma_long=relative",
         "type=projected sigma_long=relative relative_long=2.5",
         "type=projected sigma_long=relative relative_long=0", "type=projected sigma_long=1 shield=-1",
-        "type=projected sigma_long=1 shield_max=0", "type=none par3=x",
-        "type=csr_p_to_p sigma_long=1 shape=cube", "type=csr_p_to_p sigma_long=1 rintmi=0"})
+        "type=projected sigma_long=1 shield_max=0", "type=projected sigma_long=1 shield_reach=far",
+        "type=none par3=x", "type=csr_p_to_p sigma_long=1 shape=cube",
+        "type=csr_p_to_p sigma_long=1 rintmi=0"})
     expect_refused(values, {});
   const std::string ellipsoid = "type=csr_p_to_p sigma_long=1 shape=ellipsoid ";
   for (const char* values : {"sigma_rad=relative", "sigma_rad=-1", "sigma_vert=0", "sigma_vert=relative",
@@ -57,13 +58,14 @@ TEST_F(ForcesBlock, BadSettingsFail) {
 TEST_F(ForcesBlock, AModelLooksOnlyAtWhatItNeeds) {
   EXPECT_EQ(read("type=none sigma_long=file sigma_file=nowhere shape=cube shield=-1"), ok);
   EXPECT_EQ(read("type=projected sigma_long=1e-5 sigma_file=nowhere shape=cube rintmi=-1 shield=0.02 "
-                 "shield_max=0.5 test=yes"),
+                 "shield_max=0.5 shield_reach=bunch test=yes"),
             ok);
   EXPECT_FALSE(folder_.exists("nowhere")) << "opening it would have made it";
   EXPECT_EQ(f.force_type, ForceType::projected);
   EXPECT_EQ(f.sigma_long, 1e-5);
   EXPECT_EQ(f.shield, 0.02);
   EXPECT_EQ(f.shield_max, 0.5);
+  EXPECT_EQ(f.shield_reach, ShieldReach::bunch);
   EXPECT_TRUE(f.force_test);
 }
 

@@ -141,6 +141,7 @@ TEST_F(Commands, ReportShowsTheForceAndTheStepSettings) {
   ForceSettings none, projected, direct, mesh;
   projected.force_type = ForceType::projected;
   projected.shield = direct.shield = 0.02;
+  projected.shield_reach = ShieldReach::bunch;
   projected.wake_used = true;
   projected.sigwak = 1e-5;
   projected.stpwak = 2e-6;
@@ -158,11 +159,12 @@ TEST_F(Commands, ReportShowsTheForceAndTheStepSettings) {
        {Case{none, {"  without self force"}},
         Case{projected,
              {"  with 'projected' force + wake", "    shield             = 0.02",
-              "    shield_max         = 0.3", "    wake_sigma         = 1e-05",
-              "    wake_step          = 2e-06", "    wake_index_low     = -50", "    wake_index_high    = 60",
-              "    par1               = 1", "    par2               = 2", "    par3               = 3",
-              "    par4               = 4", "      csr_field :=csr_field *(1-par4)",
-              "    par5               = 5", "      wake_field:=wake_field*(1-par5)"}},
+              "    shield_max         = 0.3", "    shield_reach       = bunch",
+              "    wake_sigma         = 1e-05", "    wake_step          = 2e-06",
+              "    wake_index_low     = -50", "    wake_index_high    = 60", "    par1               = 1",
+              "    par2               = 2", "    par3               = 3", "    par4               = 4",
+              "      csr_field :=csr_field *(1-par4)", "    par5               = 5",
+              "      wake_field:=wake_field*(1-par5)"}},
         Case{direct,
              {"  with 'csr_p_to_p' force", "  shield               = 0.02", "  shield_max           = 0.3"}},
         Case{mesh,

@@ -6,6 +6,7 @@
 #include "forces/projected/force_files.hpp"
 #include "forces/projected/kernel/kernel.hpp"
 #include "forces/projected/line_current.hpp"
+#include "forces/projected/shield_watch.hpp"
 #include "forces/projected/wake.hpp"
 #include "lattice/arc_position.hpp"
 #include "lattice/lattice_record.hpp"
@@ -39,10 +40,19 @@ void project(const ParticleTable& particles, const ArcPosition& reference, doubl
   }
 }
 
+/// The last point of the kernel, in steps ahead of the observer. Its own field ends five rms lengths of a
+/// particle ahead; the field of an image also meets those who are behind it, up to a bunch length away.
+int kernel_end(const LineGrid& grid) {
+  const int own = static_cast<int>(std::round(grid.dr));
+  const ForceSettings& f = force_settings;
+  const bool whole = f.shield_reach == ShieldReach::bunch && 0 < f.shield && f.shield < f.shield_max;
+  return whole ? std::max(own, grid.nsam - 1) : own;
+}
+
 /// The kernel at the offsets nf1..nf2 of the grid: the observer behind the source by k h of c t sees the
 /// source k h beta of path ahead.
 Status csr_part(const LineGrid& grid, double gamma, double beta, double s_ref, Series& kernel) {
-  const int nf1 = 1 - grid.nsam, nf2 = static_cast<int>(std::round(grid.dr)), nf = nf2 - nf1 + 1;
+  const int nf1 = 1 - grid.nsam, nf2 = kernel_end(grid), nf = nf2 - nf1 + 1;
   if (nf > nsamax) {
     msgout("nf2-nf1+1.gt.nsamax");
     return failed;
@@ -113,6 +123,7 @@ Status evaluate(const ParticleTable& particles, const SectionTable& sections, Fo
   const Output curr{&curr_cells[1], grid.n1, grid.n2}, field{&field_cells[1], grid.n1, grid.n2};
   const Series current{curr.cells, curr.lo, curr.hi}, force{field.cells, field.lo, field.hi};
   line_current(grid, n, ptlcom.source, forces, curr);
+  watch_shield({grid, current, kernel_end(grid), reference.s});
 
   Series kernel{}, wsum{};
   if (const Status status = csr_part(grid, gamma, beta, reference.s, kernel); status != ok) return status;

@@ -80,6 +80,8 @@ def _unused(state: CheckState, values: dict[str, Value], kind: str) -> None:
     shield, reach = values.get("shield"), values.get("shield_max")
     if reach is not None and (shield is None or shield.number == 0):
         state.warn(reach.place, "shield_max has no effect without shield")
+    if "shield_reach" in values and (kind != "projected" or shield is None or shield.number == 0):
+        state.warn(values["shield_reach"].place, "shield_reach has no effect but with type projected and shield")
     if shield is not None and shield.number and shield.number > (reach.number if reach and reach.number else 0.3):
         state.warn(shield.place, f"shield = {shield.text} is above shield_max, so that no image takes part")
 

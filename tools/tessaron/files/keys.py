@@ -66,6 +66,7 @@ FORCES = {
     "rbox": real(">0"),
     "shield": real(">=0", "m"),
     "shield_max": real(">0", "m"),
+    "shield_reach": Key("word", ("kernel", "bunch")),
     "par1": real(), "par2": real(), "par3": real(), "par4": real(), "par5": real(),
     "wake_file": TEXT,
 }

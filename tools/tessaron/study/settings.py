@@ -28,6 +28,7 @@ class Forces(Block):
     :param rbox: its width likewise.
     :param shield: distance of two conducting planes [m], 0 for none.
     :param shield_max: largest image distance used [m].
+    :param shield_reach: how far the kernel between planes reaches ahead: "kernel" or "bunch", which shields right; projected model.
     :param par1: charge smoothing of the projected model, on when not 0; None leaves par1 to par5 as they are, 0 at the start.
     :param par2: its width in particles, at least 2.
     :param par3: without effect.
@@ -55,6 +56,7 @@ class Forces(Block):
     rbox: float = 0.5
     shield: float = 0.0
     shield_max: float = 0.3
+    shield_reach: str | None = None
     par1: float | None = None
     par2: float | None = None
     par3: float | None = None
