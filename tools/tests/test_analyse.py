@@ -76,16 +76,17 @@ def bunch_on_arc(s, u, slope, delta, radius, entrance=1.0, arc=1e9):
 
 
 @pytest.mark.parametrize("radius", [1.5, -1.5])
-@pytest.mark.parametrize("place", [0.3, 1.0, 1.7, 5.5, 7.0, 7.6])  # in front of, at, and in the arc, at its end, behind it
-def test_coordinates_about_the_orbit(radius, place):
+@pytest.mark.parametrize("arc, place", [(6.0, place) for place in (0.3, 1.0, 1.7, 5.5, 7.0, 7.6)] + [(8.7, 9.5)])
+def test_coordinates_about_the_orbit(radius, arc, place):
+    """In front of, at, and in an arc of 229 degrees, at its end, behind it; near the end of one of 332 degrees."""
     random = np.random.default_rng(2)
     s, u, slope, delta = np.array([2e-4, 1e-4, 5e-5, 1e-3])[:, None] * random.standard_normal((4, 300))
     s += place
     orbit: list = []
     add_boundary(orbit, {"delta_s": 1.0}, 0, "", True)
-    add_boundary(orbit, {"delta_s": 6.0}, radius, "", True)  # 229 degrees
+    add_boundary(orbit, {"delta_s": arc}, radius, "", True)
     add_boundary(orbit, {"delta_s": 1.0}, 0, "", True)
-    local = coordinates(bunch_on_arc(s, u, slope, delta, radius, 1.0, 6.0), orbit)
+    local = coordinates(bunch_on_arc(s, u, slope, delta, radius, 1.0, arc), orbit)
     np.testing.assert_allclose(local.s + local.place, s, atol=1e-13)
     np.testing.assert_allclose(local.u + local.offset, u, atol=1e-13)
     np.testing.assert_allclose(local.pu / local.ps, slope, atol=1e-12)

@@ -52,6 +52,7 @@ ERRORS = [
     ("position { delta_s = 0.5 marker = out }", "position { psi = 0 }", 2, "rho or delta_s"),
     ("dipole { position { delta_s = 2 m", "sextupole { position { delta_s = 2 m", 3, "no element 'sextupole'"),
     ("delta_s = 2 ", "delta_s = 0 ", 3, "length above 0"),
+    ("delta_s = 0.5 m", "delta_s = 31.5 m", 2, "turns by 360.963 degrees"),
     ("dipole { position { delta_s = 2 m", "thin_quadrupole { position { delta_s = 2 m", 3, "needs position and properties"),
     ("name = bunch.dat", "name = bunch.txt", 5, "does not exist"),
     ("fmt1", "fmt3", 5, "must be one of fmt1, fmt2, umbra"),

@@ -1,5 +1,5 @@
 """The orbit of a lattice block: points worked out by hand, and the same lattice told in other words."""
-from math import asin, cos, degrees, hypot, pi, sin
+from math import asin, cos, degrees, hypot, pi, radians, sin
 
 import chicane
 import pytest
@@ -83,3 +83,17 @@ def test_a_place_on_the_orbit_is_found(s):
     assert found == pytest.approx(s, abs=1e-4) and distance < 1e-4
     found, distance, direction = orbit_position(bounds, x, y + 0.01)
     assert distance == pytest.approx(0.01 * cos(direction), rel=0.02) and hypot(found - s, 0) < 1e-3
+
+
+@pytest.mark.parametrize("degree", [60, 180, 270, 330])
+@pytest.mark.parametrize("r", [2.0, -0.7])
+def test_a_place_in_a_long_arc_is_found(degree, r):
+    turn = radians(degree)
+    bounds = lattice((0, {"delta_s": 0.5}), (r, {"delta_s": abs(r) * turn}), (0, {"delta_s": 0.1}))
+    for part in (0.013, 0.305, 0.6237, 0.995):
+        for u in (0.0, 1e-3):  # to the left
+            a = part * turn
+            x, y = 0.5 + (abs(r) + (u if r > 0 else -u)) * sin(a), (r + u) * cos(a) - r
+            s, distance, direction = orbit_position(bounds, x, y)
+            assert (s, distance) == pytest.approx((0.5 + abs(r) * a, u), abs=1e-12)
+            assert cos(direction + (a if r > 0 else -a)) == pytest.approx(1, abs=1e-14)

@@ -96,7 +96,8 @@ def _project(orbit: list[Boundary], k: int, x: np.ndarray, y: np.ndarray) -> tup
     # the centre of the circle is at the distance r to the right; the orbit turns clockwise for r > 0
     away = np.hypot(ahead, left + r)
     turn = np.arctan2(ahead, (left + r)) if r > 0 else np.arctan2(ahead, -(left + r))
-    turn = np.where(turn < -np.pi / 4, turn + 2 * np.pi, turn)  # a little before the start is no full turn
+    arc = (orbit[k].s - b.s) / abs(r)
+    turn = np.where(turn < arc / 2 - np.pi, turn + 2 * np.pi, turn)  # what is nearer to the arc: before its start, or behind its end
     length = abs(r) * turn
     angle = -length / r
     offset = (ahead**2 + left * (left + 2 * r)) / (away + abs(r)) * np.sign(r)  # away - |r|, without its cancellation

@@ -1,7 +1,7 @@
 """The `lattice` block: reading it, building its orbit, and what is suspicious about it."""
 from __future__ import annotations
 
-from math import atan2, degrees
+from math import atan2, degrees, pi
 
 from ..files.blocks import Value, read_block
 from .state import CheckState
@@ -104,6 +104,9 @@ def _position(state: CheckState, reader: DeckReader, token: Token, kind: str, r:
     if before is not None and boundary.s <= before.s:
         where = f"{before.s - boundary.s:.6g} m before" if boundary.s < before.s else "on"
         state.error(token.place, f"this boundary lies {where} the one ahead of it; sections need a length above 0")
+        state.lattice_good = False
+    if before is not None and r and (turn := abs(boundary.s - before.s) / abs(r)) >= 2 * pi * (1 - 1e-12):
+        state.error(token.place, f"this arc turns by {degrees(turn):.6g} degrees; one dipole bends by less than 360")
         state.lattice_good = False
     if abs(boundary.nx * boundary.tx + boundary.ny * boundary.ty) < 0.2:
         state.warn(token.place, "the boundary line runs nearly along the orbit")

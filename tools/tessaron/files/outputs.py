@@ -131,11 +131,15 @@ def _boundary(lines: list[list[str]]) -> Boundary:
 
 
 def design_orbit(boundaries: list[Boundary], points: int = 30) -> np.ndarray:
-    """(2, N) points x, y [m] along the design orbit from the origin through all boundaries."""
+    """(2, N) points x, y [m] along the design orbit from the origin through all boundaries.
+
+    :param points: of each section; an arc gets more where it turns by more than 3 degrees between them.
+    """
     x, y, tx, ty, s = 0.0, 0.0, 1.0, 0.0, 0.0
     rows = [(x, y)]
     for b in boundaries:
-        for length in np.linspace(0, b.s - s, points)[1:]:
+        turn = abs((b.s - s) / b.r) if b.r else 0.0
+        for length in np.linspace(0, b.s - s, max(points, int(np.ceil(turn / np.radians(3))) + 1))[1:]:
             # an arc is its chord, turned by half the angle; an angle falls along a positive radius
             half = -length / b.r / 2 if b.r else 0.0
             chord = -2 * b.r * np.sin(half) if b.r else length

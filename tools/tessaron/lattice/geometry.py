@@ -1,7 +1,7 @@
 """The design orbit that a `lattice` block describes, built boundary by boundary as the program does."""
 from __future__ import annotations
 
-from math import atan2, cos, hypot, pi, radians, sin, sqrt
+from math import atan2, cos, hypot, inf, pi, radians, remainder, sin, sqrt
 
 from ..files.keys import CAPACITY
 from ..files.outputs import Boundary
@@ -99,21 +99,30 @@ def _arc(before: Boundary, length: float, r: float) -> Boundary:
 
 def orbit_position(boundaries: list[Boundary], x: float, y: float) -> tuple[float, float, float]:
     """Path length of the orbit point nearest to (x, y) [m], the distance from it [m], and the orbit's direction there [rad]."""
-    best = (x, abs(y), 0.0) if not boundaries or x < boundaries[0].x else None
-    previous = Boundary("", False, 0, 0, 1, 0, 1, 0, 0, 0)
-    for b in boundaries:
-        for k in range(101):
-            point = _arc(previous, (b.s - previous.s) * k / 100, b.r) if b.r else _straight(previous, {"delta_s": (b.s - previous.s) * k / 100})
-            distance = hypot(point.x - x, point.y - y)
-            if best is None or distance < best[1]:
-                ahead = (x - point.x) * point.tx + (y - point.y) * point.ty
-                across = abs((y - point.y) * point.tx - (x - point.x) * point.ty)
-                reach = (b.s - previous.s) / 200
-                best = (point.s + ahead, across if abs(ahead) <= 2 * reach else distance, atan2(point.ty, point.tx))
-        previous = b
-    ahead = (x - previous.x) * previous.tx + (y - previous.y) * previous.ty
-    if ahead > 0:
-        across = abs((y - previous.y) * previous.tx - (x - previous.x) * previous.ty)
-        if best is None or across <= best[1]:
-            best = (previous.s + ahead, across, atan2(previous.ty, previous.tx))
-    return best
+    best = (inf, 0.0, 0.0)
+    for k in range(len(boundaries) + 1):
+        start = boundaries[k - 1] if k else Boundary("", False, 0, 0, 1, 0, 1, 0, 0, 0)
+        low = start.s if k else -inf
+        high = boundaries[k].s if k < len(boundaries) else inf
+        r = boundaries[k].r if 0 < k < len(boundaries) else 0.0
+        s, beside, direction = _beside(start, r, high - low, x, y)
+        best = min(best, (hypot(beside, max(low - s, s - high, 0.0)), min(max(s, low), high), direction))
+    distance, s, direction = best
+    return s, distance, direction
+
+
+def _beside(start: Boundary, r: float, length: float, x: float, y: float) -> tuple[float, float, float]:
+    """Path length [m], offset [m] and direction [rad] of a point beside the line or circle that goes on from a boundary.
+
+    An arc's path length counts up to whole turns; the one nearest to its `length` is taken.
+    """
+    ahead = (x - start.x) * start.tx + (y - start.y) * start.ty
+    left = (y - start.y) * start.tx - (x - start.x) * start.ty
+    direction = atan2(start.ty, start.tx)
+    if r == 0:
+        return start.s + ahead, left, direction
+    # the centre of the circle is at the distance r to the right; the orbit turns clockwise for r > 0
+    turn = atan2(ahead, left + r) if r > 0 else atan2(ahead, -left - r)
+    if turn < length / abs(r) / 2 - pi:
+        turn += 2 * pi
+    return start.s + abs(r) * turn, hypot(ahead, left + r) - abs(r), remainder(direction - turn * (1 if r > 0 else -1), 2 * pi)

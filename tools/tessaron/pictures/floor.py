@@ -55,7 +55,7 @@ def _outline(section: Section, half: float) -> np.ndarray:
 def _side(section: Section, offset: float) -> np.ndarray:
     """Points of a magnet's edge that runs beside the orbit at an offset to the left [m]."""
     begin, end = (face.s + offset * _slant(face) for face in (section.start, section.end))
-    points = np.array([section.point(s) for s in np.linspace(begin, max(begin, end), 40)]).T
+    points = np.array([section.point(s) for s in np.linspace(begin, max(begin, end), 120)]).T
     x, y, tx, ty = points
     return np.array([x - offset * ty, y + offset * tx])
 
