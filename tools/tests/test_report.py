@@ -1,4 +1,5 @@
 """The page of a run: complete, self-contained, readable by a browser, and there also when a run has failed."""
+import os
 import re
 import shutil
 import subprocess
@@ -7,12 +8,15 @@ from pathlib import Path
 
 import pytest
 from test_check import DECK
-from test_outputs import LATOUT
 
+from tessaron.command.cli import main
 from tessaron.files.bunchfiles import write_bunch
 from tessaron.beam.generate import BunchRequest, make_bunch
 from tessaron.pictures.report import write_report
+from tessaron.study.folder import RunFolder
+from tessaron.study.process import run_program
 
+PICTURES = 10
 VOID = {"meta", "img", "br", "link"}
 
 
@@ -41,51 +45,88 @@ class Outline(HTMLParser):
         assert self.open.pop() == tag
 
 
-@pytest.fixture
-def folder(tmp_path) -> Path:
-    """What a finished run leaves, made by hand."""
-    bunch = make_bunch(BunchRequest(3000, 1e9, 1e-9, 1e-4, chirp=(20, 0, 0)))
-    write_bunch(tmp_path / "bunch.dat", bunch, "fmt1")
-    for k, name in enumerate(("way_0001.dat", "way_0002.dat", "end.dat")):
-        bunch.ct = k
-        bunch.reference[3] -= 1e5
-        write_bunch(tmp_path / name, bunch, "fmt1")
-    (tmp_path / "latout.dat").write_text(LATOUT)
-    (tmp_path / "s.dat").write_text("0.1 1e-6 0 1 0 0 0 0\n0.2 2e-6 1 2 0 0 0 0\n")
-    (tmp_path / "fc1.dat").write_text("".join(f"{k * 1e-6} 0 {k * 1e-7} 2000\n" for k in sorted(range(-5, 6), key=abs)))
-    (tmp_path / "way_0003.dat").write_text("cut off in the midd")
-    (tmp_path / "run.log").write_text(" start time           = 0\n\n warning: <b>large</b> sbox\n integrated step error= 1e-3\n")
+@pytest.fixture(scope="module")
+def folder(program, tmp_path_factory) -> Path:
+    """What a finished run leaves, one file of it cut off, with a warning in the log that no page may take for markup."""
+    folder = tmp_path_factory.mktemp("run")
+    write_bunch(folder / "bunch.dat", make_bunch(BunchRequest(3000, 1e9, 1e-9, 1e-4, chirp=(20, 0, 0))), "fmt1")
     way = "online_monitor { name = way.dat start_time_c0 = now end_time_c0 = 9 time_step_c0 = 1 }\n"
-    (tmp_path / "tessar.in").write_text("io_path { logfile = run.log }\n" + DECK.replace("tracker", way + "tracker", 1))
-    return tmp_path
+    (folder / "tessar.in").write_text("io_path { logfile = run.log }\n" + DECK.replace("tracker", way + "tracker", 1).replace("0.1 }", "0.1 test = yes }"))
+    assert run_program(folder, program=program).completed
+    (folder / "way_0003.dat").write_text("cut off in the midd")
+    console = (folder / "console.txt").read_text()
+    (folder / "console.txt").write_text(console.replace("\n", "\n warning: <b>large</b> sbox\n", 1))
+    return folder
 
 
-def test_the_page_is_whole_and_needs_nothing_from_elsewhere(folder):
-    text = write_report(folder).read_text()
-    page = Outline(text)
-    assert page.open == [] and page.levels[0] == 1 and page.levels.count(1) == 1
-    assert all(after - before <= 1 for before, after in zip(page.levels, page.levels[1:]))  # no heading level is jumped
-    assert all(item.startswith(("data:image/png;base64,", "#")) for item in page.loaded)
-    assert all(anchor[1:] in page.targets for anchor in page.anchors) and len(page.anchors) >= 7
-    assert len(page.images) == 7 and all(len(image["alt"]) > 10 for image in page.images)
-    for words in ("&lt;b&gt;large&lt;/b&gt;", "way_0003.dat", "not a bunch", "0.001", "name = way.dat", 'lang="en"', "@media print", "viewport"):
+@pytest.fixture(scope="module")
+def page(folder, program) -> Path:
+    os.environ["TESSARON"] = str(program)
+    return write_report(folder)
+
+
+def test_the_page_is_whole_and_needs_nothing_from_elsewhere(page):
+    text = page.read_text()
+    outline = Outline(text)
+    assert outline.open == [] and outline.levels[0] == 1 and outline.levels.count(1) == 1
+    assert all(after - before <= 1 for before, after in zip(outline.levels, outline.levels[1:]))  # no heading level is jumped
+    assert all(item.startswith(("data:image/png;base64,", "#")) for item in outline.loaded)
+    assert all(anchor[1:] in outline.targets for anchor in outline.anchors) and len(outline.anchors) >= 9
+    assert len(outline.images) == PICTURES and all(len(image["alt"]) > 20 for image in outline.images)
+    for words in ("&lt;b&gt;large&lt;/b&gt;", "way_0003.dat", "not a bunch", "name = way.dat", 'lang="en"', "@media print", "viewport", "compression",
+                  'class="verdict good"', "completed at", "dipole 1 (in - out)", "R56"):
         assert words in text
     assert "<b>large" not in text
 
 
-def test_a_failed_run_has_a_report_too(tmp_path):
-    (tmp_path / "tessar.in").write_text("lattice { dipol { } }\n")
-    text = write_report(tmp_path, tmp_path / "page.html").read_text()
+BAD = [  # what is done to the folder of a good run, words of the verdict
+    (lambda folder: (folder / "end.dat").unlink(), "end.dat: was never written"),
+    (lambda folder: (folder / "end.dat").write_text(""), "end.dat is empty"),
+    (lambda folder: os.utime(folder / "end.dat", (0, 0)), "end.dat is older than the run"),
+    (lambda folder: (folder / "way_0004.dat").unlink(), "way.dat: ends at c·t = 2"),
+    (lambda folder: cut(folder / "console.txt", "ctstep= "), "without its closing lines, at c*t"),
+    (lambda folder: (folder / "tessar.in").write_text((folder / "tessar.in").read_text() + "tracker { delta_time_c0 = 1 }"), "1 of 2 trackers"),
+    (lambda folder: (folder / "errors.txt").write_text("tessaron: stopped at tessar.in:9 (reading tracker)\n"), "stopped at tessar.in:9"),
+]
+
+
+def cut(path: Path, words: str) -> None:
+    """Cuts a text behind the last place of some words."""
+    text = path.read_text()
+    path.write_text(text[:text.rindex(words) + len(words)])
+
+
+@pytest.mark.parametrize("spoil, words", BAD, ids=[words for _, words in BAD])
+def test_a_run_that_died_is_told_first(folder, tmp_path, spoil, words):
+    copy = Path(shutil.copytree(folder, tmp_path / "run"))
+    (copy / "way_0003.dat").write_bytes((copy / "way_0002.dat").read_bytes().replace(b"0.1", b"0.2", 1))
+    shutil.copy(folder / "s.dat", copy / "s.dat")
+    assert RunFolder(copy).verdict.completed
+    spoil(copy)
+    verdict = RunFolder(copy).verdict
+    assert not verdict.completed and words in "\n".join([verdict.line, *verdict.details])
+
+
+def test_a_failed_run_has_a_report_and_a_status(tmp_path, capsys):
+    (tmp_path / "tessar.in").write_text("lattice { dipol { } }\nmonitor { name = end.dat }\n")
+    assert main(["report", str(tmp_path), "-o", str(tmp_path / "page.html")]) == 1
+    assert "not complete" in capsys.readouterr().out
+    text = (tmp_path / "page.html").read_text()
     assert "no element" in text and "left no log" in text and Outline(text).open == []
-    with pytest.raises(ValueError, match="no tessar.in"):
-        write_report(tmp_path / "nowhere")
+    assert text.index('class="verdict bad"') < text.index("<h2")
+    assert main(["report", str(tmp_path / "nowhere")]) == 1 and "no tessar.in" in capsys.readouterr().err
 
 
-def test_a_browser_shows_it(folder, tmp_path):
+def test_a_run_that_fails_ends_with_a_status(tmp_path, program, capsys):
+    (tmp_path / "tessar.in").write_text("lattice { dipol { } }\n")
+    assert main(["run", str(tmp_path), "--program", str(program)]) == 1
+    assert "stopped at tessar.in:1" in capsys.readouterr().out and (tmp_path / "console.txt").stat().st_size > 0
+
+
+def test_a_browser_shows_it(page, tmp_path):
     browser = shutil.which("chromium") or shutil.which("chromium-browser")
     if browser is None:
         pytest.skip("chromium is not installed")
-    page = write_report(folder)
     flags = ["--headless", "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run", "--disable-background-networking",
              "--disable-component-update", "--disable-sync", f"--user-data-dir={tmp_path / 'profile'}", "--window-size=500,1000"]
     # The page reports on itself: a narrow window must not have to scroll sideways, every picture must have loaded,
@@ -100,7 +141,7 @@ def test_a_browser_shows_it(folder, tmp_path):
     title = re.search(r"<title>(.*?)</title>", result.stdout)
     assert title, result.stderr[-2000:]
     facts = dict(re.findall(r'"(\w+)":([\w-]+)', title[1].replace("&quot;", '"')))
-    assert int(facts["wide"]) <= 0 and facts["broken"] == "0" and facts["images"] == "7" and facts["focus"] == "true"
+    assert int(facts["wide"]) <= 0 and facts["broken"] == "0" and facts["images"] == str(PICTURES) and facts["focus"] == "true"
     assert int(facts["regions"]) >= 5
     subprocess.run([browser, *flags, f"--print-to-pdf={tmp_path / 'page.pdf'}", page.as_uri()], capture_output=True, timeout=120, check=True)
     pdf = (tmp_path / "page.pdf").read_bytes()

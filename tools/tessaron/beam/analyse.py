@@ -11,7 +11,7 @@ from dataclasses import asdict, dataclass
 import numpy as np
 
 from ..files.outputs import Boundary
-from .bunch import Bunch
+from .bunch import Bunch, LocalCoordinates
 from .moments import PlaneMoments, plane_moments, residual, rms
 from .orbit import coordinates
 from .slices import current_profile, profile_of, slice_moments
@@ -41,13 +41,14 @@ class Summary:
     vertical: PlaneMoments
 
 
-def summary(bunch: Bunch, slices: int = 50, orbit: list[Boundary] | None = None) -> Summary:
+def summary(bunch: Bunch, slices: int = 50, orbit: list[Boundary] | None = None, local: LocalCoordinates | None = None) -> Summary:
     """The bunch in numbers.
 
     :param slices: number of bins of the current profile, over five rms lengths to both sides.
     :param orbit: the field boundaries, for coordinates about the design orbit (`coordinates`).
+    :param local: these coordinates, where they are known already.
     """
-    local = coordinates(bunch, orbit)
+    local = local or coordinates(bunch, orbit)
     weight = local.weight
     energy = float(weight @ local.energy)
     length = rms(local.s, weight)

@@ -60,7 +60,7 @@ def without_dispersion(place: np.ndarray, momentum: np.ndarray, local: LocalCoor
     delta, weight = local.delta, local.weight
     if weight @ delta**2 <= NO_SPREAD:
         return place, momentum
-    return residual(place, delta, weight, DISPERSION_ORDER), residual(momentum, delta, weight, DISPERSION_ORDER)
+    return tuple(residual(np.array([place, momentum]), delta, weight, DISPERSION_ORDER))
 
 
 def rms(values: np.ndarray, weight: np.ndarray) -> float:
@@ -70,11 +70,17 @@ def rms(values: np.ndarray, weight: np.ndarray) -> float:
 
 
 def residual(values: np.ndarray, along: np.ndarray, weight: np.ndarray, order: int) -> np.ndarray:
-    """What a weighted polynomial fit of `order` leaves of `values`; the values themselves if there is nothing to fit."""
+    """What a weighted polynomial fit of `order` leaves of `values`; the values themselves if there is nothing to fit.
+
+    :param values: (N,), or (rows, N) of which each row is fitted alone.
+    """
     largest = np.abs(along).max(initial=0.0)
     if largest == 0 or along.size <= order or np.count_nonzero(np.diff(np.sort(along[:50]))) < min(order, along.size - 1):
         return values
-    powers = np.vander(along / largest, order + 1)
-    weighted = powers * weight[:, None]
-    coefficients, *_ = np.linalg.lstsq(weighted.T @ powers, weighted.T @ values, rcond=1e-14)
-    return values - powers @ coefficients
+    powers = np.empty((order + 1, along.size))
+    powers[0], step = 1.0, along / largest
+    for k in range(order):
+        np.multiply(powers[k], step, out=powers[k + 1])
+    weighted = powers * weight
+    coefficients, *_ = np.linalg.lstsq(weighted @ powers.T, weighted @ values.T, rcond=1e-14)
+    return values - coefficients.T @ powers

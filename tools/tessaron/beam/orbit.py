@@ -32,7 +32,7 @@ def coordinates(bunch: Bunch, orbit: list[Boundary] | None = None) -> LocalCoord
     px, py, pz = bunch.px, bunch.py, bunch.pz
     about = [values - weight @ values for values in (s, u, bunch.offsets[2])]
     return LocalCoordinates(*about, ps=px * tx + py * ty, pu=py * tx - px * ty, pw=pz, energy=bunch.energy, weight=weight,
-                            place=float(start + weight @ s), offset=float(weight @ u))
+                            place=round(float(start + weight @ s), 12) + 0.0, offset=float(weight @ u))
 
 
 def locate(bunch: Bunch, orbit: list[Boundary]) -> tuple[int, float]:

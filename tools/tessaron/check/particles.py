@@ -1,6 +1,7 @@
 """The `particles` block: reading its array, and what is suspicious about the bunch."""
 from __future__ import annotations
 
+import re
 from math import cos, degrees, radians, sin
 
 import numpy as np
@@ -10,10 +11,11 @@ from ..beam.bunch import Bunch
 from ..files.bunchfiles import bunch_of_table, numbers_of
 from .state import Beam, CheckState
 from ..constants import REST_ENERGY
-from ..files.deck import DeckFault, DeckReader, Place, Token, integer_of, real_of
+from ..files.deck import REAL, DeckFault, DeckReader, Place, Token, integer_of, real_of
 from ..lattice.geometry import orbit_position
 from ..files.keys import CAPACITY, PARTICLES
 
+_REALS = re.compile(rf"(?:{REAL}(?: {REAL})*)?")
 FAR_FROM_ORBIT = 1e-3  # m
 ASKEW = 1e-3  # rad
 
@@ -86,10 +88,9 @@ def array_words(reader: DeckReader) -> tuple[list[str], Place, list[tuple[Place,
             return words, start, bad
         line = [token.text, *reader.rest_of_line()]
         end = line.index("}") if "}" in line else len(line)
-        for word in line[:end]:
-            if len(bad) < 100 and real_of(word) is None:
-                bad.append((token.place, len(words), word))
-            words.append(word)
+        if len(bad) < 100 and not _REALS.fullmatch(" ".join(line[:end])):
+            bad += [(token.place, len(words) + k, word) for k, word in enumerate(line[:end]) if real_of(word) is None]
+        words += line[:end]
         if end < len(line):
             reader.give_back(line[end + 1:])
             return words, start, bad

@@ -13,8 +13,12 @@ SUBCOMMANDS = (
     "make-bunch",
     "convert",
     "check",
+    "run",
     "analyse",
     "plot",
+    "optics",
+    "budget",
+    "slices",
     "report",
     "scan",
 )

@@ -3,7 +3,7 @@ from __future__ import annotations
 
 import sys
 from argparse import Action, ArgumentParser, Namespace
-from typing import TYPE_CHECKING
+from typing import TYPE_CHECKING, Iterable
 
 if TYPE_CHECKING:
     from ..beam.bunch import Bunch
@@ -102,3 +102,14 @@ class BunchReader:
         if text not in self._told:
             self._told.add(text)
             print(text, file=sys.stderr)
+
+
+def progress(items: Iterable, count: int, name: str) -> Iterable:
+    """The items, with a progress bar on a terminal where there are several."""
+    if count < 3 or not sys.stderr.isatty():
+        return items
+    try:
+        from tqdm import tqdm
+    except ModuleNotFoundError:  # nobody should miss a result for want of a bar
+        return items
+    return tqdm(items, total=count, desc=name, leave=False)

@@ -14,7 +14,8 @@ from typing import Callable, NamedTuple
 MARKS = "(){}[]="
 LONGEST_LINE, LONGEST_TOKEN, MOST_FILES = 400, 80, 10
 _TOKEN = re.compile(r"!.*|[(){}\[\]=]|[^(){}\[\]= ,;]+", re.DOTALL)
-_REAL = re.compile(r"[+-]?(\d+\.?\d*|\.\d+)([eEdD][+-]?\d+)?|[+-]?(\d+\.\d*|\.\d+)[+-]\d{3}")
+REAL = r"[+-]?(?:\d+\.?\d*|\.\d+)(?:[eEdD][+-]?\d+)?"  #: how a number is written; monitors leave out the E ahead of three digits
+_REAL = re.compile(REAL + r"|[+-]?(\d+\.\d*|\.\d+)[+-]\d{3}")
 _BARE_EXPONENT = re.compile(r"(?<=[\d.])(?=[+-]\d{3}$)")
 _INTEGER = re.compile(r"[+-]?\d+")
 

@@ -44,3 +44,13 @@ def sections_of(boundaries: list[Boundary]) -> list[Section]:
         markers = " - ".join(marker for marker in (start.marker, end.marker) if marker)
         sections.append(Section(start, end, kind, f"{kind} {counts[kind]}" + (f" ({markers})" if markers and kind != "drift" else "")))
     return sections
+
+
+def straight_lattice(boundaries: list[Boundary]) -> str:
+    """A `lattice` block without fields whose boundaries stand at the same path lengths, with the same markers."""
+    lines, before = [], 0.0
+    for b in boundaries:
+        marker = f" marker = {b.marker}" if b.marker else ""
+        lines.append(f"  dipole {{ position {{ delta_s = {b.s - before!r}{marker} duty = {'yes' if b.duty else 'no'} }} }}")
+        before = b.s
+    return "lattice {\n" + "\n".join(lines) + "\n}\n"
