@@ -21,6 +21,7 @@ _HOMES = {
     ".beam.bunch": ("Bunch",),
     ".lattice.elements": ("Dipole", "Drift", "Map", "Marker", "Multipole", "Quadrupole", "ThinQuadrupole"),
     ".lattice.lattice": ("Lattice",),
+    ".study.converge": ("converge",),
     ".study.particles": ("Particles",),
     ".study.process": ("Progress", "RunFailed", "find_program"),
     ".study.result": ("Result",),
@@ -35,6 +36,7 @@ if TYPE_CHECKING:
     from .beam.bunch import Bunch
     from .lattice.elements import Dipole, Drift, Map, Marker, Multipole, Quadrupole, ThinQuadrupole
     from .lattice.lattice import Lattice
+    from .study.converge import converge
     from .study.particles import Particles
     from .study.process import Progress, RunFailed, find_program
     from .study.result import Result

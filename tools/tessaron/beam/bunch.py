@@ -1,7 +1,7 @@
 """A bunch of macro-particles at one common time, in the frame of its file."""
 from __future__ import annotations
 
-from dataclasses import dataclass
+from dataclasses import dataclass, field, replace
 from pathlib import Path
 from typing import TYPE_CHECKING, Any
 
@@ -14,6 +14,7 @@ if TYPE_CHECKING:
 
     from ..files.outputs import Boundary
     from .analyse import Summary
+    from .generate import BunchRequest
     from .slices import Slices
 
 
@@ -30,6 +31,7 @@ class Bunch:
     offsets: np.ndarray  #: (6, N) the same of all particles, less those of particle 1
     charge: np.ndarray  #: (N,) charge of each macro-particle [C]
     on_orbit: bool = False  #: x is the path length ahead of particle 1, y the offset from the orbit, as in `fmt3`
+    request: "BunchRequest | None" = field(default=None, repr=False, compare=False)  #: how it was made, if it was
 
     def __post_init__(self) -> None:
         self.reference = np.asarray(self.reference, dtype=float)
@@ -87,6 +89,25 @@ class Bunch:
         from ..files.convert import save
 
         save(path, self, fmt)
+
+    def with_particles(self, count: int, seed: int = 1) -> "Bunch":
+        """The same bunch of another number of particles: made again if it knows how it was made, else a random choice of its
+        particles with as much charge in all, particle 1 among them.
+
+        :raises ValueError: a choice of more particles than there are.
+        """
+        if self.request is not None:
+            from .generate import make_bunch
+
+            request = replace(self.request, particles=count)
+            return replace(make_bunch(request), request=request)
+        if count > len(self):
+            raise ValueError(f"with_particles: {count} particles cannot be chosen from {len(self)}")
+        chosen = np.sort(np.random.default_rng(seed).choice(len(self) - 1, count - 1, replace=False) + 1)
+        chosen = np.insert(chosen, 0, 0)
+        total = self.charge[chosen].sum()
+        factor = self.charge.sum() / total if total else 1.0
+        return replace(self, offsets=self.offsets[:, chosen], charge=self.charge[chosen] * factor)
 
     def arrays(self) -> dict[str, np.ndarray]:
         """Absolute coordinates and charges by names with units: x_m, y_m, z_m, px_eV_c, py_eV_c, pz_eV_c, q_C."""

@@ -1,6 +1,7 @@
 """Bunches from the numbers at hand, from arrays, and from the objects of other programs."""
 from __future__ import annotations
 
+from dataclasses import replace
 from typing import Any, Sequence
 
 import numpy as np
@@ -48,9 +49,10 @@ def made(profile: str, particles: int = 20000, *, energy_eV: float, charge_C: fl
     for name, value in numbers.items():
         if isinstance(value, (str, bool)) or not np.isscalar(value) or not np.isfinite(value):
             raise ValueError(f"{name} must be a number, not {value!r}")
-    return make_bunch(BunchRequest(int(particles), energy_eV, charge_C, length_m, profile, cut,
-                                   chirp=(*coefficients, 0.0, 0.0, 0.0)[:3], energy_spread=spread_eV, horizontal=planes[0],
-                                   vertical=planes[1], x=x_m, ct=ct_m, quiet=quiet, seed=seed))
+    request = BunchRequest(int(particles), energy_eV, charge_C, length_m, profile, cut,
+                           chirp=(*coefficients, 0.0, 0.0, 0.0)[:3], energy_spread=spread_eV, horizontal=planes[0],
+                           vertical=planes[1], x=x_m, ct=ct_m, quiet=quiet, seed=seed)
+    return replace(make_bunch(request), request=request)
 
 
 def from_arrays(*, x_m: Any, y_m: Any, z_m: Any, px_eV_c: Any, py_eV_c: Any, pz_eV_c: Any, q_C: Any, ct_m: float = 0.0) -> Bunch:

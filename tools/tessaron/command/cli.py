@@ -21,6 +21,7 @@ SUBCOMMANDS = (
     "slices",
     "report",
     "scan",
+    "converge",
 )
 
 PACKAGES = {"numpy": "python3-numpy", "matplotlib": "python3-matplotlib", "h5py": "python3-h5py", "tqdm": "python3-tqdm",
