@@ -14,12 +14,12 @@ namespace {
 
 /// Reads the reals of a record, of which the first token is there already.
 Status read_reals(const Text<80>& first, std::span<double> reals) {
-  Status status = read_real(first.view(), reals[0]);
+  Status status = token_real(first.view(), reals[0]);
   for (double& real : reals.subspan(1)) {
     if (status != ok) return status;
     Text<80> token;
     status = getags(token);
-    if (status == ok) status = read_real(token.view(), real);
+    if (status == ok) status = token_real(token.view(), real);
   }
   return status;
 }
@@ -27,7 +27,7 @@ Status read_reals(const Text<80>& first, std::span<double> reals) {
 Status read_integer_token(std::int32_t& value) {
   Text<80> token;
   if (const Status status = getags(token); status != ok) return status;
-  return read_integer(token.view(), value);
+  return token_integer(token.view(), value);
 }
 
 /// Enters the next particle; a record stays as it is in the file until `ptlset` converts it.
@@ -56,7 +56,7 @@ Status read_records(Text<80>& key, ReadRecord read_record) {
 
 /// The header of `fmt1` and `fmt2`: the bunch time, then six tokens of any content.
 Status read_header(const Text<80>& first) {
-  Status status = read_real(first.view(), ptlcom_store.ctptcl);
+  Status status = token_real(first.view(), ptlcom_store.ctptcl);
   for (int k = 1; k <= 6 && status == ok; ++k) {
     Text<80> ignored;
     status = getags(ignored);

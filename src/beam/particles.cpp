@@ -22,7 +22,7 @@ struct BlockSettings {
 Status read_number(double& value) {
   Text<80> token;
   if (const Status status = getags(token); status != ok) return status;
-  return read_real(token.view(), value);
+  return token_real(token.view(), value);
 }
 
 Status read_format(ParticleFormat& format) {
@@ -35,7 +35,7 @@ Status read_format(ParticleFormat& format) {
   } else if (token == "umbra") {
     format = ParticleFormat::umbra;
   } else {
-    return failed;
+    return refuse_word(token.view());
   }
   return ok;
 }
@@ -49,7 +49,7 @@ Status read_momentum_mode(MomentumMode& mode) {
     mode = MomentumMode::average;
   } else {
     double momentum = 0;  // [eV/c]
-    if (const Status status = read_real(token.view(), momentum); status != ok) return status;
+    if (const Status status = token_real(token.view(), momentum); status != ok) return status;
     mode = MomentumMode::number;
     ptlcom_store.reference_momentum = momentum * electron_charge / mc_squared;
   }
@@ -74,7 +74,7 @@ Status read_setting(Text<80>& key, BlockSettings& settings) {
   } else if (key == "array") {
     kind = Kind::array;
   } else {
-    return failed;
+    return refuse_word(key.view());
   }
   Status status = getspc("=");
   if (status != ok) return status;

@@ -25,16 +25,6 @@ std::string_view without_plus(std::string_view text) {
 
 bool separates(char c) { return c == ' ' || c == '\t' || c == ',' || c == ';' || c == '\r'; }
 
-/// Splits the first word off a line.
-std::string_view next_word(std::string_view& line) {
-  while (!line.empty() && separates(line.front())) line.remove_prefix(1);
-  std::size_t n = 0;
-  while (n < line.size() && !separates(line[n])) ++n;
-  const std::string_view word = line.substr(0, n);
-  line.remove_prefix(n);
-  return word;
-}
-
 /// The place of the sign in a number like 0.10000000000000-119, or 0: an exponent of three digits takes the
 /// place of its letter in a fixed form.
 std::size_t bare_exponent(std::string_view text) {
@@ -63,6 +53,15 @@ std::string_view not_finite(double value) {
 }
 
 }  // namespace
+
+std::string_view next_word(std::string_view& line) {
+  while (!line.empty() && separates(line.front())) line.remove_prefix(1);
+  std::size_t n = 0;
+  while (n < line.size() && !separates(line[n])) ++n;
+  const std::string_view word = line.substr(0, n);
+  line.remove_prefix(n);
+  return word;
+}
 
 Status read_real(std::string_view token, double& value) {
   const std::string_view text = without_plus(trimmed(token));

@@ -17,8 +17,12 @@ namespace tessaron {
 /// The same for a 32-bit integer; a decimal point or an exponent fails.
 [[nodiscard]] Status read_integer(std::string_view token, std::int32_t& value);
 
-/// Reads a real from the first word of a line, whatever stands behind it (words are parted by blanks, tabs,
-/// commas or semicolons). `line` is left at what follows the word.
+/// Takes the first word off a line (words are parted by blanks, tabs, commas or semicolons); empty if there
+/// is none.
+std::string_view next_word(std::string_view& line);
+
+/// Reads a real from the first word of a line, whatever stands behind it. `line` is left at what follows the
+/// word.
 [[nodiscard]] Status next_real(std::string_view& line, double& value);
 [[nodiscard]] Status next_integer(std::string_view& line, std::int32_t& value);
 

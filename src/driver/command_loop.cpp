@@ -120,7 +120,7 @@ Status command_loop() {
                                       [](const LayerCommand& c) { return driver.layercmd == c.name; });
     if (command == layer_commands.end()) {
       msgout("error in tessar: unknown layer command");
-      return failed;
+      return refuse_word(driver.layercmd.view());
     }
     const Status status = command->carry_out();
     if (command->decides || status != ok) return status;

@@ -47,7 +47,7 @@ Status take_type(const Keys& keys, ForceSettings& f) {
     f.force_type = static_cast<ForceType>(code);
     return ok;
   }
-  return failed;
+  return keys.judged("type", failed);
 }
 
 /// A size that is a fixed number, a factor on the measured size of the bunch, or a column of the file.
@@ -120,7 +120,7 @@ Status take_box(const Keys& keys, std::string_view name, double& box, const char
 /// An ellipsoid without transverse sizes is a sphere.
 Status take_shape(const Keys& keys, ForceSettings& f) {
   if (!keys.seen("shape") || keys.value("shape") == "sphere") return ok;
-  if (!(keys.value("shape") == "ellipsoid")) return failed;
+  if (!(keys.value("shape") == "ellipsoid")) return keys.judged("shape", failed);
   if (!keys.seen("sigma_rad") && !keys.seen("sigma_vert")) return ok;
   f.shape_code = Shape::ellipsoid;
   Status status = take_transverse_sizes(keys, f);

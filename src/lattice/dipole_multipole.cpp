@@ -22,19 +22,19 @@ struct Magnet {
 using PropertyTable = KeyTable<6>;
 
 Status take(const PropertyTable& table, std::string_view name, double& value) {
-  return table.seen(name) ? read_real(table.value(name).view(), value) : ok;
+  return table.seen(name) ? table.real(name, value) : ok;
 }
 
 /// The number of poles, 2n of azimuthal order n. A failure to read the number is the caller's to tell.
 Status take_poles(const PropertyTable& table, Magnet& magnet) {
   std::int32_t poles = 0;
   if (table.seen("poles")) {
-    const Status status = read_integer(table.value("poles").view(), poles);
+    const Status status = table.integer("poles", poles);
     if (status != ok) return status;
   }
   if (poles < 2 || poles % 2 != 0) {
     msgout("undefined or invalid pole number");
-    return failed;
+    return table.seen("poles") ? table.judged("poles", failed) : failed;
   }
   magnet.order = poles / 2;
   return ok;
@@ -102,7 +102,7 @@ Status read_block(BendOrder block) {
     Text<80> token;
     status = getcmd(token);
     if (status != ok || token == "}") break;
-    if (part >= sequence.size() || !(token == sequence[part])) return failed;
+    if (part >= sequence.size() || !(token == sequence[part])) return refuse_word(token.view());
     if (part == 0) status = read_position(0);
     if (part == 1) status = read_properties(block, magnet);
     if (part == 2) {

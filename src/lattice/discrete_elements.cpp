@@ -25,7 +25,7 @@ Status read_position() {
 
 template <std::size_t N, class Number, class Read>
 Status take_required(const KeyTable<N>& table, std::string_view name, Read read, Number& value) {
-  return table.seen(name) ? read(table.value(name).view(), value) : failed;
+  return table.seen(name) ? table.judged(name, read(table.value(name).view(), value)) : failed;
 }
 
 Status check_room(std::int32_t integers, std::int32_t reals) {
@@ -87,16 +87,16 @@ Status read_thin_quadrupole() {
   Status status = getspc("{");
   if (status == ok) status = getcmd(token);
   if (status != ok) return status;
-  if (!(token == "position")) return failed;
+  if (!(token == "position")) return refuse_word(token.view());
   status = read_position();
   if (status == ok) status = getcmd(token);
   if (status != ok) return status;
-  if (!(token == "properties")) return failed;
+  if (!(token == "properties")) return refuse_word(token.view());
   status = read_thin_properties(KL);
   if (status == ok) status = check_room(0, thin_quadrupole_reals);
   if (status == ok) status = getcmd(token);
   if (status != ok) return status;
-  if (!(token == "}")) return failed;
+  if (!(token == "}")) return refuse_word(token.view());
   allocate(1, 0, thin_quadrupole_reals);
   fill_matrices(KL);
   return ok;
@@ -146,7 +146,7 @@ Status read_free_part(const Text<80>& token, FreeProgress& seen, FreeProperties&
     const std::int32_t n = properties.real;
     return getrar(latcom_store.rpool.run(latcom.rpool_used - n + 1, n));
   }
-  return failed;
+  return refuse_word(token.view());
 }
 
 Status read_discrete_free() {

@@ -15,7 +15,7 @@ Status read_element(const Text<80>& token) {
   if (token == "multipole") return dipole_multipole(BendOrder::multipole);
   if (token == "thin_quadrupole") return thin_quadrupole();
   if (token == "discrete_free") return discrete_free();
-  return failed;
+  return refuse_word(token.view());
 }
 
 /// Reads elements up to the closing brace.

@@ -15,7 +15,7 @@ enum class Unit { metre, degree };
 Status take_number(const PositionTable& table, std::string_view name, Unit unit, double& value) {
   value = undefined_real;
   if (!table.seen(name)) return ok;
-  const Status status = read_real(table.value(name).view(), value);
+  const Status status = table.real(name, value);
   if (status == ok && unit == Unit::degree) value = radians(value);
   return status;
 }

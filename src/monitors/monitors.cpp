@@ -75,10 +75,10 @@ struct TimeKeys {
 Status read_time(const OnlineKeys& keys, const TimeKeys& names, double& time, Text<80>& marker, bool& known) {
   double shift = 0;
   if (keys.seen(names.shift)) {
-    if (const Status status = read_real(keys.value(names.shift).view(), shift); status != ok) return status;
+    if (const Status status = keys.real(names.shift, shift); status != ok) return status;
   }
   known = keys.seen(names.c0);
-  if (known) return read_real(keys.value(names.c0).view(), time);
+  if (known) return keys.real(names.c0, time);
   if (!keys.seen(names.marker)) return failed;
   marker = keys.value(names.marker);
   time = shift;
@@ -100,19 +100,21 @@ Status read_entry(const OnlineKeys& keys, Monitor& monitor) {
   monitor.name = keys.value("name");
   monitor.active = true;
   Status status = ok;
-  if (keys.seen("type")) status = read_type(keys.value("type"), monitor.type);
+  if (keys.seen("type")) status = keys.judged("type", read_type(keys.value("type"), monitor.type));
   if (status == ok && keys.seen("format")) {
     status = named_format(keys.value("format"), monitor.format);
-    if (status != ok) status = read_integer(keys.value("format").view(), monitor.format);
+    if (status != ok) status = keys.integer("format", monitor.format);
   }
-  if (status == ok && keys.seen("particle")) status = read_particle(keys.value("particle"), monitor.particle);
+  if (status == ok && keys.seen("particle")) {
+    status = keys.judged("particle", read_particle(keys.value("particle"), monitor.particle));
+  }
   if (status == ok) status = read_start_time(keys, monitor);
   if (status == ok) {
     status = read_time(keys, {"end_time_c0", "end_time_marker", "end_time_shift_c0"}, monitor.end_time,
                        monitor.end_marker, monitor.end_known);
   }
   if (status == ok && keys.seen("time_step_c0")) {
-    status = read_time_step(keys.value("time_step_c0"), monitor);
+    status = keys.judged("time_step_c0", read_time_step(keys.value("time_step_c0"), monitor));
   }
   return status;
 }
@@ -149,7 +151,7 @@ Status read_monitor() {
   Status status = keys.read();
   if (status != ok || !keys.seen("name")) return status != ok ? status : failed;
   std::int32_t format = 1;
-  if (keys.seen("format")) status = named_format(keys.value("format"), format);
+  if (keys.seen("format")) status = keys.judged("format", named_format(keys.value("format"), format));
   return status == ok ? monwrt(keys.value("name").view(), format) : status;
 }
 

@@ -1,7 +1,6 @@
 #pragma once
 #include <string_view>
 
-#include "common/freeform.hpp"
 #include "run/deck.hpp"
 
 namespace tessaron {
@@ -17,9 +16,9 @@ template <std::size_t N, class Test>
 [[nodiscard]] Status need_real(const KeyTable<N>& keys, std::string_view name, double& setting, Test test) {
   if (!keys.seen(name)) return failed;
   double value = 0;
-  const Status status = read_real(keys.value(name).view(), value);
+  const Status status = keys.real(name, value);
   if (status != ok) return status;
-  if (!test(value)) return failed;
+  if (!test(value)) return keys.judged(name, failed);
   setting = value;
   return ok;
 }

@@ -6,6 +6,7 @@
 #include "common/freeform.hpp"
 #include "run/file_table.hpp"
 #include "run/line_writer.hpp"
+#include "run/refusal.hpp"
 
 namespace tessaron {
 
@@ -34,7 +35,9 @@ Status read_reals(int stream, std::span<double> numbers, bool& at_end) {
       status = next_line(stream, line, at_end);
       if (status != ok || at_end) return status;
     }
-    status = next_real(line, numbers[k]);
+    const std::string_view word = next_word(line);
+    status = read_real(word, numbers[k]);
+    if (status != ok) (void)refuse_data(stream, word);
     if (status != ok) return status;
   }
   return ok;
@@ -51,7 +54,10 @@ Status read_one(int stream, std::int32_t& number) {
   bool at_end = false;
   Status status = next_line(stream, line, at_end);
   if (status == ok && at_end) status = failed;
-  if (status == ok) status = next_integer(line, number);
+  if (status != ok) return status;
+  const std::string_view word = next_word(line);
+  status = read_integer(word, number);
+  if (status != ok) (void)refuse_data(stream, word);
   return status;
 }
 
@@ -62,6 +68,8 @@ Status read_data_file(std::string_view name, std::string_view announcement,
   if (status != ok) return status;
   msgout(announcement);
   status = read_items(stream);
+  // Whatever else is wrong with the file stands at the line that was read last.
+  if (status != ok) (void)refuse_data(stream);
   const Status closed = ficlos(stream);
   return status != ok ? status : closed;
 }

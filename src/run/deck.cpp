@@ -48,6 +48,7 @@ Status read_values(std::span<Value> values, int first, int last) {
       msgout("error in getags");
       return status;
     }
+    value.place = deck_place();
   }
   return ok;
 }
@@ -70,7 +71,10 @@ Status read_list(std::span<Number> array, Number marker, Status (*read)(std::str
 
 }  // namespace
 
-Status rdinit() { return fiio1("*** initialize ***", current); }
+Status rdinit() {
+  refini();
+  return fiio1("*** initialize ***", current);
+}
 
 Status getcrd() {
   int stream = 0;
@@ -125,7 +129,7 @@ Status getspc(std::string_view expected) {
   if (token == expected) return ok;
   msgout("io error in getspc, expected:");
   msgout(expected);
-  return failed;
+  return refuse_word(token);
 }
 
 Status getcmd(Text<80>& token) {
@@ -146,13 +150,14 @@ Status getcmd(Text<80>& token) {
 }
 
 Status glbcmd(std::string_view token) {
-  Status status = failed;
+  Status status = ok;
   if (token == "#file") {
     status = include_file();
   } else if (token == "#eof") {
     status = fiio2(current);
   } else {
     msgout("unknown global command");
+    status = refuse_word(token);
   }
   if (status != ok) msgout("error in getcmd");
   return status;
@@ -173,6 +178,16 @@ Status getags(Text<80>& value) {
   return getags(value, kind);
 }
 
+Status token_real(std::string_view token, double& value) {
+  const Status status = read_real(token, value);
+  return status == ok ? ok : refuse_word(token);
+}
+
+Status token_integer(std::string_view token, std::int32_t& value) {
+  const Status status = read_integer(token, value);
+  return status == ok ? ok : refuse_word(token);
+}
+
 Status assign(std::span<Key> keys, std::span<Value> values) {
   for (Key& key : keys) {
     if (key.active) key.seen = false;
@@ -186,7 +201,7 @@ Status assign(std::span<Key> keys, std::span<Value> values) {
         std::find_if(keys.begin(), keys.end(), [&](const Key& k) { return k.active && word == k.name; });
     if (key == keys.end()) {
       msgout("error in assign: unknown identifyer");
-      return failed;
+      return refuse_word(word.view());
     }
     const int first = key == keys.begin() ? 1 : (key - 1)->value_end + 1;
     const int last = key->value_end;
@@ -202,9 +217,9 @@ Status assign(std::span<Key> keys, std::span<Value> values) {
 }
 
 Status getiar(std::span<std::int32_t> array) {
-  return read_list<std::int32_t>(array, undefined_integer, read_integer);
+  return read_list<std::int32_t>(array, undefined_integer, token_integer);
 }
 
-Status getrar(std::span<double> array) { return read_list<double>(array, undefined_real, read_real); }
+Status getrar(std::span<double> array) { return read_list<double>(array, undefined_real, token_real); }
 
 }  // namespace tessaron

@@ -5,8 +5,10 @@
 #include <span>
 #include <string_view>
 
+#include "common/freeform.hpp"
 #include "common/status.hpp"
 #include "common/text.hpp"
+#include "run/refusal.hpp"
 
 namespace tessaron {
 
@@ -28,6 +30,9 @@ enum class TokenKind : std::int32_t { word = 0, mark = 1 };
 [[nodiscard]] Status getags(Text<80>& value, TokenKind& kind);
 /// A value whose kind does not matter.
 [[nodiscard]] Status getags(Text<80>& value);
+/// Reads a number from the token that was read last; one that is none is refused, without a message.
+[[nodiscard]] Status token_real(std::string_view token, double& value);
+[[nodiscard]] Status token_integer(std::string_view token, std::int32_t& value);
 /// Carries out the global command in `token`.
 [[nodiscard]] Status glbcmd(std::string_view token);
 
@@ -42,6 +47,7 @@ struct Key {
 struct Value {
   Text<80> text;
   TokenKind kind = TokenKind::word;
+  FilePlace place;
 };
 
 /// Reads a whole block `{ key = value ... }` through a table of keys. Converts nothing.
@@ -60,6 +66,20 @@ class KeyTable {
   bool seen(std::string_view name) const { return keys_[index(name)].seen; }
   /// The raw text of a key's value; meaningful if the key was seen.
   const Text<80>& value(std::string_view name) const { return values_[index(name)].text; }
+  /// Passes on what became of a key's value; one that did not read or is out of range is refused with its
+  /// place.
+  [[nodiscard]] Status judged(std::string_view name, Status status) const {
+    const Value& value = values_[index(name)];
+    if (status != ok) (void)refuse_word(value.text.view(), value.place);
+    return status;
+  }
+  /// Reads the number of a key; a value that is none is refused.
+  [[nodiscard]] Status real(std::string_view name, double& number) const {
+    return judged(name, read_real(value(name).view(), number));
+  }
+  [[nodiscard]] Status integer(std::string_view name, std::int32_t& number) const {
+    return judged(name, read_integer(value(name).view(), number));
+  }
 
  private:
   std::size_t index(std::string_view name) const {

@@ -10,18 +10,19 @@
 #include "common/freeform.hpp"
 #include "run/file_table.hpp"
 #include "run/progress.hpp"
+#include "run/refusal.hpp"
 
 namespace tessaron {
 
 namespace {
 
-/// One line for standard error. Bytes that a terminal would obey are shown as question marks.
+/// One line for standard error. Bytes that a terminal would obey are shown as question marks, tabs as blanks.
 class Line {
  public:
   Line& operator<<(std::string_view text) {
     for (const char c : text.substr(0, chars_.size() - 1 - size_)) {
       const auto code = static_cast<unsigned char>(c);
-      chars_[size_++] = code < 32 || code == 127 ? '?' : c;
+      chars_[size_++] = c == '\t' ? ' ' : code < 32 || code == 127 ? '?' : c;
     }
     return *this;
   }
@@ -43,11 +44,29 @@ const char* reason(int code) {
   return std::strerror(code);
 }
 
+/// Names the word that a reader could not take, unless it is the command that is named already.
+void name_refused_word(Line& line, const Refusal& refused, std::string_view doing) {
+  const std::string_view word = refused.word.view();
+  const bool has_tab = word.find('\t') != std::string_view::npos;
+  const bool is_command = doing.substr(std::min(doing.size(), doing.find(' ') + 1)) == word;
+  if (!word.empty() && (has_tab || !is_command)) {
+    line << ", at the word \"" << word << "\"" << (refused.in_data_file ? " of " : "");
+  } else if (refused.in_data_file) {
+    line << ", in ";
+  }
+  if (refused.in_data_file) line << refused.position.view();
+  if (has_tab) line << " with a tab in it: blanks, commas and semicolons part words, tabs do not";
+}
+
 }  // namespace
 
 void tell_where_run_stopped(std::string_view doing) {
   Line line;
-  line << "tessaron: stopped at " << deck_position() << " (" << doing << ")";
+  const Refusal& refused = refusal();
+  const bool in_deck = !refused.position.blank() && !refused.in_data_file;
+  line << "tessaron: stopped at " << (in_deck ? refused.position : position_text(deck_place())).view();
+  line << " (" << doing << ")";
+  name_refused_word(line, refused, doing);
   const FileTrouble& trouble = file_trouble();
   if (!trouble.name.blank()) {
     if (trouble.code != 0) {

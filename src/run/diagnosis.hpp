@@ -6,8 +6,11 @@ namespace tessaron {
 
 /// Tells a person on standard error, in one line, where a run stopped that did not come to its orderly end:
 /// the deck file and line that reading stands at and what the run was doing, and, where there is one, the
-/// file that could not be opened or was missing:
+/// word that a reader refused, with its own file and line, and the file that could not be opened or was
+/// missing:
 ///     tessaron: stopped at tessar.in:12 (command particles); bunch.fmt1 did not exist and was created empty
+///     tessaron: stopped at tessar.in:8 (command track_step), at the word "O.1"
+///     tessaron: stopped at tessar.in:9 (command forces), at the word "1e-4x" of sizes:3
 void tell_where_run_stopped(std::string_view doing);
 
 /// Tells a person at a terminal that a good run met an input file that did not exist: most likely a wrong

@@ -252,21 +252,26 @@ void log_line(std::string_view text) {
   (void)told_once(log_stream, status);
 }
 
-std::string_view deck_position() {
-  static std::array<char, 240> chars;
-  // A file that could not be opened is named by the line that asked for it.
+FilePlace file_place(int stream) { return {stream, files[stream].line_number()}; }
+
+FilePlace deck_place() {
   int level = std::max(filetab.cudeck, first_deck);
   if (level > first_deck && !files[level].is_open()) --level;
-  const std::string_view name = names[level].view();
+  return file_place(level);
+}
+
+Position position_text(const FilePlace& place) {
+  std::array<char, 240> chars;
+  const std::string_view name = names[place.stream].view();
   char* end = std::copy(name.begin(), name.end(), chars.begin());
-  if (const int line = files[level].line_number(); line > 0) {
+  if (place.line > 0) {
     std::array<char, 16> number;
-    put_integer(number.data(), 16, line);
+    put_integer(number.data(), 16, place.line);
     *end++ = ':';
     end = std::copy(std::find_if(number.begin(), number.end(), [](char c) { return c != ' '; }), number.end(),
                     end);
   }
-  return {chars.data(), static_cast<std::size_t>(end - chars.data())};
+  return std::string_view(chars.data(), static_cast<std::size_t>(end - chars.data()));
 }
 
 const FileTrouble& file_trouble() { return trouble; }

@@ -70,10 +70,18 @@ inline bool deck_ended() { return filetab.cudeck < 10; }
 /// Writes a line to the log if it is open (through `msgout` alone).
 void log_line(std::string_view text);
 
-/// Names the deck file and line where reading stands, for a diagnosis on standard error: "tessar.in:12", or
-/// the file alone while no line of it was read. With included files the innermost one. The view stays valid
-/// until the next call.
-std::string_view deck_position();
+/// A line of a file of the table, and how standard error writes it: "tessar.in:12", or the file alone while
+/// no line of it was read.
+struct FilePlace {
+  int stream = 0, line = 0;
+};
+using Position = Text<240>;
+Position position_text(const FilePlace& place);
+/// Where reading of an open file stands.
+FilePlace file_place(int stream);
+/// Where reading of the deck stands: in the innermost of the included files. One that could not be opened is
+/// named by the line that asked for it.
+FilePlace deck_place();
 
 /// The last file that could not be opened (`code` is that of the open), or that did not exist and was created
 /// empty for its reader (`code` is 0). The name is blank if there was none.

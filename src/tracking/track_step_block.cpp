@@ -19,9 +19,9 @@ using Keys = KeyTable<names.size()>;
 Status take_iterations(const Keys& keys) {
   if (!keys.seen("iterative")) return ok;
   std::int32_t value = 0;
-  const Status status = read_integer(keys.value("iterative").view(), value);
+  const Status status = keys.integer("iterative", value);
   if (status != ok) return status;
-  if (value <= 0) return failed;
+  if (value <= 0) return keys.judged("iterative", failed);
   trkcom_store.maxit = value;
   return ok;
 }

@@ -15,7 +15,7 @@ constexpr std::array<std::string_view, 4> names = {"end_time_c0", "delta_time_c0
 using Keys = KeyTable<names.size()>;
 
 Status take_real(const Keys& keys, std::string_view name, double& setting) {
-  return keys.seen(name) ? read_real(keys.value(name).view(), setting) : ok;
+  return keys.seen(name) ? keys.real(name, setting) : ok;
 }
 
 }  // namespace

@@ -181,11 +181,11 @@ TEST_F(Deck, PositionNamesTheInnermostFileAndLine) {
   Text<80> token;
   for (const char* position : {"tessar.in:1", "inner:3", "inner:3", "tessar.in:5", "tessar.in:5"}) {
     ASSERT_EQ(getcmd(token), ok);
-    EXPECT_EQ(deck_position(), position);
+    EXPECT_EQ(position_text(deck_place()), position);
   }
   open("\n#file { name = no/such/file }");
   (void)said_by([&] { EXPECT_NE(getcmd(token), ok); });
-  EXPECT_EQ(deck_position(), "tessar.in:2");  // the line that asked for the file
+  EXPECT_EQ(position_text(deck_place()), "tessar.in:2");  // the line that asked for the file
   EXPECT_EQ(file_trouble().name, "no/such/file");
   EXPECT_EQ(file_trouble().code, ENOENT);
 }

@@ -77,7 +77,7 @@ TEST_F(FileTab, DirectoriesArePutAheadOfNames) {
   Text<80> token;
   ASSERT_EQ(getcmd(token), ok);
   EXPECT_EQ(token, "from_in");
-  EXPECT_EQ(deck_position(), "in/a:1");
+  EXPECT_EQ(position_text(deck_place()), "in/a:1");
   int stream = 0;
   ASSERT_EQ(fiopno("b", stream), ok);  // the second block changed only what it named
   ASSERT_EQ(fiopni("c", stream), ok);

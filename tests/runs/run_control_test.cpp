@@ -39,7 +39,7 @@ TEST(RunControl, EveryDeckGivesItsLinesBetweenTwoBanners) {
       {"#file { name = inner } nonsense", "", ""},  // it holds the exit
       {"track_accuracy { anything { nested = 1 } at { all } }", "", ""},
       {"track_accuracy anything", " io error in getspc, expected:; {; error in lyrass",
-       "tessar.in:1 (command track_accuracy)"},
+       "tessar.in:1 (command track_accuracy), at the word \"anything\""},
       {"track_accuracy { {\n}\n", " error in fiio2: no file to close" + getcmd + "; error in lyrass",
        "tessar.in:2 (command track_accuracy)"},
       {"io_path { output = no_such_folder\nlogfile = log }", " error in file io",
@@ -66,6 +66,47 @@ TEST(RunControl, EveryDeckGivesItsLinesBetweenTwoBanners) {
   }
   // A terminal would obey what this word holds.
   EXPECT_EQ(folder.run_deck("\x1b[2J\x07").errors.find_first_of("\x1b\x07"), std::string::npos);
+}
+
+// The place is that of the word, wherever reading has got to before somebody looked at it.
+TEST(RunControl, AWordThatIsRefusedIsNamedWithItsPlace) {
+  const std::string tab = " with a tab in it: blanks, commas and semicolons part words, tabs do not";
+  struct {
+    std::string deck, where;
+  } const cases[] = {
+      {"lattice {\n solenoid { } }", "tessar.in:2 (command lattice), at the word \"solenoid\""},
+      {"lattice { dipole { position { delta_s =\n 1m } properties { r = 1\n}",
+       "tessar.in:2 (command lattice), at the word \"1m\""},
+      {"lattice { dipole { position { delta_s = 1 }\nposition",
+       "tessar.in:2 (command lattice), at the word \"position\""},
+      {"track_step {\nct_step_max = -1\nct_step_min = 1 }",
+       "tessar.in:2 (command track_step), at the word \"-1\""},
+      {"track_step { time_grid_file = numbers }",
+       "tessar.in:1 (command track_step), at the word \"two\" of numbers:2"},
+      {"track_step { time_grid_file = falling }", "tessar.in:1 (command track_step), in falling:3"},
+      {"forces { type = none\nwake_file = missing }",
+       "tessar.in:2 (command forces), in missing; missing did not exist and was created empty"},
+      {"forces { type = none\nwake_file = numbers }",
+       "tessar.in:2 (command forces), at the word \"two\" of numbers:2"},
+      {"forces {\ntype = csr\n}", "tessar.in:2 (command forces), at the word \"csr\""},
+      {"online_monitor { name = m type\n= phases\n}",
+       "tessar.in:2 (command online_monitor), at the word \"phases\""},
+      {"tracker { end_time_c0 = soon\n}", "tessar.in:1 (command tracker), at the word \"soon\""},
+      {"tracker { until = 1\n}", "tessar.in:1 (command tracker), at the word \"until\""},
+      {"particles { array = #file { name = tabs } }",
+       "tabs:2 (command particles), at the word \"0 0 0\"" + tab},
+      {"particles { array = 0 1 2 3 4 5 6\n0 0 0 5e8 0 0 }",
+       "tessar.in:2 (command particles), at the word \"}\""},
+      {"lattice\t{ }", "tessar.in:1 (command lattice ), at the word \"lattice \"" + tab},
+  };
+  const RunFolder folder;
+  folder.write("numbers", "1\ntwo\n");
+  folder.write("falling", "1\n2\n1.5\n3\n");
+  folder.write("tabs", "0 1 2 3 4 5 6\n0\t0\t0 5e8\t0\t0\t1e-9\n");
+  for (const auto& c : cases) {
+    const ProgramRun run = folder.run_deck(c.deck);
+    EXPECT_EQ(run.errors, "tessaron: stopped at " + c.where + "\n") << c.deck;
+  }
 }
 
 TEST(RunControl, AMissingDeckReadsAsAnEmptyOneAndAFolderIsNone) {
@@ -156,7 +197,12 @@ TEST(RunControl, ArgumentsStartNoRun) {
        "",
        "tessaron: unknown argument \"-h\": the program takes none and reads the deck tessar.in",
        2},
-      {{"--help", "a\tb"}, "", "tessaron: unknown argument \"a?b\": the program takes none", 2},
+      {{"--help",
+        "a\x07"
+        "b"},
+       "",
+       "tessaron: unknown argument \"a?b\": the program takes none",
+       2},
       {{""}, "", "tessaron: unknown argument \"\": the program takes none", 2},
   };
   for (const auto& c : cases) {

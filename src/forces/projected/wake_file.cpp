@@ -4,6 +4,7 @@
 #include "run/data_file.hpp"
 #include "run/file_table.hpp"
 #include "run/line_writer.hpp"
+#include "run/refusal.hpp"
 
 namespace tessaron {
 
@@ -23,7 +24,11 @@ Status read_sigwak(int stream, double& sigwak) {
     if (status != ok) return status;
     if (at_end) return failed;
     line = line.substr(0, 72);
-    if (line.find('!') == std::string_view::npos) return next_real(line, sigwak);
+    if (line.find('!') == std::string_view::npos) {
+      const std::string_view word = next_word(line);
+      const Status read = read_real(word, sigwak);
+      return read == ok ? ok : refuse_data(stream, word);
+    }
     msgout(line);
   }
 }
