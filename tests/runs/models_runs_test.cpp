@@ -137,6 +137,53 @@ TEST(ModelRuns, AMeshThatDoesNotFitEndsTheRun) {
   EXPECT_FALSE(folder.exists("end.dat"));
 }
 
+/// The bunch near the end of an arc of 1 m radius, which may be put together of several, and behind it:
+/// columns 1 to 6 of `fmt0` and 1 to 8 of `fmt3`. The force acts over the last micrometre.
+std::vector<std::vector<double>> columns_of_arc(double r, double turn, const std::vector<double>& parts) {
+  std::ostringstream text;
+  text.precision(17);
+  text << "lattice {";
+  double gap = 0.1;
+  for (const double part : parts) {
+    text << " dipole { position { duty = no delta_s = " << gap << " } properties { r = " << r
+         << " } position { duty = no delta_s = " << part * turn << " } }\n";
+    gap = 1e-12;  // between two dipoles there is a straight section
+  }
+  text << "}\n" << bunch() << "track_step { ct_step_max = 0.3 ct_step_first = 0.3 }\n";
+  for (const std::string name : {"in", "behind"}) {
+    text << "forces { type = none } tracker { end_time_c0 = "
+         << (name == "in" ? 0.1 + 0.95 * turn : 0.3 + turn)
+         << " }\nforces { type = projected sigma_long = 3e-5 } tracker { delta_time_c0 = 1e-6 }\nmonitor { "
+            "name = "
+         << name << "0 format = fmt0 } monitor { name = " << name << "3 format = fmt3 }\n";
+  }
+  const RunFolder folder;
+  const ProgramRun run = folder.run_deck(text.str());
+  EXPECT_EQ(count(run.lines(), "error in"), 0) << run.console;
+  std::vector<std::vector<double>> columns;
+  for (const std::string name : {"in", "behind"}) {
+    for (int k = 1; k <= 6; ++k) columns.push_back(column(folder.lines(name + "0"), k));
+    for (int k = 1; k <= 8; ++k) columns.push_back(column(folder.lines(name + "3"), k));
+  }
+  return columns;
+}
+
+TEST(ModelRuns, ALongArcEqualsTwoShorterOnes) {
+  for (const auto& [r, turn] : {std::pair{1.0, 3.14159265358979324}, {-1.0, 3.5}, {1.0, 5.8}}) {
+    const auto whole = columns_of_arc(r, turn, {1}), parted = columns_of_arc(r, turn, {0.4, 0.6});
+    for (std::size_t k = 0; k < whole.size(); ++k) {
+      SCOPED_TRACE(testing::Message() << r << ' ' << turn << ", column " << k);
+      ASSERT_EQ(whole[k].size(), particles + (k % 14 < 6 ? 0u : 1u));
+      ASSERT_EQ(whole[k].size(), parted[k].size());
+      double tolerance = k % 14 == 3 ? 1e-6 : 1e-9;  // p is a thousand
+      if (k % 14 == 13)
+        tolerance =
+            1e-3 * std::abs(*std::ranges::max_element(whole[k], {}, [](double v) { return std::abs(v); }));
+      for (std::size_t i = 0; i < whole[k].size(); ++i) EXPECT_NEAR(whole[k][i], parted[k][i], tolerance);
+    }
+  }
+}
+
 /// An arc of 10 m, and two particles of 1 nC and 500 MeV/c 1 m into it, the second one 1 mm behind.
 const std::string arc =
     "lattice { dipole { position { rho = -1 psi = 0 } properties { r = 10 } position { rho = 3 psi = 0 } } "
