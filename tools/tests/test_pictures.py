@@ -1,10 +1,12 @@
 """What pictures show is what the data hold."""
+import re
+
 import numpy as np
 import pytest
 from matplotlib.collections import PathCollection, QuadMesh
 
 from tessaron.beam.generate import BunchRequest, Plane, make_bunch
-from tessaron.pictures import plots
+from tessaron.pictures import page, plots, style
 from tessaron.pictures.style import some, unit_of
 
 
@@ -45,3 +47,36 @@ def test_a_choice_of_dots_is_random_and_always_the_same():
     ([7.0], "", "", 1)])
 def test_units_read_well(values, name, unit, factor):
     assert unit_of(np.array(values), name) == (pytest.approx(factor), unit)
+
+
+# Machado, Oliveira, Fernandes 2009: what eyes without one kind of cones see, on linear RGB.
+BLIND = {"normal": np.eye(3), "protan": np.array([[0.152, 1.053, -0.205], [0.115, 0.786, 0.099], [-0.004, -0.048, 1.052]]),
+         "deutan": np.array([[0.367, 0.861, -0.228], [0.280, 0.673, 0.047], [-0.012, 0.043, 0.969]])}
+
+
+def linear(colour: str) -> np.ndarray:
+    values = np.array([int(colour[k:k + 2], 16) for k in (1, 3, 5)]) / 255
+    return np.where(values <= 0.04045, values / 12.92, ((values + 0.055) / 1.055) ** 2.4)
+
+
+def contrast(one: str, other: str) -> float:
+    """By the Web Content Accessibility Guidelines: 4.5 for text, 3 for lines."""
+    light, dark = sorted((linear(colour) @ [0.2126, 0.7152, 0.0722] for colour in (one, other)), reverse=True)
+    return (light + 0.05) / (dark + 0.05)
+
+
+@pytest.mark.parametrize("eyes", BLIND)
+def test_colours_differ_for_every_eye(eyes):
+    from itertools import combinations
+
+    def seen(colour):  # CIE L*a*b*
+        xyz = np.array([[0.4124, 0.3576, 0.1805], [0.2126, 0.7152, 0.0722], [0.0193, 0.1192, 0.9505]]) @ np.clip(BLIND[eyes] @ linear(colour), 0, 1)
+        f = np.cbrt(xyz / [0.9505, 1, 1.089])
+        return np.array([116 * f[1], 500 * (f[0] - f[1]), 200 * (f[1] - f[2])])
+
+    for one, other in combinations((style.INK, style.SECOND, style.THIRD), 2):
+        assert np.linalg.norm(seen(one) - seen(other)) > 20, (one, other)
+    for colour in (style.INK, style.SECOND, style.THIRD, style.FOURTH):
+        assert contrast(colour, "#ffffff") > 3
+    for text, ground in re.findall(r"\.verdict\.\w+ { color: (#\w+); background: (#\w+)", page._STYLE):
+        assert contrast(text, ground) > 4.5

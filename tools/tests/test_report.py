@@ -6,6 +6,8 @@ import subprocess
 from html.parser import HTMLParser
 from pathlib import Path
 
+import matplotlib.pyplot as plt
+import numpy as np
 import pytest
 from test_check import DECK
 
@@ -129,10 +131,13 @@ def test_a_browser_shows_it(page, tmp_path):
         pytest.skip("chromium is not installed")
     flags = ["--headless", "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run", "--disable-background-networking",
              "--disable-component-update", "--disable-sync", f"--user-data-dir={tmp_path / 'profile'}", "--window-size=500,1000"]
-    # The page reports on itself: a narrow window must not have to scroll sideways, every picture must have loaded,
-    # the keyboard must reach links and scrolling regions.
+    # The page reports on itself: a narrow window, and one as narrow as a phone, must not have to scroll sideways, every picture
+    # must have loaded, the keyboard must reach links and scrolling regions.
     probe = ("<script>addEventListener('load', () => { document.title = JSON.stringify({ wide: document.documentElement.scrollWidth - innerWidth, "
              "broken: [...document.images].filter(i => !i.naturalWidth).length, images: document.images.length, "
+             "phone: (document.documentElement.style.width = '360px', "
+             "Math.max(...[...document.querySelectorAll('body, header, main, section, p, h1, h2, h3, figure, img, .wide, pre')].map("
+             "e => e.getBoundingClientRect().right)) - 360), "
              "regions: document.querySelectorAll('[tabindex=\"0\"]').length, "
              "focus: [...document.querySelectorAll('a, [tabindex]')].every(e => { e.focus(); return document.activeElement === e; }) }); });</script>")
     probed = tmp_path / "probed.html"
@@ -142,7 +147,12 @@ def test_a_browser_shows_it(page, tmp_path):
     assert title, result.stderr[-2000:]
     facts = dict(re.findall(r'"(\w+)":([\w-]+)', title[1].replace("&quot;", '"')))
     assert int(facts["wide"]) <= 0 and facts["broken"] == "0" and facts["images"] == str(PICTURES) and facts["focus"] == "true"
-    assert int(facts["regions"]) >= 5
+    assert int(facts["regions"]) >= 5 and int(facts["phone"]) <= 0
+    shot = tmp_path / "page.png"
+    subprocess.run([browser, *flags, "--hide-scrollbars", f"--screenshot={shot}", page.as_uri()], capture_output=True, timeout=120, check=True)
+    pixels = (np.array(plt.imread(shot))[..., :3] * 255).round()
+    assert pixels.shape == (1000, 500, 3) and (pixels == [0xe3, 0xf4, 0xee]).all(axis=2).sum() > 5000  # the verdict's green
+    assert 0.02 < (pixels.min(axis=2) < 200).mean() < 0.6  # neither empty nor black
     subprocess.run([browser, *flags, f"--print-to-pdf={tmp_path / 'page.pdf'}", page.as_uri()], capture_output=True, timeout=120, check=True)
     pdf = (tmp_path / "page.pdf").read_bytes()
     assert pdf.startswith(b"%PDF") and pdf.count(b"/Type /Page\n") + pdf.count(b"/Type /Page ") + pdf.count(b"/Type/Page/") >= 2

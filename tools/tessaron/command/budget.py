@@ -3,7 +3,7 @@
 Compares the bunches that the monitors of a run wrote, particle by particle, and tells for every element and drift the mean energy
 change (negative for a loss), its rms over the particles, and the change of energy spread, length and emittances. Best with a monitor
 at every boundary (trackers that end at its marker, each followed by a monitor); what lies between two bunches is interpolated and
-marked with ~. Further runs of the same bunch through the same places are subtracted, to take forces apart: a run with the walls'
+marked with ~. Exit status 1 if the run did not complete. Further runs of the same bunch through the same places are subtracted, to take forces apart: a run with the walls'
 wake alone (par4 = 1) or the radiation alone (par5 = 1), or, with the sub-bunch models, a run through a straight of the same length
 (--straight), whose energy changes are those of the bunch's own Coulomb field.
 """
@@ -29,11 +29,12 @@ def options(parser: ArgumentParser) -> None:
     add("--straight", metavar="FILE", help="write the lattice block of a straight with the same boundaries to FILE, and nothing else")
 
 
-def run(options: Namespace) -> None:
+def run(options: Namespace) -> int:
     from ..beam.budget import COLUMNS, budget_records, energy_budget
     from ..lattice.sections import straight_lattice
     from ..pictures.tables import budget_table, text_table
     from ..study.folder import RunFolder
+    from .common import status_of
 
     folder = RunFolder(options.folder)
     if folder.orbit is None:
@@ -42,7 +43,7 @@ def run(options: Namespace) -> None:
     if options.straight:
         Path(options.straight).write_text(straight_lattice(boundaries))
         print(f"{options.straight}: {len(boundaries)} boundaries, {boundaries[-1].s:.6g} m")
-        return
+        return 0
     stations = read_stations(folder)
     rows = energy_budget(stations, boundaries)
     print(text_table(*budget_table(rows)))
@@ -55,6 +56,7 @@ def run(options: Namespace) -> None:
         from ..pictures import along, plots
 
         plots.save(along.budget(rows, stations, boundaries), options.output)
+    return status_of(folder)
 
 
 def read_stations(folder) -> list[Station]:

@@ -9,6 +9,7 @@ if TYPE_CHECKING:
     from ..beam.bunch import Bunch
     from ..files.outputs import Boundary
     from ..lattice.of_deck import Orbit
+    from ..study.folder import RunFolder
 
 TEXT_FORMATS = "fmt0 fmt1 fmt2 fmt3 umbra openpmd csv".split()
 OUT_FORMATS = "fmt1 fmt2 umbra openpmd csv".split()
@@ -113,3 +114,10 @@ def progress(items: Iterable, count: int, name: str) -> Iterable:
     except ModuleNotFoundError:  # nobody should miss a result for want of a bar
         return items
     return tqdm(items, total=count, desc=name, leave=False)
+
+
+def status_of(folder: RunFolder) -> int:
+    """Exit status of a subcommand that looked at a run: 1, with the reason on standard error, if the run did not complete."""
+    if not folder.verdict.completed:
+        print(f"{folder.folder}: {folder.verdict.line}", file=sys.stderr)
+    return 0 if folder.verdict.completed else 1

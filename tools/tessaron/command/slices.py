@@ -1,7 +1,7 @@
 """Slices of one bunch after the other.
 
 Tells current, energy, spread, emittance and centroid of slices of every bunch: of the files, or of all whole bunches that the monitors
-of a run wrote if a folder is named. Slices of equal charge are numbered from the tail to the head.
+of a run wrote if a folder is named; exit status 1 if that run did not complete. Slices of equal charge are numbered from the tail to the head.
 """
 from __future__ import annotations
 
@@ -10,7 +10,7 @@ from argparse import ArgumentParser, Namespace
 from dataclasses import fields
 from pathlib import Path
 
-from .common import BunchReader, add_bunch_options, progress
+from .common import BunchReader, add_bunch_options, progress, status_of
 
 
 def options(parser: ArgumentParser) -> None:
@@ -24,9 +24,10 @@ def options(parser: ArgumentParser) -> None:
     add("-o", "--output", metavar="FILE", help="draw slices of equal charge along s; png, svg or pdf by its name")
 
 
-def run(options: Namespace) -> None:
+def run(options: Namespace) -> int:
     from ..beam.slices import Slices, slice_moments
     from ..pictures.tables import column_table, text_table
+    from ..study.folder import RunFolder
 
     if options.slices < 1:
         raise ValueError("--slices must be 1 or above")
@@ -54,15 +55,20 @@ def run(options: Namespace) -> None:
 
         on_orbit = all(place is not None for _, _, place, _ in tables)
         plots.save(along.slices_along([(place if on_orbit else ct, table) for _, ct, place, table in tables]), options.output)
+    return status_of(RunFolder(options.files[0])) if _is_run(options) else 0
 
 
 UNITS = {"s": "_m", "current": "_A", "energy": "_eV", "energy_spread": "_eV", "emittance_u": "_m", "emittance_w": "_m", "emittance_u_free": "_m",
          "centre_u": "_m", "angle_u": "_rad", "particles": ""}
 
 
+def _is_run(options: Namespace) -> bool:
+    return len(options.files) == 1 and Path(options.files[0]).is_dir()
+
+
 def _bunches(options: Namespace):
     """Name, bunch and orbit of all bunches asked for."""
-    if len(options.files) == 1 and Path(options.files[0]).is_dir():
+    if _is_run(options):
         from ..study.folder import RunFolder
 
         folder = RunFolder(options.files[0])
