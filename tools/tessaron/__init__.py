@@ -22,6 +22,7 @@ _HOMES = {
     ".lattice.elements": ("Dipole", "Drift", "Map", "Marker", "Multipole", "Quadrupole", "ThinQuadrupole"),
     ".lattice.lattice": ("Lattice",),
     ".study.converge": ("converge",),
+    ".study.models": ("compare_models",),
     ".study.particles": ("Particles",),
     ".study.process": ("Progress", "RunFailed", "find_program"),
     ".study.result": ("Result",),
@@ -37,6 +38,7 @@ if TYPE_CHECKING:
     from .lattice.elements import Dipole, Drift, Map, Marker, Multipole, Quadrupole, ThinQuadrupole
     from .lattice.lattice import Lattice
     from .study.converge import converge
+    from .study.models import compare_models
     from .study.particles import Particles
     from .study.process import Progress, RunFailed, find_program
     from .study.result import Result
