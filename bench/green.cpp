@@ -10,8 +10,7 @@
 #include "beam/bunch_record_owner.hpp"
 #include "field/observer_work.hpp"
 #include "forces/force_settings_owner.hpp"
-#include "forces/green/boxes.hpp"
-#include "forces/green/sources.hpp"
+#include "forces/green/evaluation.hpp"
 #include "forces/models.hpp"
 #include "lattice/lattice_record_owner.hpp"
 
@@ -65,7 +64,10 @@ void settings(ForceType type, double box) {
 }
 
 /// Some smooth field: here only the lookup counts.
-void smooth_field(double a, double b, GreenRow& field) { field = {a, b, a * b}; }
+const struct Smooth final : GreenField {
+  void at(double a, double b, GreenRow& field) const override { field = {a, b, a * b}; }
+} smooth;
+constinit GreenMesh mesh{};
 
 /// Nodes of a mesh of half sub-bunch lengths over the bunch, column by column.
 struct Nodes {
@@ -85,7 +87,7 @@ void lay_mesh() {
   static PathArcs arcs;
   const double u = 12 * rms_long, v = 12 * rms_rad;
   bounda([&](double th) { return u * std::abs(std::cos(th)) + v * std::abs(std::sin(th)); }, 0, relpoly);
-  gmesh0({relpoly, arcs, 0, sigma_long, sigma_long, false, smooth_field});
+  gmesh0({relpoly, arcs, 0, sigma_long, sigma_long, false}, mesh);
 }
 
 void count_pairs(benchmark::State& state, double sources, double points) {
@@ -116,7 +118,7 @@ void BM_double_loop(benchmark::State& state) {
   for (auto _ : state) {
     for (const GreenSourceTile& tile : tiles) {
       for (std::size_t e = 0; e < nodes.x.size(); ++e) {
-        green_add_tile(tile, true, nodes.x[e], nodes.y[e], nodes.sum[e]);
+        green_add_tile(tile, mesh, smooth, true, nodes.x[e], nodes.y[e], nodes.sum[e]);
       }
     }
     benchmark::DoNotOptimize(nodes.sum.data());
@@ -138,7 +140,7 @@ void BM_single_lookups(benchmark::State& state) {
       for (std::size_t e = 0; e < nodes.x.size(); ++e) {
         const double dx = nodes.x[e] - p.x, dy = nodes.y[e] - p.y;
         GreenRow f{};
-        gmesh2(source.c[0] * dx + source.s[0] * dy, source.c[0] * dy - source.s[0] * dx, f);
+        gmesh2(mesh, smooth, source.c[0] * dx + source.s[0] * dy, source.c[0] * dy - source.s[0] * dx, f);
         source.add_field(0, f, nodes.sum[e]);
       }
     }
@@ -160,12 +162,12 @@ void BM_evaluation(benchmark::State& state, ForceType type) {
     }
   }
   double nodes = 0;
-  for (std::int32_t k = 1; k <= box_mesh.nbox; ++k) {
-    for (const std::int32_t corner : box_mesh.box[k].corner) nodes = std::max<double>(nodes, corner);
+  for (std::int32_t k = 1; k <= green_work.boxes.nbox; ++k) {
+    for (const std::int32_t corner : green_work.boxes.box[k].corner) nodes = std::max<double>(nodes, corner);
   }
   double single = 0;
-  for (std::int32_t i = 1; i <= ptlcom.npart; ++i) single += !box_mesh.inbox[i];
-  const auto flags = green_mesh.gflag.run(1, green_mesh.nblock);
+  for (std::int32_t i = 1; i <= ptlcom.npart; ++i) single += !green_work.boxes.inbox[i];
+  const auto flags = green_work.mesh.gflag.run(1, green_work.mesh.nblock);
   state.counters["rows"] = static_cast<double>(std::count(flags.begin(), flags.end(), true));
   count_pairs(state, ptlcom.npart, nodes + single);
 }

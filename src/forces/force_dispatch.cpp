@@ -73,7 +73,7 @@ Status frcims(ForceType& type, ParticleTable& particles, SectionTable& sections,
               ForceTable& forces) {
   pgbunch(particles, sections);
   exchange_settings(type, ct);
-  static ObserverWork observer;
+  static constinit ObserverWork observer;  // all zero: it takes no room in the program file
   const Status status = type == ForceType::csr_p_to_p
                             ? force2(particles, sections, ct, observer, forces)
                             : force3(type, particles, sections, ct, observer, forces);

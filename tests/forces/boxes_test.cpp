@@ -10,18 +10,20 @@ using test::Models;
 
 struct Boxes : Models {
   static inline ObservationPoints points;
+  static inline SortSpace sort;
+  static inline BoxMesh mesh;
   static inline ForceTable table;
   static constexpr double sigma = 1e-5;
 
   Force at(std::int32_t i) const { return table[i]; }
   void build(bool to_mesh = true) {
-    log = test::console_of([&] { frcbox(ptlcom.particle, sigma, sigma, to_mesh, points); });
+    log = test::console_of([&] { frcbox(ptlcom.particle, sigma, sigma, to_mesh, sort, mesh, points); });
   }
   /// Gives each point a field that depends on its place, and takes it to the particles.
   template <class Field>
   void take(Field field, const ReferenceMotion& reference) {
     for (std::int32_t e = 1; e <= points.ne; ++e) points.sum[e] = field(points.lab[e].x, points.lab[e].y);
-    frcint(ptlcom.particle, reference, points, table);
+    frcint(ptlcom.particle, reference, mesh, points, table);
   }
   void cloud(int n, double length, double width, double angle) {
     for (int i = 0; i < n; ++i) add(length * normal(), width * normal(), 0);
@@ -37,10 +39,10 @@ TEST_F(Boxes, ReproduceALinearFieldExactlyInAnyFrame) {
     ptlcom_store.npart = 0;
     cloud(3000, 4e-5, 1e-5, angle);
     build();
-    ASSERT_GT(box_mesh.nbox, 50);
+    ASSERT_GT(mesh.nbox, 50);
     ASSERT_LE(points.ne, ptlcom.npart);
-    EXPECT_NEAR(box_mesh.du, 0.5 * sigma, 0.05 * sigma);
-    EXPECT_NEAR(box_mesh.dv, 0.5 * sigma, 0.05 * sigma);
+    EXPECT_NEAR(mesh.du, 0.5 * sigma, 0.05 * sigma);
+    EXPECT_NEAR(mesh.dv, 0.5 * sigma, 0.05 * sigma);
     take(linear, {ptlcom.particle[1].phi, beta_of(ptlcom.particle[1]), 0});
     for (std::int32_t i = 1; i <= ptlcom.npart; ++i) {
       const GreenRow exact = linear(ptlcom.particle[i].x, ptlcom.particle[i].y);
@@ -95,7 +97,7 @@ TEST_F(Boxes, ShareTheirCorners) {
     for (const double v : {0.5, 1.9})
       for (int k = 0; k < 4; ++k) add(u * sigma, v * sigma, 0);
   build();
-  EXPECT_EQ(box_mesh.nu, 2);
+  EXPECT_EQ(mesh.nu, 2);
   EXPECT_EQ(log.at(0), "  boxes = 4  e_points= 9  p_points= 0");
 }
 
@@ -104,7 +106,7 @@ TEST_F(Boxes, OfAThinBunchAreOneCellWide) {
     ptlcom_store.npart = 0;
     cloud(100, 1e-4, width, 0);
     build();
-    EXPECT_EQ(box_mesh.nv, 1);
+    EXPECT_EQ(mesh.nv, 1);
     take([](double x, double) { return GreenRow{x, 1, 0}; }, {0, 1, 0});
     for (std::int32_t i = 1; i <= 100; ++i) ASSERT_NEAR(at(i).along, ptlcom.particle[i].x, 1e-12);
   }

@@ -1,6 +1,5 @@
 #include <algorithm>
 
-#include "forces/green/mesh/mesh.hpp"
 #include "forces/models_fixture.hpp"
 
 namespace tessaron {
@@ -101,14 +100,14 @@ TEST_F(GreensForce, InBlocksEqualsInOne) {
   arc_bunch(60, 2e-4, 1e-4);
   shake(1e-3, 1e-3);
   const auto whole = forces(csr_g_to_m);
-  ASSERT_FALSE(green_mesh.more());
-  ASSERT_EQ(green_mesh.gfirst, 1);
-  const auto rows = static_cast<std::int32_t>(green_mesh.ngreen);
+  ASSERT_FALSE(green_work.mesh.more());
+  ASSERT_EQ(green_work.mesh.gfirst, 1);
+  const auto rows = static_cast<std::int32_t>(green_work.mesh.ngreen);
   for (const int blocks : {2, 5, 20}) {
     grnrst();
     green_set_capacity(rows / blocks);
     EXPECT_LT(deviation(whole, forces(csr_g_to_m)), 1e-10 * size(whole)) << blocks;
-    EXPECT_GT(green_mesh.gfirst, 1);
+    EXPECT_GT(green_work.mesh.gfirst, 1);
     forces(csr_g_to_m);  // such a mesh is not kept
     for (const auto& line : log) EXPECT_EQ(line.find("old"), std::string::npos);
   }

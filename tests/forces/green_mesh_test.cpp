@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include "forces/green/mesh/lookup.hpp"
-#include "forces/green/mesh/mesh_owner.hpp"
 #include "forces/green/sources.hpp"
 #include "forces/green_fixture.hpp"
 
@@ -14,7 +13,11 @@ using test::Random;
 
 int calls = 0;
 // Bilinear interpolation reproduces a plane.
-void plane(double a, double b, GreenRow& f) { f = {1 + 2 * a - 3 * b, 4 * b - a, 0.5 + a + b}, ++calls; }
+const struct Plane final : GreenField {
+  void at(double a, double b, GreenRow& f) const override {
+    f = {1 + 2 * a - 3 * b, 4 * b - a, 0.5 + a + b}, ++calls;
+  }
+} plane;
 /// A polygon around an ellipse, with sharp ends where ry is small.
 Polygon around(double x0, double y0, double rx, double ry) {
   Polygon polygon;
@@ -41,11 +44,13 @@ const Case cases[] = {
     {0, 0, 3, 3, 0, 0.3, false},   {3, 2, 1e-6, 1e-6, 0, 1, true}, {0, 0, 60, 40, 50, 0.5, true},
 };
 PathArcs arcs;
+constinit GreenMesh mesh{};
 
-bool lay(const Case& c, GreenField field, std::int32_t capacity = maxgre) {
+bool lay(const Case& c, std::int32_t capacity = maxgre) {
   arcs[1] = {-c.front, -c.front, 0, 0};
-  return gmesh0({around(c.x0, c.y0, c.rx, c.ry), arcs, c.front > 0 ? 1 : 0, 1, c.sigma_rad, c.shielded, field,
-                 capacity});
+  return gmesh0(
+      {around(c.x0, c.y0, c.rx, c.ry), arcs, c.front > 0 ? 1 : 0, 1, c.sigma_rad, c.shielded, capacity},
+      mesh);
 }
 
 /// Places inside the polygon, away from its edge.
@@ -61,11 +66,11 @@ std::vector<PlanePoint> places(const Case& c, int n) {
 
 TEST(GreenMesh, ReproducesAPlaneEverywhereInThePolygon) {
   for (const Case& c : cases) {
-    ASSERT_FALSE(lay(c, plane));
+    ASSERT_FALSE(lay(c));
     for (const PlanePoint& p : places(c, 500)) {
       GreenRow f, exact;
-      ASSERT_EQ(gmesh2(p.x, p.y, f), Cover::inside) << c.x0 << " " << p.x << " " << p.y;
-      plane(p.x, p.y, exact);
+      ASSERT_EQ(gmesh2(mesh, plane, p.x, p.y, f), Cover::inside) << c.x0 << " " << p.x << " " << p.y;
+      plane.at(p.x, p.y, exact);
       ASSERT_NEAR(f.f1, exact.f1, 1e-10);
       ASSERT_NEAR(f.f2, exact.f2, 1e-10);
       ASSERT_NEAR(f.bz, exact.bz, 1e-10);
@@ -80,8 +85,8 @@ TEST(GreenMesh, KeepsTheSpacingOfRows) {
   for (const double sigma_rad : {0.4, 0.43, 0.82, 1.1, 1.55})
     all.push_back({0, 0, 40, 38, 0, sigma_rad, false});
   for (const Case& c : all) {
-    lay(c, plane);
-    const GreenMesh& m = green_mesh;
+    lay(c);
+    const GreenMesh& m = mesh;
     const double R = 10 * c.sigma_rad;
     std::int64_t before = 0;
     for (int i = 1; i <= m.nxg; ++i) {
@@ -110,55 +115,54 @@ TEST(GreenMesh, KeepsTheSpacingOfRows) {
 
 TEST(GreenMesh, FindsTheStripOfEveryPlace) {
   for (const Case& c : cases) {
-    lay(c, plane);
-    const GreenMesh& m = green_mesh;
+    lay(c);
+    const GreenMesh& m = mesh;
     int k;
     for (int i = 1; i <= m.nxg; ++i) {
       const double x = m.line[i].x, below = std::nextafter(x, -1e300);
-      ASSERT_TRUE(fmesh2(x, k));
+      ASSERT_TRUE(fmesh2(mesh, x, k));
       EXPECT_EQ(k, std::min(i, m.nxg - 1));
-      ASSERT_EQ(fmesh2(below, k), i > 1);
+      ASSERT_EQ(fmesh2(mesh, below, k), i > 1);
       EXPECT_EQ(k, std::max(i - 1, 1));
     }
-    EXPECT_FALSE(fmesh2(std::nextafter(m.line[m.nxg].x, 1e300), k));
-    EXPECT_FALSE(fmesh2(std::nan(""), k));
+    EXPECT_FALSE(fmesh2(mesh, std::nextafter(m.line[m.nxg].x, 1e300), k));
+    EXPECT_FALSE(fmesh2(mesh, std::nan(""), k));
   }
 }
 
 TEST(GreenMesh, ComputesARowWhenItIsFirstNeededAndNeverAgain) {
-  lay(cases[0], plane);
+  lay(cases[0]);
   GreenRow first, again;
   calls = 0;
-  gmesh2(7.3, 2.1, first);
+  gmesh2(mesh, plane, 7.3, 2.1, first);
   EXPECT_EQ(calls, 4);
-  gmesh2(7.3, 2.1, again);
+  gmesh2(mesh, plane, 7.3, 2.1, again);
   EXPECT_EQ(calls, 4);
   EXPECT_EQ(first.f1, again.f1);
 }
 
 TEST(GreenMesh, MarksTheRowsThatLookupsCompute) {
-  const auto flags = [] {
-    return std::vector<bool>(&green_mesh.gflag[1], &green_mesh.gflag[1] + green_mesh.nblock);
-  };
+  const auto flags = [] { return std::vector<bool>(&mesh.gflag[1], &mesh.gflag[1] + mesh.nblock); };
   for (const Case& c : cases) {
     const auto list = places(c, 300);
-    lay(c, plane);
-    for (const PlanePoint& p : list) EXPECT_EQ(gmesh1(p.x, p.y), Cover::inside);
+    lay(c);
+    for (const PlanePoint& p : list) EXPECT_EQ(gmesh1(mesh, p.x, p.y), Cover::inside);
     const std::vector<bool> marked = flags();
-    lay(c, plane);
+    lay(c);
     GreenRow f;
-    for (const PlanePoint& p : list) gmesh2(p.x, p.y, f);
+    for (const PlanePoint& p : list) gmesh2(mesh, plane, p.x, p.y, f);
     EXPECT_EQ(marked, flags());
   }
 }
 
 TEST(GreenMesh, TellsHowAPlaceBeyondItLies) {
-  lay(cases[0], plane);
+  lay(cases[0]);
   GreenRow f;
-  for (const double x : {41.0, -41.0, std::nan("")}) EXPECT_EQ(gmesh2(x, 0, f), Cover::beyond_mesh);
-  EXPECT_EQ(gmesh2(0, 31, f), Cover::beside_lines);
-  EXPECT_EQ(gmesh2(39, 29, f), Cover::beside_lines);
-  EXPECT_EQ(gmesh2(0, std::nan(""), f), Cover::beside_lines);
+  for (const double x : {41.0, -41.0, std::nan("")})
+    EXPECT_EQ(gmesh2(mesh, plane, x, 0, f), Cover::beyond_mesh);
+  EXPECT_EQ(gmesh2(mesh, plane, 0, 31, f), Cover::beside_lines);
+  EXPECT_EQ(gmesh2(mesh, plane, 39, 29, f), Cover::beside_lines);
+  EXPECT_EQ(gmesh2(mesh, plane, 0, std::nan(""), f), Cover::beside_lines);
 }
 
 // One source at (1, 2) with the angle phi, a plane field E + beta n x cB of it: the sums are the field of a
@@ -166,16 +170,16 @@ TEST(GreenMesh, TellsHowAPlaceBeyondItLies) {
 // mesh has it exactly.
 TEST(SourceTerm, TurnsTheFieldAndCorrectsItsVelocityTerm) {
   const double phi = 0.3, ref_phi = -0.2, beta = 0.8, q = 3;
-  lay(cases[0], plane);
+  lay(cases[0]);
   GreenSourceTile source{};
   source.add(1, 2, phi, q, ref_phi, beta);
   GreenRow sum{};
-  green_add_tile(source, true, 4.5, 1.25, sum);
+  green_add_tile(source, mesh, plane, true, 4.5, 1.25, sum);
 
   const double a = std::cos(phi) * 3.5 - std::sin(phi) * 0.75,
                b = -std::cos(phi) * 0.75 - std::sin(phi) * 3.5;
   GreenRow f;
-  plane(a, b, f);
+  plane.at(a, b, f);
   // electric field in lab axes: n x (0, 0, B) = (ny, -nx) B is taken off along the source's direction
   const double ex = std::cos(phi) * f.f1 - std::sin(phi) * f.f2 - beta * std::sin(phi) * f.bz;
   const double ey = std::sin(phi) * f.f1 + std::cos(phi) * f.f2 + beta * std::cos(phi) * f.bz;
@@ -187,19 +191,19 @@ TEST(SourceTerm, TurnsTheFieldAndCorrectsItsVelocityTerm) {
 
 TEST(GreenMeshDeath, AMeshThatDoesNotFitStopsTheRun) {
   const auto clean_end = testing::ExitedWithCode(0);
-  EXPECT_EXIT(lay({0, 0, 4, 30, 0, 1, false}, plane, 100), clean_end, "");  // no two lines fit
-  EXPECT_EXIT(lay({0, 0, 1e6, 1, 0, 1, true}, plane), clean_end, "");       // too many lines
-  EXPECT_EXIT(lay({0, 0, 4, 1e300, 0, 1, true}, plane), clean_end, "");     // too many rows on a line
-  EXPECT_EXIT(lay({std::nan(""), 0, 4, 1, 0, 1, true}, plane), clean_end, "");
+  EXPECT_EXIT(lay({0, 0, 4, 30, 0, 1, false}, 100), clean_end, "");  // no two lines fit
+  EXPECT_EXIT(lay({0, 0, 1e6, 1, 0, 1, true}), clean_end, "");       // too many lines
+  EXPECT_EXIT(lay({0, 0, 4, 1e300, 0, 1, true}), clean_end, "");     // too many rows on a line
+  EXPECT_EXIT(lay({std::nan(""), 0, 4, 1, 0, 1, true}), clean_end, "");
 }
 
 TEST(GreenMeshDeath, APlaceBetweenNoTwoLinesStopsTheRun) {
   const auto search_damaged_mesh = [] {
     ::dup2(STDERR_FILENO, STDOUT_FILENO);
-    lay(cases[0], plane);
-    green_mesh_store.line[2].x = std::nan("");
+    lay(cases[0]);
+    mesh.line[2].x = std::nan("");
     int k;
-    (void)fmesh2(green_mesh.line[1].x, k);
+    (void)fmesh2(mesh, mesh.line[1].x, k);
   };
   EXPECT_EXIT(search_damaged_mesh(), testing::ExitedWithCode(0), " fmesh2: there is something wrong\n");
 }

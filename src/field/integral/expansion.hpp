@@ -14,7 +14,7 @@ struct ExpansionRecord {
   // the observation event and the test particle
   double t0 = 0;
   Vec3 r0;
-  double gamma0 = 1, u0 = 1;  ///< u0 = 1 / gamma0^2
+  double gamma0 = 0, u0 = 0;  ///< u0 = 1 / gamma0^2
   double beta0 = 0;
   Vec3 e0;
   double sigmat = 0;  ///< rms of the profile [s]

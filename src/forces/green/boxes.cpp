@@ -6,20 +6,16 @@
 #include "common/sort2.hpp"
 #include "forces/field_settings.hpp"
 #include "forces/force_settings.hpp"
-#include "forces/whole_part.hpp"
 #include "run/line_writer.hpp"
 
 namespace tessaron {
 
 namespace {
 
-constinit BoxMesh mesh{};          // all zero: it takes no room in the program file
-Table<double, maxprt> key, other;  // for sorting
-
 constexpr int box_minimum = 4;                 ///< particles that are worth four nodes
 constexpr std::int64_t most_cells = 90000000;  ///< along or across: node numbers stay exact reals
 
-void find_range(const ParticleTable& particles) {
+void find_range(const ParticleTable& particles, BoxMesh& mesh) {
   mesh.umin = mesh.umax = mesh.vmin = mesh.vmax = 0;
   for (std::int32_t i = 1; i <= ptlcom.npart; ++i) {
     if (!ptlcom.test[i]) continue;
@@ -38,21 +34,21 @@ void split(double range, double size, std::int64_t& n, double& cell) {
   cell = range > 0 ? range / static_cast<double>(n) : size;
 }
 
-std::int64_t cell_along(double u) { return whole_part((u - mesh.umin) / mesh.du, 0, mesh.nu - 1); }
-std::int64_t cell_across(double v) { return whole_part((v - mesh.vmin) / mesh.dv, 0, mesh.nv - 1); }
+/// The number of the cell around a particle, 1 or more.
+double cell_number(const BoxMesh& mesh, const Particle& particle) {
+  const std::int64_t iu = mesh.cell_along(mesh.u_of(particle)), iv = mesh.cell_across(mesh.v_of(particle));
+  return static_cast<double>(iu + 1 + (mesh.nu + 1) * iv);
+}
 
 /// Sorts the particles by their cells; cells with enough of them become boxes, in the order of the cells.
-void find_boxes(const ParticleTable& particles) {
+void find_boxes(const ParticleTable& particles, SortSpace& sort, BoxMesh& mesh) {
+  auto& [key, other] = sort;
   const std::int32_t npart = ptlcom.npart;
   for (std::int32_t i = 1; i <= npart; ++i) {
-    key[i] = 0;
-    if (ptlcom.test[i]) {
-      const std::int64_t iu = cell_along(mesh.u_of(particles[i])), iv = cell_across(mesh.v_of(particles[i]));
-      key[i] = static_cast<double>(iu + 1 + (mesh.nu + 1) * iv);
-    }
+    key[i] = ptlcom.test[i] ? cell_number(mesh, particles[i]) : 0;
     other[i] = i;
-    mesh.inbox[i] = false;
   }
+  std::ranges::fill(mesh.inbox.run(1, npart), false);
   sort2(npart, &key[1], &other[1]);
   mesh.nbox = 0;
   for (std::int32_t first = 1, next; first <= npart; first = next) {
@@ -68,7 +64,8 @@ void find_boxes(const ParticleTable& particles) {
 }
 
 /// Each distinct corner of the boxes becomes an observation point, in the order of the node numbers.
-void take_nodes(ObservationPoints& points) {
+void take_nodes(SortSpace& sort, BoxMesh& mesh, ObservationPoints& points) {
+  auto& [key, other] = sort;
   const std::int64_t row = mesh.nu + 1;
   int n = 0;
   for (std::int32_t k = 1; k <= mesh.nbox; ++k) {
@@ -91,7 +88,7 @@ void take_nodes(ObservationPoints& points) {
   }
 }
 
-void take_single_particles(const ParticleTable& particles, ObservationPoints& points) {
+void take_single_particles(const ParticleTable& particles, BoxMesh& mesh, ObservationPoints& points) {
   for (std::int32_t i = 1; i <= ptlcom.npart; ++i) {
     if (!ptlcom.test[i] || mesh.inbox[i]) continue;
     points.relative[++points.ne] = {particles[i].x - mesh.x, particles[i].y - mesh.y};
@@ -99,9 +96,10 @@ void take_single_particles(const ParticleTable& particles, ObservationPoints& po
   }
 }
 
-GreenRow interpolate(const ForceBox& box, double u, double v, const ObservationPoints& points) {
-  const double ta = (u - mesh.umin) / mesh.du - static_cast<double>(cell_along(u));
-  const double tb = (v - mesh.vmin) / mesh.dv - static_cast<double>(cell_across(v));
+GreenRow interpolate(const BoxMesh& mesh, const ForceBox& box, double u, double v,
+                     const ObservationPoints& points) {
+  const double ta = (u - mesh.umin) / mesh.du - static_cast<double>(mesh.cell_along(u));
+  const double tb = (v - mesh.vmin) / mesh.dv - static_cast<double>(mesh.cell_across(v));
   const double weight[] = {(1 - ta) * (1 - tb), ta * (1 - tb), (1 - ta) * tb, ta * tb};
   GreenRow mean{};
   for (int corner = 0; corner < 4; ++corner) {
@@ -123,40 +121,38 @@ Force turn_to_motion(const GreenRow& f, const ReferenceMotion& reference, const 
 
 }  // namespace
 
-const BoxMesh& box_mesh = mesh;
-
 void frcbox(const ParticleTable& particles, double sigma_long, double sigma_rad, bool to_mesh,
-            ObservationPoints& points) {
+            SortSpace& sort, BoxMesh& mesh, ObservationPoints& points) {
   const Particle& reference = particles[1];
   mesh.x = reference.x, mesh.y = reference.y;
   mesh.c = std::cos(reference.phi), mesh.s = std::sin(reference.phi);
   mesh.nbox = 0;
   points.ne = 0;
   if (to_mesh) {
-    find_range(particles);
+    find_range(particles, mesh);
     split(mesh.umax - mesh.umin, force_settings.sbox * sigma_long, mesh.nu, mesh.du);
     split(mesh.vmax - mesh.vmin, force_settings.rbox * sigma_rad, mesh.nv, mesh.dv);
-    find_boxes(particles);
-    take_nodes(points);
+    find_boxes(particles, sort, mesh);
+    take_nodes(sort, mesh, points);
   } else {
     std::ranges::fill(mesh.inbox.run(1, ptlcom.npart), false);
   }
   const std::int32_t nodes = points.ne;
-  take_single_particles(particles, points);
+  take_single_particles(particles, mesh, points);
   for (std::int32_t e = 1; e <= points.ne; ++e) {
     points.lab[e] = {points.relative[e].x + mesh.x, points.relative[e].y + mesh.y};
   }
   if (to_mesh) msgout(FreeForm("boxes =", mesh.nbox, " e_points=", nodes, " p_points=", points.ne - nodes));
 }
 
-void frcint(const ParticleTable& particles, const ReferenceMotion& reference, const ObservationPoints& points,
-            ForceTable& forces) {
+void frcint(const ParticleTable& particles, const ReferenceMotion& reference, const BoxMesh& mesh,
+            const ObservationPoints& points, ForceTable& forces) {
   for (std::int32_t i = 1; i <= ptlcom.npart; ++i) {
     forces[i] = Force{};
     if (!ptlcom.test[i]) continue;
     const Particle& p = particles[i];
     const GreenRow f = mesh.inbox[i]
-                           ? interpolate(mesh.box[mesh.pindex[i]], mesh.u_of(p), mesh.v_of(p), points)
+                           ? interpolate(mesh, mesh.box[mesh.pindex[i]], mesh.u_of(p), mesh.v_of(p), points)
                            : points.sum[mesh.pindex[i]];
     forces[i] = turn_to_motion(f, reference, p);
   }

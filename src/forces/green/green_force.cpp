@@ -3,7 +3,6 @@
 #include "field/observer_work.hpp"
 #include "field/source_record.hpp"
 #include "forces/field_settings.hpp"
-#include "forces/green/boxes.hpp"
 #include "forces/green/evaluation.hpp"
 #include "forces/models.hpp"
 #include "group/process_group.hpp"
@@ -16,11 +15,11 @@ namespace tessaron {
 
 namespace {
 
-constinit ObservationPoints points{};  // all zero: it takes no room in the program file
+constinit GreenWork store{};  // all zero: it takes no room in the program file
 
 /// Adds the field of a source times q to this process's points, in lab axes [V/m].
 void add_source(const FieldSource& source, double q, double ct, const ReferenceMotion& reference,
-                const ProcessIdentity& id, ObserverWork& observer) {
+                const ProcessIdentity& id, ObserverWork& observer, ObservationPoints& points) {
   for (std::int32_t e = 1; e <= points.ne; ++e) {
     if (!own_item(e, id)) continue;
     double r[3], n[3], t;
@@ -35,13 +34,14 @@ void add_source(const FieldSource& source, double q, double ct, const ReferenceM
 
 /// Field sums of the points with a path for each source.
 void source_sums(const ParticleTable& particles, const SectionTable& sections, double ct,
-                 const ReferenceMotion& reference, FieldSource& source, ObserverWork& observer) {
+                 const ReferenceMotion& reference, FieldSource& source, ObserverWork& observer,
+                 ObservationPoints& points) {
   const ProcessIdentity id = pgflags();
   for (std::int32_t isrc = 1; isrc <= ptlcom.npart; ++isrc) {
     if (!ptlcom.source[isrc]) continue;
     setpth(particles[isrc], sections[isrc], latcom.nlat, ct, source);
     finit(source, "check", 0);
-    add_source(source, particles[isrc].q, ct, reference, id, observer);
+    add_source(source, particles[isrc].q, ct, reference, id, observer, points);
     if (id.master && ptlcom.npart > 999 && isrc % 100 == 0) {
       console_line(FreeForm("isrc=", isrc, " npart=", ptlcom.npart).items());
     }
@@ -56,6 +56,15 @@ void source_sums(const ParticleTable& particles, const SectionTable& sections, d
 
 }  // namespace
 
+const GreenWork& green_work = store;
+
+void grnrst() {
+  store.kept.ct = 0;
+  store.kept.ok = false;
+}
+
+bool green_kept() { return store.kept.ok; }
+
 Status force3(ForceType type, const ParticleTable& particles, const SectionTable& sections, double ct,
               ObserverWork& observer, ForceTable& forces) {
   FieldSource source;
@@ -64,15 +73,17 @@ Status force3(ForceType type, const ParticleTable& particles, const SectionTable
   const bool to_mesh = type == ForceType::csr_p_to_m || type == ForceType::csr_g_to_m;
   const bool use_green = type == ForceType::csr_g_to_p || type == ForceType::csr_g_to_m;
 
-  frcbox(particles, force_settings.sigma_long, force_settings.sigma_rad, to_mesh, points);
+  ObservationPoints& points = store.points;
+  frcbox(particles, force_settings.sigma_long, force_settings.sigma_rad, to_mesh, store.sort, store.boxes,
+         points);
   for (std::int32_t e = 1; e <= points.ne; ++e) points.sum[e] = {};
   if (use_green) {
-    green_sums(particles, sections, ct, source, observer, points, reference);
+    green_sums(particles, sections, ct, source, observer, reference, store);
   } else {
-    source_sums(particles, sections, ct, reference, source, observer);
+    source_sums(particles, sections, ct, reference, source, observer, points);
   }
   pgsum(&points.sum[1].f1, 3, points.ne);
-  if (pgflags().master) frcint(particles, reference, points, forces);
+  if (pgflags().master) frcint(particles, reference, store.boxes, points, forces);
   return ok;
 }
 

@@ -27,37 +27,39 @@ void turn_positions(const GreenSourceTile& t, double x, double y, Lookups& l) {
 }
 
 /// A position without rows in this block: its field directly, unless another block has it.
-void add_uncovered(const GreenSourceTile& t, int k, Cover cover, bool first_pass, const Lookups& l,
-                   GreenRow& sum) {
+void add_uncovered(const GreenSourceTile& t, const GreenField& source, int k, Cover cover, bool first_pass,
+                   const Lookups& l, GreenRow& sum) {
   if (cover == Cover::other_block || (cover == Cover::beyond_mesh && !first_pass)) return;
   GreenRow field;
-  green_mesh.field(l.a[k], l.b[k], field);
+  source.at(l.a[k], l.b[k], field);
   t.add_field(k, field, sum);
 }
 
-void find_rows(const GreenSourceTile& t, bool first_pass, Lookups& l, GreenRow& sum) {
+void find_rows(const GreenSourceTile& t, const GreenMesh& mesh, const GreenField& source, bool first_pass,
+               Lookups& l, GreenRow& sum) {
   GreenPatch patch;
   l.found = 0;
   for (int k = 0; k < t.n; ++k) {
     const double a = l.a[k], b = l.b[k];
     if (!patch.holds(a, b)) [[unlikely]] {
-      const Cover cover = take_patch(green_mesh, a, b, patch);
+      const Cover cover = take_patch(mesh, a, b, patch);
       if (cover != Cover::inside) {
-        add_uncovered(t, k, cover, first_pass, l, sum);
+        add_uncovered(t, source, k, cover, first_pass, l, sum);
         continue;
       }
     }
     l.source[l.found] = k;
-    l.corners[l.found++] = patch.corners(green_mesh, a, b);
+    l.corners[l.found++] = patch.corners(mesh, a, b);
   }
 }
 
-void add_fields(const GreenSourceTile& t, const Lookups& l, GreenRow& sum) {
+void add_fields(const GreenSourceTile& t, GreenMesh& mesh, const GreenField& source, const Lookups& l,
+                GreenRow& sum) {
   for (int i = 0; i < l.found; ++i) {
     const int k = l.source[i];
     GreenRow field = l.corners[i].weigh();
     if (!has_field(field)) [[unlikely]]
-      gmesh2(l.a[k], l.b[k], field);
+      gmesh2(mesh, source, l.a[k], l.b[k], field);
     t.add_field(k, field, sum);
   }
 }
@@ -77,12 +79,13 @@ void GreenSourceTile::add(double place_x, double place_y, double phi, double wei
   w[n++] = weight;
 }
 
-void green_add_tile(const GreenSourceTile& sources, bool first_pass, double x, double y, GreenRow& sum) {
+void green_add_tile(const GreenSourceTile& sources, GreenMesh& mesh, const GreenField& source,
+                    bool first_pass, double x, double y, GreenRow& sum) {
   Lookups l;
   GreenRow total = sum;
   turn_positions(sources, x, y, l);
-  find_rows(sources, first_pass, l, total);
-  add_fields(sources, l, total);
+  find_rows(sources, mesh, source, first_pass, l, total);
+  add_fields(sources, mesh, source, l, total);
   sum = total;
 }
 

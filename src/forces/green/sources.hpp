@@ -32,6 +32,7 @@ struct GreenSourceTile {
 /// Adds the field of a tile of sources to the sums of the point at (x, y), as far as the present block has
 /// it, as `gmesh2` would for each. A position that no block covers is computed directly, once: in the block
 /// that has its strip, or in the first pass.
-void green_add_tile(const GreenSourceTile& sources, bool first_pass, double x, double y, GreenRow& sum);
+void green_add_tile(const GreenSourceTile& sources, GreenMesh& mesh, const GreenField& source,
+                    bool first_pass, double x, double y, GreenRow& sum);
 
 }  // namespace tessaron

@@ -3,29 +3,26 @@
 #include <algorithm>
 
 #include "common/console.hpp"
-#include "forces/green/mesh/mesh_owner.hpp"
 #include "forces/green/mesh/patch.hpp"
 
 namespace tessaron {
 
 namespace {
 
-GreenMesh& mesh = green_mesh_store;
-
 /// Gives the rows around (a, b) their fields.
-void fill_rows(const GreenPatch& patch, double b) {
+void fill_rows(GreenMesh& mesh, const GreenField& source, const GreenPatch& patch, double b) {
   for (int side = 0; side < 2; ++side) {
     double t;
     const int place = patch.line[side].around(b, t);
     for (int d = 0; d < 2; ++d) {
-      if (!mesh.gflag[place + d]) green_fill_row(patch.strip + side, place + d + mesh.gbase);
+      if (!mesh.gflag[place + d]) green_fill_row(mesh, source, patch.strip + side, place + d + mesh.gbase);
     }
   }
 }
 
 }  // namespace
 
-bool fmesh2(double x, int& k) {
+bool fmesh2(const GreenMesh& mesh, double x, int& k) {
   const int n = mesh.nxg;
   if (n < 2 || !(x >= mesh.line[1].x && x <= mesh.line[n].x)) return false;
   k = strip_around(mesh, x);
@@ -33,29 +30,29 @@ bool fmesh2(double x, int& k) {
   return true;
 }
 
-void green_fill_row(int i, std::int64_t j) {
+void green_fill_row(GreenMesh& mesh, const GreenField& source, int i, std::int64_t j) {
   GreenStretches stretches;
   green_stretches(mesh, i, stretches);
   const int place = static_cast<int>(j - mesh.gbase);
-  mesh.field(mesh.line[i].x, green_row_place(stretches, j), mesh.gtab[place]);
+  source.at(mesh.line[i].x, green_row_place(stretches, j), mesh.gtab[place]);
   if (!mesh.gflag[place]) mesh.used[++mesh.nused] = place;
   mesh.gflag[place] = true;
 }
 
-Cover gmesh2(double a, double b, GreenRow& field) {
+Cover gmesh2(GreenMesh& mesh, const GreenField& source, double a, double b, GreenRow& field) {
   GreenPatch patch;
   const Cover cover = take_patch(mesh, a, b, patch);
   if (cover != Cover::inside) return cover;
   const GreenCorners at = patch.corners(mesh, a, b);
   field = at.weigh();
   if (!has_field(field)) {
-    fill_rows(patch, b);
+    fill_rows(mesh, source, patch, b);
     field = at.weigh();
   }
   return cover;
 }
 
-Cover gmesh1(double a, double b) {
+Cover gmesh1(GreenMesh& mesh, double a, double b) {
   GreenPatch patch;
   const Cover cover = take_patch(mesh, a, b, patch);
   if (cover != Cover::inside) return cover;

@@ -13,16 +13,16 @@ enum class Cover {
 
 /// Finds the strip k with line[k].x <= x < line[k+1].x; the last line belongs to the strip below it. False if
 /// x is not within the lines.
-bool fmesh2(double x, int& k);
+bool fmesh2(const GreenMesh& mesh, double x, int& k);
 
 /// The field at (a, b), bilinear between the two rows next to b on the two lines next to a. Rows that hold no
-/// field yet get theirs. `field` is set for Cover::inside alone.
-Cover gmesh2(double a, double b, GreenRow& field);
+/// field yet get theirs from the source. `field` is set for Cover::inside alone.
+Cover gmesh2(GreenMesh& mesh, const GreenField& source, double a, double b, GreenRow& field);
 
 /// Marks the rows that `gmesh2` at (a, b) is going to need.
-Cover gmesh1(double a, double b);
+Cover gmesh1(GreenMesh& mesh, double a, double b);
 
 /// Computes row j of line i, given by its running number, and marks it.
-void green_fill_row(int i, std::int64_t j);
+void green_fill_row(GreenMesh& mesh, const GreenField& source, int i, std::int64_t j);
 
 }  // namespace tessaron

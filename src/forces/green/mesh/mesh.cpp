@@ -1,21 +1,16 @@
+#include "forces/green/mesh/mesh.hpp"
+
 #include <algorithm>
 #include <cmath>
 #include <limits>
 
 #include "common/console.hpp"
-#include "forces/green/mesh/mesh_owner.hpp"
 #include "forces/whole_part.hpp"
 #include "run/line_writer.hpp"
 
 namespace tessaron {
 
-constinit GreenMesh green_mesh_store{};  // all zero: it takes no room in the program file
-const GreenMesh& green_mesh = green_mesh_store;
-
 namespace {
-
-GreenMesh& mesh = green_mesh_store;
-GreenLines lines;
 
 [[noreturn]] void mesh_too_large() {
   msgout("error exit: meshing of green's function");
@@ -46,7 +41,8 @@ std::int64_t last_row(std::int64_t j, double length, double step) {
   return std::max(j + n, static_cast<std::int64_t>(last));
 }
 
-void take_lines() {
+void take_lines(GreenMesh& mesh) {
+  const GreenLines& lines = mesh.laid;
   mesh.nxg = lines.n;
   mesh.line[0] = {};
   for (int i = 1; i <= mesh.nxg; ++i) {
@@ -57,7 +53,7 @@ void take_lines() {
 
 /// The inner lines reach from the last one at or before -5 sigma_long to the first one at or behind
 /// +5 sigma_long, as far as the mesh does.
-void find_inner_lines(double sigma_long) {
+void find_inner_lines(double sigma_long, GreenMesh& mesh) {
   int at_or_before = 0, below = 0;
   for (int i = 1; i <= mesh.nxg; ++i) {
     if (mesh.line[i].x <= -5 * sigma_long) at_or_before = i;
@@ -67,7 +63,7 @@ void find_inner_lines(double sigma_long) {
   mesh.iline2 = std::min(below + 1, mesh.nxg);
 }
 
-void fill_search_cells() {
+void fill_search_cells(GreenMesh& mesh) {
   mesh.cells_per_metre = (maxxgidx - 1) * inverse(mesh.line[mesh.nxg].x - mesh.line[1].x);
   mesh.xgidx.fill(1);
   for (int i = 2; i <= mesh.nxg - 1; ++i) {
@@ -98,7 +94,7 @@ Range gmshy(const Polygon& polygon, double xa, double xb) {
   return range;
 }
 
-void find_line_ends(const Polygon& polygon) {
+void find_line_ends(const Polygon& polygon, GreenMesh& mesh) {
   Range before;
   for (int i = 1; i <= mesh.nxg; ++i) {
     const Range behind = i < mesh.nxg ? gmshy(polygon, mesh.line[i].x, mesh.line[i + 1].x) : before;
@@ -144,7 +140,7 @@ GreenStretches inner_stretches(const GreenLine& line, std::int64_t j0, double co
   return s;
 }
 
-void lay_rows(const GreenMeshPlan& plan, const GreenZones& zones) {
+void lay_rows(const GreenMeshPlan& plan, const GreenZones& zones, GreenMesh& mesh) {
   for (int i = 1; i <= mesh.nxg; ++i) {
     GreenLine& line = mesh.line[i];
     const std::int64_t j0 = mesh.line[i - 1].gend + 1;
@@ -164,7 +160,7 @@ void lay_rows(const GreenMeshPlan& plan, const GreenZones& zones) {
 }
 
 /// Empties places 1..nblock.
-void empty_table() {
+void empty_table(GreenMesh& mesh) {
   if (mesh.all_used) {
     mesh.nempty = 0;
   } else {
@@ -176,7 +172,7 @@ void empty_table() {
 }
 
 /// Takes as many lines from gfirst on as the table holds.
-bool take_block() {
+bool take_block(GreenMesh& mesh) {
   const std::int64_t before = mesh.line[mesh.gfirst - 1].gend;
   mesh.glast = mesh.gfirst;
   while (mesh.glast < mesh.nxg && mesh.line[mesh.glast + 1].gend - before < mesh.capacity) ++mesh.glast;
@@ -184,34 +180,33 @@ bool take_block() {
   mesh.gbase = before;
   mesh.nblock = static_cast<std::int32_t>(mesh.line[mesh.glast].gend - before);
   if (mesh.nblock > mesh.capacity) mesh_too_large();
-  empty_table();
+  empty_table(mesh);
   return mesh.more();
 }
 
 }  // namespace
 
-bool gmesh0(const GreenMeshPlan& plan) {
+bool gmesh0(const GreenMeshPlan& plan, GreenMesh& mesh) {
   const MeshSteps steps = mesh_steps(plan.sigma_long, plan.shielded);
   GreenZones zones;
   green_zones(plan.relpoly, plan.arcs, plan.narcs, steps, zones);
   double xmin, xmax;
   polygon_range(plan.relpoly, xmin, xmax);
-  if (!gmshx(xmin, xmax, steps, zones, lines) || 3 * lines.n > maxgre) mesh_too_large();
+  if (!gmshx(xmin, xmax, steps, zones, mesh.laid) || 3 * mesh.laid.n > maxgre) mesh_too_large();
 
-  mesh.field = plan.field;
   mesh.capacity = std::min(plan.capacity, maxgre);
-  take_lines();
-  find_inner_lines(plan.sigma_long);
-  fill_search_cells();
-  find_line_ends(plan.relpoly);
-  lay_rows(plan, zones);
+  take_lines(mesh);
+  find_inner_lines(plan.sigma_long, mesh);
+  fill_search_cells(mesh);
+  find_line_ends(plan.relpoly, mesh);
+  lay_rows(plan, zones, mesh);
   mesh.gfirst = 1;
-  return take_block();
+  return take_block(mesh);
 }
 
-bool gmesh0_next() {
+bool gmesh0_next(GreenMesh& mesh) {
   mesh.gfirst = mesh.glast;
-  return take_block();
+  return take_block(mesh);
 }
 
 void green_stretches(const GreenMesh& m, int i, GreenStretches& stretches) {

@@ -20,7 +20,12 @@ struct GreenRow {
 };
 static_assert(sizeof(GreenRow) == 3 * sizeof(double));
 /// What the mesh tabulates.
-using GreenField = void (*)(double a, double b, GreenRow& field);
+struct GreenField {
+  virtual void at(double a, double b, GreenRow& field) const = 0;
+
+ protected:
+  ~GreenField() = default;
+};
 
 /// Rows along b on a line: up to three stretches of even rows, coarse, fine, coarse. Neighbours share their
 /// end row. Stretch k (0, 1, 2) reaches from yb[k] to yb[k+1] with the rows jb[k] .. jb[k+1]; one that is
@@ -43,7 +48,7 @@ struct GreenLine {
 inline constexpr int maxhlp = 100;     ///< inner lines
 inline constexpr int maxxgidx = 1000;  ///< cells of the line search
 
-/// Owner: green_mesh.cpp lays the mesh, green_lookup.cpp fills its rows.
+/// A mesh: `gmesh0` lays it, lookups fill its rows.
 struct GreenMesh {
   int nxg;                                   ///< lines
   Table<GreenLine, maxgreline + 1, 0> line;  ///< 1..nxg; gend of line 0 is 0
@@ -57,7 +62,6 @@ struct GreenMesh {
   std::int64_t gbase;     ///< row j of the mesh sits at place j - gbase of the table
   std::int32_t nblock;    ///< rows of the block
   std::int32_t capacity;  ///< rows that a block may have
-  GreenField field;
 
   Table<GreenRow, maxgre> gtab;  ///< 1..nblock
   Table<bool, maxgre> gflag;     ///< the place holds a field, or in a group: is required
@@ -68,6 +72,8 @@ struct GreenMesh {
   bool all_used;        ///< any place may be in use (`gmesh1`, rows of a group)
   Table<std::int32_t, maxgre> used;
 
+  GreenLines laid;  ///< the lines while the mesh is being laid
+
   bool is_inner(int i) const { return i >= iline1 && i <= iline2; }
   bool more() const { return glast < nxg; }
   /// A row without a field is no number, so that a lookup finds it in its result.
@@ -76,7 +82,6 @@ struct GreenMesh {
     gflag[place] = false;
   }
 };
-extern const GreenMesh& green_mesh;
 
 /// What a mesh is laid for.
 struct GreenMeshPlan {
@@ -85,15 +90,14 @@ struct GreenMeshPlan {
   int narcs;
   double sigma_long, sigma_rad;  ///< [m]
   bool shielded;
-  GreenField field;
   std::int32_t capacity = maxgre;  ///< rows of a block, up to maxgre
 };
 
 /// Lays the mesh and goes to its first block. A mesh that does not fit its capacities stops the run.
 /// \return true if lines remain for further blocks.
-bool gmesh0(const GreenMeshPlan& plan);
+bool gmesh0(const GreenMeshPlan& plan, GreenMesh& mesh);
 /// Goes to the next block. The rows of the one before are lost.
-bool gmesh0_next();
+bool gmesh0_next(GreenMesh& mesh);
 
 /// The cell of `xgidx` before the one in which the search of a strip for x starts, 0..999; x is within the
 /// lines.

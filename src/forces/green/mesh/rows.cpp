@@ -5,14 +5,11 @@
 #include "common/console.hpp"
 #include "common/freeform.hpp"
 #include "forces/green/mesh/lookup.hpp"
-#include "forces/green/mesh/mesh_owner.hpp"
 #include "group/process_group.hpp"
 
 namespace tessaron {
 
 namespace {
-
-GreenMesh& mesh = green_mesh_store;
 
 std::int64_t progress_step(std::int64_t total) {
   for (const std::int64_t step : {1000000, 100000, 10000}) {
@@ -22,7 +19,8 @@ std::int64_t progress_step(std::int64_t total) {
 }
 
 /// Marks the rows around all positions of this process's points relative to the sources.
-void mark_needed(const ObservationPoints& points, const ParticleTable& particles, const ProcessIdentity& id) {
+void mark_needed(const ObservationPoints& points, const ParticleTable& particles, const ProcessIdentity& id,
+                 GreenMesh& mesh) {
   for (std::int32_t i = 1; i <= ptlcom.npart; ++i) {
     if (ptlcom.source[i]) {
       const Particle& p = particles[i];
@@ -30,7 +28,7 @@ void mark_needed(const ObservationPoints& points, const ParticleTable& particles
       for (std::int32_t e = 1; e <= points.ne; ++e) {
         if (!own_item(e, id)) continue;
         const double dx = points.lab[e].x - p.x, dy = points.lab[e].y - p.y;
-        gmesh1(c * dx + s * dy, c * dy - s * dx);
+        gmesh1(mesh, c * dx + s * dy, c * dy - s * dx);
       }
     }
     if (id.master) green_progress(" isrc_gmesh1=", i, " npart =", ptlcom.npart);
@@ -38,13 +36,13 @@ void mark_needed(const ObservationPoints& points, const ParticleTable& particles
 }
 
 /// Computes this process's share of the rows that are required, and zeroes the others.
-void compute_share(const ProcessIdentity& id) {
+void compute_share(const ProcessIdentity& id, const GreenField& source, GreenMesh& mesh) {
   std::int64_t required = 0;
   for (int i = mesh.gfirst; i <= mesh.glast; ++i) {
     for (std::int64_t j = mesh.line[i - 1].gend + 1; j <= mesh.line[i].gend; ++j) {
       const int place = static_cast<int>(j - mesh.gbase);
       mesh.gtab[place] = {};
-      if (mesh.gflag[place] && own_item(++required, id)) green_fill_row(i, j);
+      if (mesh.gflag[place] && own_item(++required, id)) green_fill_row(mesh, source, i, j);
       if (id.master) {
         const bool end = place == 1 || place == mesh.nblock || j % progress_step(mesh.nblock) == 0;
         if (end) console_line(FreeForm(" i_green    =", j, " ngreen=", mesh.ngreen).items());
@@ -60,7 +58,8 @@ void green_progress(std::string_view text, std::int64_t item, std::string_view t
   console_line(FreeForm(text, item, text2, total).items());
 }
 
-void green_rows_of_block(const ObservationPoints& points, const ParticleTable& particles) {
+void green_rows_of_block(const ObservationPoints& points, const ParticleTable& particles,
+                         const GreenField& source, GreenMesh& mesh) {
   const ProcessIdentity id = pgflags();
   // Marking what is needed costs sources times points; beyond this ratio computing all rows costs less.
   const double tables = static_cast<double>(mesh.ngreen / maxgre + 1);
@@ -70,7 +69,7 @@ void green_rows_of_block(const ObservationPoints& points, const ParticleTable& p
   if (ratio > 1) {
     for (std::int32_t place = 1; place <= mesh.nblock; ++place) mesh.gflag[place] = true;
   } else {
-    mark_needed(points, particles, id);
+    mark_needed(points, particles, id, mesh);
     if (mesh.nblock > 0) {
       pgorf(&mesh.gflag[1], mesh.nblock);
       pgflg(&mesh.gflag[1], mesh.nblock, maxgre);
@@ -78,7 +77,7 @@ void green_rows_of_block(const ObservationPoints& points, const ParticleTable& p
   }
   if (mesh.nblock == 0) return;
   mesh.all_used = true;
-  compute_share(id);
+  compute_share(id, source, mesh);
   pgsum(&mesh.gtab[1].f1, 3, mesh.nblock);
   pgrows(&mesh.gtab[1].f1, 3, mesh.nblock, maxgre);
   for (std::int32_t place = 1; place <= mesh.nblock; ++place) {
