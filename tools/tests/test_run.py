@@ -68,22 +68,28 @@ def test_a_deck_goes_through_objects_and_runs_the_same(tmp_path, program):
 
 
 def test_results_by_time_and_marker(tmp_path, program, bunch):
-    run = Run(CHICANE, bunch, PROJECTED, monitors=Monitors().steps().sub_bunch().every(4).at("B2_out"))
+    run = Run(CHICANE, bunch, PROJECTED, monitors=Monitors().steps().sub_bunch().every(4).at("B2_out"),
+              tracker=Tracker.through(CHICANE.markers))
     assert [finding for finding in run.check() if finding.severity == "error"] == []
     result = run.start(tmp_path / "run", program=program, progress=False)
     assert result.ending.completed and "completed" in repr(result)
     assert_same(result.start, bunch, 1e-11)
-    assert len(result.bunches) == 6 and (np.diff(result.bunches.ct) > 0).all() and len(result.bunches[1:3]) == 2
-    assert result.bunch(marker="B2_out").ct == pytest.approx(result.time_of("B2_out"), abs=0.01)
+    assert len(result.bunches) == 14 and (np.diff(result.bunches.ct) > 0).all() and len(result.bunches[1:3]) == 2
+    assert result.bunch(marker="B2_out").ct == pytest.approx(result.time_of("B2_out"), abs=1e-4)
     assert result.bunch(ct=16).ct == result.end.ct
-    for bad in (dict(marker="B1_out"), dict(ct=1e3)):
+    for bad in (dict(ct=2.6), dict(ct=1e3)):
         with pytest.raises(ValueError, match="no bunch within 0.1 m"):
             result.bunch(**bad)
-    assert result.steps.ct[-1] == pytest.approx(result.end.ct, rel=1e-6) and result.log.steps == len(result.steps.ct) - 1
+    assert result.steps.ct[-1] == pytest.approx(result.end.ct, rel=1e-6) and result.log.steps == len(set(result.steps.ct)) - 1
     # the bunch has become shorter, by 1 + chirp R56
     compressed = 1 / (1 + 36 * CHICANE.matrix()[4, 5])
     assert result.quantities["compression"] == pytest.approx(compressed, rel=0.15)
     assert result.quantities["loss"] == pytest.approx(bunch.energy.mean() - result.end.energy.mean(), rel=1e-3)
+    # the sections' energy changes are those of the whole, and each row is one of the lattice's
+    budget = result.energy_budget()
+    table = budget.table()
+    assert table.mean_energy_change_eV.sum() == pytest.approx(-result.quantities["loss"], rel=1e-6) and len(table) == 9
+    assert table.mean_energy_change_eV[0] > -1 and len(budget.plot().axes) == 4 and "rms_energy_change_eV" in budget._repr_html_()
     html = result._repr_html_()
     assert "completed" in html and "data:image/png;base64," in html and "emittance" in html
     with pytest.raises(FileExistsError, match="overwrite=True"):
@@ -148,6 +154,7 @@ def test_bunches_from_arrays_and_other_programs(bunch, tmp_path):
     (lambda: Run("lattice", "b.dat"), "lattice must be a Lattice"),
     (lambda: Run(Lattice([tessaron.Drift(1)]), "b.dat"), "tracker is needed"),
     (lambda: Run(CHICANE, "b.dat", forces="projected"), "forces must be Forces"),
+    (lambda: Run(CHICANE, "b.dat", monitors=Monitors().steps().sub_bunch().at(*CHICANE.markers)), "more than the 10 online monitors"),
     (lambda: Bunch.gaussian(10, energy_eV=1e9, charge_C=1e-9, length_m="1"), "length_m must be a number"),
     (lambda: Bunch.gaussian(10, energy_eV=1e9, charge_C=1e-9, length_m=1e-4, beta_m=(1, 2, 3)), "beta_m must be a number or two"),
     (lambda: Bunch.from_arrays(x_m=[0, 1], y_m=0, z_m=[1, 2, 3], px_eV_c=1e9, py_eV_c=0, pz_eV_c=0, q_C=1), "x_m must hold 3 numbers"),

@@ -21,6 +21,7 @@ from .process import DECK
 from .settings import IoPath, Monitor, OnlineMonitor
 
 if TYPE_CHECKING:
+    from .budget import EnergyBudget
     from .run import Run
 
 PARTS = "resumed_*"  #: folders of the runs that went on with an interrupted one
@@ -158,6 +159,16 @@ class Result:
             table = outputs.Steps(np.r_[table.ct[kept], later.ct], np.r_[table.error[kept], later.error],
                                   np.r_[table.duty[kept], later.duty], np.c_[table.calls[:, kept], later.calls])
         return table
+
+    def energy_budget(self) -> "EnergyBudget":
+        """Where the energy went: by element and drift, between the bunches that monitors wrote. `Tracker.through(markers)` puts
+        one at every marked boundary; between two of them the energies are interpolated.
+
+        :raises ValueError: less than two bunches.
+        """
+        from .budget import budget_of
+
+        return budget_of(self)
 
     def summaries(self) -> list[Summary]:
         """The numbers of every bunch, about the design orbit, in the order of time."""

@@ -7,13 +7,14 @@ from pathlib import Path
 from typing import TYPE_CHECKING, Callable, Iterable, Sequence, TypeVar
 
 from ..beam.bunch import Bunch
+from ..files.keys import CAPACITY
 from ..lattice.lattice import Lattice
 from .block import Block
 from .particles import Particles
 from .process import DECK, RunFailed, run_program
 from .progress import Bar
 from .reading import Command, commands_of_deck
-from .settings import Forces, IoPath, Monitor, Monitors, Steps, Tracker
+from .settings import Forces, IoPath, Monitor, Monitors, OnlineMonitor, Steps, Tracker
 
 if TYPE_CHECKING:
     from ..check.state import Finding
@@ -49,15 +50,20 @@ class Run:
         for name, value, kind in (("forces", forces, Forces), ("steps", steps, Steps)):
             if not isinstance(value, kind):
                 raise ValueError(f"Run: {name} must be {kind.__name__}, not {type(value).__name__}")
-        if monitors is None:
+        if monitors is not None:
+            monitors = Monitors(monitors)
+        else:
             monitors = Monitors().steps() if forces.type == "none" else Monitors().steps().sub_bunch()
         if tracker is None:
             if not lattice.markers:
                 raise ValueError("Run: tracker is needed, for the lattice has no marker to track to")
             tracker = Tracker(end_time_marker=max(lattice.markers, key=lattice.s_of))
+        if sum(isinstance(monitor, OnlineMonitor) for monitor in monitors) > CAPACITY["maxmon"]:
+            raise ValueError(f"Run: monitors holds more than the {CAPACITY['maxmon']} online monitors that work at a time; "
+                             "tracker=Tracker.through(markers) writes the bunch at any number of places")
         course = [tracker] if isinstance(tracker, Tracker) else list(tracker)
         self._settle([IoPath(logfile=LOG), lattice, bunch if isinstance(bunch, Particles) else Particles(bunch), forces, steps,
-                      Monitor(START), *Monitors(monitors), *course, Monitor(END)])
+                      Monitor(START), *monitors, *course, Monitor(END)])
 
     @classmethod
     def from_commands(cls, commands: Iterable[Command]) -> "Run":

@@ -179,6 +179,15 @@ class Tracker(Block):
             raise ValueError(f"Tracker: delta_time_c0 must be above 0, not {self.delta_time_c0!r}")
 
 
+    @classmethod
+    def through(cls, markers: Iterable[str], format: str = "fmt1") -> "list[Tracker | Monitor]":
+        """A tracking run to each marker in turn, and the bunch there as `at_MARKER.dat`: what a Run takes as its tracker.
+
+            Run(lattice, bunch, forces, tracker=Tracker.through(lattice.markers))
+        """
+        return [block for marker in markers for block in (cls(end_time_marker=marker), Monitor(f"at_{marker}.dat", format))]
+
+
 @dataclass(frozen=True)
 class Monitor(Block):
     """Writes the bunch at once, where it stands among the commands: a `monitor` block.
@@ -265,7 +274,8 @@ class Monitors(list):
         return self._with(OnlineMonitor(name, format=format, start_time_c0="now", end_time_c0=FOREVER, time_step_c0=distance))
 
     def at(self, *markers: str, format: str = "fmt1") -> "Monitors":
-        """The whole bunch at the first step at which the reference particle has reached each marked boundary."""
+        """The whole bunch at the first step at which the reference particle has reached each marked boundary. Ten monitors may
+        work at a time; for more places see `Tracker.through`."""
         for marker in markers:
             self._with(OnlineMonitor(f"at_{marker}.dat", format=format, start_time_marker=marker, end_time_c0=FOREVER,
                                      time_step_c0=FOREVER))
