@@ -1,3 +1,8 @@
+#include "common/chunks.hpp"
 #include "driver/driver.hpp"
 
-int main(int argc, char** argv) { return tessaron::run_process(argc, argv); }
+int main(int argc, char** argv) {
+  int status = 0;
+  tessaron::with_threads([&] { status = tessaron::run_process(argc, argv); });
+  return status;
+}

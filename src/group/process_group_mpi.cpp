@@ -32,7 +32,8 @@ void end_after_worker_stop(std::string_view line) {
 ProcessIdentity pgflags() { return identity; }
 
 void pgstart(int* argc, char*** argv) {
-  MPI_Init(argc, argv);
+  int provided = 0;  // the other threads of a process leave MPI alone
+  MPI_Init_thread(argc, argv, MPI_THREAD_FUNNELED, &provided);
   int rank = 0, size = 1;
   MPI_Comm_rank(MPI_COMM_WORLD, &rank);
   MPI_Comm_size(MPI_COMM_WORLD, &size);

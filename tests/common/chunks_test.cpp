@@ -1,0 +1,62 @@
+#include "common/chunks.hpp"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#ifdef _OPENMP
+#include <omp.h>
+#endif
+
+namespace tessaron {
+namespace {
+
+// Chunks are consecutive and of nearly equal size, so that each thing belongs to exactly one of them.
+TEST(Chunks, CutAllThingsIntoRunsOfNearlyEqualSize) {
+  for (const int n : {0, 1, 5, 4095, 8192, 100000, 2000000000})
+    for (const int smallest : {1, 1000, 4096}) {
+      const Chunks chunks = Chunks::of(n, smallest, 7);
+      int next = 1;
+      for (int c = 1; c <= chunks.count; ++c) {
+        const Chunk chunk = chunks[c];
+        EXPECT_EQ(chunk.number, c);
+        EXPECT_EQ(chunk.first, next);
+        EXPECT_LE(std::abs(chunk.size() - n / chunks.count), 1) << n;
+        EXPECT_GE(chunk.size(), chunks.count > 1 ? smallest : 0);
+        next = chunk.last + 1;
+      }
+      EXPECT_EQ(next, n + 1);
+    }
+}
+
+// Jobs of all sizes one after the other, some within another one's work: each piece is done once, and all of
+// it when the call returns. Without a team the caller does the same by itself.
+TEST(Chunks, AreEachWorkedOnOnceByAnyTeam) {
+  const auto all_jobs = [] {
+    for (int job = 0; job < 3000; ++job) {
+      const int n = 1 + job * 37 % 300, nested = job % 10 == 0 ? 5 : 1;
+      std::vector<int> visits(static_cast<std::size_t>(n));
+      over_chunks(Chunks::of(n, 1 + job % 20), [&](const Chunk& chunk) {
+        over_chunks({nested, nested}, [&](const Chunk&) {
+          for (int i = chunk.first; i <= chunk.last; ++i) ++visits[static_cast<std::size_t>(i - 1)];
+        });
+      });
+      ASSERT_EQ(visits, std::vector<int>(visits.size(), nested)) << job;
+    }
+  };
+  all_jobs();
+  EXPECT_EQ(thread_count(), 1);
+#ifdef _OPENMP
+  for (const int threads : {1, 2, 7}) {
+    omp_set_num_threads(threads);
+    with_threads([&] {
+      EXPECT_EQ(thread_count(), threads);
+      all_jobs();
+    });
+    EXPECT_EQ(thread_count(), 1);
+  }
+#endif
+}
+
+}  // namespace
+}  // namespace tessaron
