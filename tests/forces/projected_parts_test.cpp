@@ -57,6 +57,31 @@ TEST(Convol, RunsOverTheIndicesAtWhichBothSeriesExist) {
   }
 }
 
+// Above 1500 points a convolution goes through a transform: the sum written out is the reference, to a few
+// roundings of the root sums of squares of both. The ranges: that of the force on a grid, short and long;
+// results that need a cycle of 4097 for the sake of the last and of the first; more than exist.
+TEST(Convol, OfLongSeriesIsThatOfTheSumsWrittenOut) {
+  std::mt19937 random(7);
+  std::normal_distribution<double> normal;
+  const int cases[][6] = {{-2999, 25, -40, 2960, -40, 2960},
+                          {-39999, 25, 7, 40006, 7, 40006},
+                          {0, 2559, 0, 2559, 2000, 4096},
+                          {0, 2559, 0, 2559, 1022, 3000},
+                          {5, 2004, -7, 1492, -100, 6000}};
+  for (const auto& [a1, a2, b1, b2, c1, c2] : cases) {
+    std::vector<double> a(static_cast<std::size_t>(a2 - a1 + 1)), b(static_cast<std::size_t>(b2 - b1 + 1));
+    std::vector<double> c(static_cast<std::size_t>(c2 - c1 + 1), 99.0), direct = c;
+    for (double& value : a) value = normal(random);
+    for (double& value : b) value = normal(random);
+    convol({a.data(), a1, a2}, {b.data(), b1, b2}, {c.data(), c1, c2}, 1, 0.5);
+    convol_direct({a.data(), a1, a2}, {b.data(), b1, b2}, {direct.data(), c1, c2}, 1, 0.5);
+    const double bound = 2e-15 * 0.5 * std::sqrt(static_cast<double>(a.size() * b.size()));
+    double worst = 0;
+    for (std::size_t k = 0; k < c.size(); ++k) worst = std::max(worst, std::abs(c[k] - direct[k]));
+    EXPECT_LT(worst, bound) << a2 << " " << b2;
+  }
+}
+
 std::vector<Force> smoothed(const std::vector<double>& z, double par1, double par2, double odd_charge = 1) {
   static ForceTable pad;
   const int n = static_cast<int>(z.size());

@@ -1,18 +1,23 @@
 #include "forces/projected/convolution.hpp"
 
 #include <algorithm>
+#include <bit>
+#include <span>
 
-// The inner loop is nothing but products and sums; wider registers halve its time where the machine has them.
-// The products and sums are the same in both versions, and so are the results.
-#if defined(__GNUC__) && !defined(__clang__) && defined(__x86_64__) && !defined(__SANITIZE_ADDRESS__)
-#define TESSARON_WIDE_CLONES __attribute__((target_clones("arch=x86-64-v3", "default")))
-#else
-#define TESSARON_WIDE_CLONES
-#endif
+#include "common/clones.hpp"
+#include "common/fourier.hpp"
 
 namespace tessaron {
 
 namespace {
+
+/// Fewer points, in either series or in the result, are summed faster than they are transformed.
+constexpr int shortest_transformed = 1500;
+
+template <class Real>
+std::int64_t size_of(const Indexed<Real>& series) {
+  return std::int64_t{series.hi} - series.lo + 1;
+}
 
 constexpr int tile = 16;  ///< results that are summed together, held in registers
 
@@ -69,7 +74,7 @@ void convolve_tile(const Series& a, const Series& b, int m, double* c) {
 
 }  // namespace
 
-void convol(Series a, Series b, Output c, std::int64_t stride, double factor) {
+void convol_direct(Series a, Series b, Output c, std::int64_t stride, double factor) {
   std::int64_t m = c.lo;
   if (stride == 1) {
     for (; m + tile - 1 <= c.hi; m += tile) {
@@ -83,6 +88,24 @@ void convol(Series a, Series b, Output c, std::int64_t stride, double factor) {
     const Overlap range = overlap(a, b, place);
     c.cells[m - c.lo] = factor * partial_sum(a, b, place, range.from, range.to);
   }
+}
+
+void convol(Series a, Series b, Output c, std::int64_t stride, double factor) {
+  // Results exist from `zero` to `end`, wanted are those from `first` to `last`. In a cycle of this length
+  // the others may fall on each other, but not on these.
+  const std::int64_t zero = std::int64_t{a.lo} + b.lo, end = std::int64_t{a.hi} + b.hi;
+  const std::int64_t first = std::max<std::int64_t>(c.lo, zero), last = std::min<std::int64_t>(c.hi, end);
+  const std::int64_t length = std::max({end - first + 1, last - zero + 1, size_of(a), size_of(b)});
+  if (stride != 1 || std::min({size_of(a), size_of(b), last - first + 1}) < shortest_transformed ||
+      length > longest_cycle)
+    return convol_direct(a, b, c, stride, factor);
+
+  const auto cycle = static_cast<int>(std::bit_ceil(static_cast<std::uint32_t>(length)));
+  std::fill(c.cells, c.cells + size_of(c), 0.0);
+  const std::span<double> wanted(c.cells + (first - c.lo), static_cast<std::size_t>(last - first + 1));
+  cyclic_convolution(cycle, {a.cells, static_cast<std::size_t>(size_of(a))},
+                     {b.cells, static_cast<std::size_t>(size_of(b))}, static_cast<int>(first - zero), wanted);
+  for (double& value : wanted) value *= factor;
 }
 
 }  // namespace tessaron
