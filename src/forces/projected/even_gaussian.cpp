@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+#include "common/clones.hpp"
+
 namespace tessaron {
 
 namespace {
@@ -34,6 +36,7 @@ void EvenGaussian::set_step(double du) {
   }
 }
 
+TESSARON_WIDE_CLONES
 void EvenGaussian::add(double* row, double w, double uc, int first, int last) const {
   if (!tabled_ || first < -reach || last > reach) {
     for (int k = first; k <= last; ++k) {
@@ -44,8 +47,8 @@ void EvenGaussian::add(double* row, double w, double uc, int first, int last) co
   }
   const double c = uc * du_;
   RunningFactors run(w * std::exp(-0.5 * uc * uc - first * c), std::exp(-c));
-  const double* gauss = gauss_.data() + reach + first;
-  double* out = row + first;
+  const double* __restrict gauss = gauss_.data() + reach + first;
+  double* __restrict out = row + first;
   const int n = last - first + 1;
   int i = 0;
   for (; i + lanes <= n; i += lanes) {
@@ -55,6 +58,7 @@ void EvenGaussian::add(double* row, double w, double uc, int first, int last) co
   for (int l = 0; i < n; ++i, ++l) out[i] += run.value[l] * gauss[i];
 }
 
+TESSARON_WIDE_CLONES
 void EvenGaussian::add_slope(double* row, double w, double uc, int first, int last) const {
   if (!tabled_ || first < -reach || last > reach) {
     for (int k = first; k <= last; ++k) {
@@ -65,9 +69,9 @@ void EvenGaussian::add_slope(double* row, double w, double uc, int first, int la
   }
   const double c = uc * du_;
   RunningFactors run(w * std::exp(-0.5 * uc * uc - first * c), std::exp(-c));
-  const double* gauss = gauss_.data() + reach + first;
-  const double* place = place_.data() + reach + first;
-  double* out = row + first;
+  const double* __restrict gauss = gauss_.data() + reach + first;
+  const double* __restrict place = place_.data() + reach + first;
+  double* __restrict out = row + first;
   const int n = last - first + 1;
   int i = 0;
   for (; i + lanes <= n; i += lanes) {

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <span>
 
+#include "common/chunks.hpp"
 #include "common/console.hpp"
 #include "common/freeform.hpp"
 #include "forces/projected/kernel/kernel_walk.hpp"
@@ -12,7 +13,9 @@ namespace tessaron {
 
 namespace {
 
-constinit Csr1d coarse_record{}, image_record{};  ///< scratch
+constexpr int images_at_once = 16, points_worth_a_thread = 2000;
+constinit Csr1d coarse_record{};                        ///< scratch
+constinit Table<Csr1d, images_at_once> image_record{};  ///< scratch
 double curvature_of_coarse[narcsr + 2];
 
 void copy_head(const Csr1d& from, Csr1d& to) {
@@ -50,6 +53,15 @@ void sample_coarsely(const CurvatureTable& curv, int m, Csr1d& record, int n, in
   record.done = true;
 }
 
+/// Adds the field of the two images of number i: their sign alternates, a cosine fades them out.
+void add_image(double i, const Csr1d& image, int n, Csr1d& record) {
+  const double fade = std::cos(i * record.shield / record.shield_max * pi / 2.0);
+  const double weight = (std::fmod(i, 2.0) == 0 ? 2.0 : -2.0) * fade;
+  const std::span<double> sum = record.array.run(1, n);
+  const std::span<const double> field = image.array.run(1, n);
+  for (std::size_t k = 0; k < sum.size(); ++k) sum[k] += weight * field[k];
+}
+
 }  // namespace
 
 void csr2(const CurvatureTable& curv, int m, Csr1d& record, int n, double step_factor) {
@@ -57,15 +69,17 @@ void csr2(const CurvatureTable& curv, int m, Csr1d& record, int n, double step_f
   csrpth(curv, m, record, n, 0.0, step_factor);
   if (!(hm > 0 && h0 > 0 && hm > h0)) return;
 
-  copy_head(record, image_record);
+  // The walks of some images at a time; their arrays are added one after the other.
   const double images = std::round(hm / h0);
-  double sign = -2.0;
-  for (double i = 1; i <= images; ++i, sign = -sign) {
-    csrpth(curv, m, image_record, n, i * h0, step_factor);
-    const double weight = sign * std::cos(i * h0 / hm * pi / 2.0);
-    const std::span<double> sum = record.array.run(1, n);
-    const std::span<const double> image = image_record.array.run(1, n);
-    for (std::size_t k = 0; k < sum.size(); ++k) sum[k] += weight * image[k];
+  for (double i = 1; i <= images; i += images_at_once) {
+    const int some = static_cast<int>(std::min<double>(images_at_once, images - i + 1.0));
+    over_chunks(Chunks::of(some, 1 + points_worth_a_thread / n), [&](const Chunk& chunk) {
+      for (int k = chunk.first; k <= chunk.last; ++k) {
+        copy_head(record, image_record[k]);
+        csrpth(curv, m, image_record[k], n, (i + k - 1.0) * h0, step_factor);
+      }
+    });
+    for (int k = 1; k <= some; ++k) add_image(i + k - 1.0, image_record[k], n, record);
   }
 }
 
