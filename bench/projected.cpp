@@ -5,6 +5,7 @@
 #include <random>
 
 #include "beam/bunch_record_owner.hpp"
+#include "beam/particles.hpp"
 #include "forces/force_settings_owner.hpp"
 #include "forces/models.hpp"
 #include "forces/projected/kernel/kernel.hpp"
@@ -86,6 +87,15 @@ void evaluate(benchmark::State& state, Scene& scene) {
   state.counters["particles/s"] =
       benchmark::Counter(ptlcom.npart, benchmark::Counter::kIsIterationInvariantRate);
 }
+
+/// What every evaluation asks for first: the rms sizes of the bunch.
+void sizes(benchmark::State& state) {
+  Scene scene(maxprt, bunch_length / 10);
+  for (auto _ : state) benchmark::DoNotOptimize(beam_sizes(ptlcom.npart, ptlcom.particle, ptlcom.source));
+  state.counters["particles/s"] =
+      benchmark::Counter(ptlcom.npart, benchmark::Counter::kIsIterationInvariantRate);
+}
+BENCHMARK(sizes)->Unit(benchmark::kMillisecond);
 
 void one_evaluation(benchmark::State& state) {
   Scene scene(maxprt, bunch_length / 10);

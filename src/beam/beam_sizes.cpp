@@ -1,6 +1,7 @@
 #include <cmath>
 
 #include "beam/particles.hpp"
+#include "common/chunks.hpp"
 
 namespace tessaron {
 
@@ -13,11 +14,21 @@ struct Moments {
     first += q * offset;
     second += q * offset * offset;
   }
+  void add(const Moments& other) {
+    first += other.first;
+    second += other.second;
+  }
   double rms(double charge) const {
     const double mean = first / charge;
     const double variance = second / charge - mean * mean;
     return variance > 0 ? std::sqrt(variance) : 0;
   }
+};
+
+/// The sums of a part of the bunch, along the direction of particle 1, across it, out of the plane.
+struct Sums {
+  double charge = 0;
+  Moments u, v, w;
 };
 
 }  // namespace
@@ -30,19 +41,28 @@ BeamSizes beam_sizes(int n, const ParticleTable& particles, const FlagTable& sou
   int first = 1;
   while (first < n && !source[first]) ++first;
   const Particle& origin = particles[first];
-  double charge = 0;
-  Moments u, v, w;
-  for (int i = first; i <= n; ++i) {
-    if (!source[i]) continue;
-    const Particle& particle = particles[i];
-    const double dx = particle.x - origin.x, dy = particle.y - origin.y;
-    charge += particle.q;
-    u.add(particle.q, c * dx + s * dy);
-    v.add(particle.q, c * dy - s * dx);
-    w.add(particle.q, particle.z - origin.z);
+  const Chunks chunks = Chunks::of(n, 4096);
+  Table<Sums, most_chunks> parts;
+  over_chunks(chunks, [&](const Chunk& chunk) {
+    Sums sums;
+    for (int i = chunk.first; i <= chunk.last; ++i) {
+      if (!source[i]) continue;
+      const Particle& particle = particles[i];
+      const double dx = particle.x - origin.x, dy = particle.y - origin.y;
+      sums.charge += particle.q;
+      sums.u.add(particle.q, c * dx + s * dy);
+      sums.v.add(particle.q, c * dy - s * dx);
+      sums.w.add(particle.q, particle.z - origin.z);
+    }
+    parts[chunk.number] = sums;
+  });
+  Sums all;
+  for (int k = 1; k <= chunks.count; ++k) {
+    all.charge += parts[k].charge;
+    all.u.add(parts[k].u), all.v.add(parts[k].v), all.w.add(parts[k].w);
   }
-  if (charge == 0) return {0, 0, 0};
-  return {u.rms(charge), v.rms(charge), w.rms(charge)};
+  if (all.charge == 0) return {0, 0, 0};
+  return {all.u.rms(all.charge), all.v.rms(all.charge), all.w.rms(all.charge)};
 }
 
 }  // namespace tessaron
