@@ -8,6 +8,8 @@
 #include <utility>
 #include <vector>
 
+#include "common/radix_sort.hpp"
+
 using namespace tessaron;
 
 namespace {
@@ -27,9 +29,12 @@ TEST(Sort2, OrdersTheKeysAndKeepsEachPairTogether) {
       [](int i, int, unsigned) { return 1.0 * (i % 17); },
       [](int i, int n, unsigned) { return i % 2 == 0 ? 1.0 * i : 1.0 * (n - i); },
       [](int i, int n, unsigned) { return i == n / 2 ? 1e9 : 1.0 * i; },  // one stray
+      [](int, int, unsigned random) {
+        return std::ldexp((random & 1 ? 1.0 : -1.0) * random, -(random % 97));
+      },
   };
   for (const auto& order : orders) {
-    for (const int n : {0, 1, 2, 3, 7, 8, 9, 50, 1000, 20000}) {
+    for (const int n : {0, 1, 2, 3, 7, 8, 9, 50, 1000, 40000}) {
       std::vector<double> key, other;
       Pairs pairs, sorted;
       for (int i = 0; i < n; ++i) {
@@ -37,7 +42,10 @@ TEST(Sort2, OrdersTheKeysAndKeepsEachPairTogether) {
         other.push_back(1000.0 + i);  // different for all: shows where a key came from
         pairs.emplace_back(key.back(), other.back());
       }
+      std::vector<double> plain = key, scratch = key;
+      radix_sort(plain, scratch);
       sort2(n, key.data(), other.data());
+      EXPECT_EQ(plain, key) << "radix_sort " << &order - orders << " " << n;
       EXPECT_TRUE(std::is_sorted(key.begin(), key.end())) << &order - orders << " " << n;
       for (std::size_t i = 0; i < key.size(); ++i) sorted.emplace_back(key[i], other[i]);
       std::sort(pairs.begin(), pairs.end());
@@ -57,6 +65,9 @@ TEST(Sort2, TouchesNothingBesideTheTable) {
 TEST(Sort2, EndsOnKeysThatAreNoNumbers) {
   std::vector<double> key(500, std::nan("")), other(500, 1.0);
   for (std::size_t i = 0; i < key.size(); i += 3) key[i] = static_cast<double>(i % 7);
+  std::vector<double> plain = key, scratch = key;
+  radix_sort(plain, scratch);
+  EXPECT_TRUE(std::is_sorted(plain.begin(), plain.begin() + 167) && std::isnan(plain[167]));
   sort2(500, key.data(), other.data());
   EXPECT_EQ(std::count_if(key.begin(), key.end(), [](double k) { return k == k; }), 167);
 }

@@ -3,68 +3,110 @@
 #include <algorithm>
 #include <cmath>
 
-#include "common/sort2.hpp"
+#include "common/chunks.hpp"
+#include "common/constants.hpp"
+#include "common/radix_sort.hpp"
+#include "common/table.hpp"
 
 namespace tessaron {
 
 namespace {
 
-Table<double, maxprt> coordinate, charge;  ///< the charges, sorted
-Table<double, maxprt + 1> running_sum;     ///< S(j + 1) = x_1 + .. + x_j
+Table<double, maxprt> sorted;           ///< x_1 .. x_m
+Table<double, maxprt + 1> running_sum;  ///< S(j + 1) = x_1 + .. + x_j; room for the sort before
+constexpr int fewest_in_chunk = 4096;
 
-/// Copies the m slots that are not empty; false if their charges differ.
-bool collect(int n, const ForceTable& pad, int& m) {
+/// Copies the coordinates of the m charges that are not 0; false if the charges differ.
+bool collect(std::span<const double> z, std::span<const double> charge, int& m, double& common) {
   m = 0;
-  for (int i = 1; i <= n; ++i) {
-    if (pad[i].across == 0) continue;
-    ++m;
-    coordinate[m] = pad[i].along;
-    charge[m] = pad[i].across;
-    if (charge[m] != charge[1]) return false;
+  for (std::size_t i = 0; i < z.size(); ++i) {
+    if (charge[i] == 0) continue;
+    if (m == 0) common = charge[i];
+    if (charge[i] != common) return false;
+    sorted[++m] = z[i];
   }
-  return true;
-}
-
-/// Half the width of the range about j: w in the bunch's middle, falling to 0 at both ends.
-double half_width(int j, int m, double w) {
-  const auto taper = [w](double neighbours) {
-    const double a = neighbours / (2.0 * w);
-    return a > 2.0 ? 1.0 : a - 0.25 * a * a;
-  };
-  return std::min(taper(j - 1) * w, taper(m - j) * w);
+  return m > 0;
 }
 
 /// A(j, w): the mean over j-half .. j+half, interpolated between two whole numbers of neighbours.
-double moving_average(int j, int m, double w) {
-  const double half = half_width(j, m, w);
-  if (!(half > 1.0)) return coordinate[j];
-  const int k = static_cast<int>(half);
-  const double t = k + 1 - half;
-  const auto& S = running_sum;
-  return t * (S[j + k + 1] - S[j - k]) / (2 * k + 1) +
-         (1.0 - t) * (S[j + k + 2] - S[j - k - 1]) / (2 * k + 3);
-}
+class MovingAverage {
+ public:
+  MovingAverage(int m, double w) : m_(m), w_(w), middle_first_(m + 1), middle_last_(0) {
+    if (!(w > 1.0 && 4.0 * w < m)) return;
+    middle_first_ = static_cast<int>(4.0 * w) + 3;
+    middle_last_ = m - static_cast<int>(4.0 * w) - 2;
+  }
+
+  /// The averages j = first..last.
+  void fill(int first, int last, double* average) const {
+    int j = first;
+    for (; j <= std::min(last, middle_first_ - 1); ++j) *average++ = at(j);
+    if (j <= middle_last_) {
+      const Mean mean(w_);
+      for (; j <= std::min(last, middle_last_); ++j) *average++ = mean(j);
+    }
+    for (; j <= last; ++j) *average++ = at(j);
+  }
+
+ private:
+  /// Sums over the 2 k + 1 and the 2 k + 3 neighbours of a place.
+  struct Mean {
+    int k;
+    double t, narrow, wide;
+    explicit Mean(double half)
+        : k(static_cast<int>(half)), t(k + 1 - half), narrow(2.0 * k + 1.0), wide(2.0 * k + 3.0) {}
+    double operator()(int j) const {
+      const double* S = &running_sum[j];
+      return t * (S[k + 1] - S[-k]) / narrow + (1.0 - t) * (S[k + 2] - S[-k - 1]) / wide;
+    }
+  };
+
+  double at(int j) const {
+    const double half = std::min(taper(j - 1) * w_, taper(m_ - j) * w_);
+    return half > 1.0 ? Mean(half)(j) : sorted[j];
+  }
+  /// The share of w at a place with that many neighbours on one side: 1 in the bunch's middle, 0 at its ends.
+  double taper(double neighbours) const {
+    const double a = neighbours / (2.0 * w_);
+    return a > 2.0 ? 1.0 : a - 0.25 * a * a;
+  }
+
+  int m_;
+  double w_;
+  int middle_first_, middle_last_;  ///< places where nothing is tapered
+};
 
 }  // namespace
 
-void chgsmt(int n, double par1, double par2, ForceTable& pad) {
-  if (std::round(par1) == 0 || !(std::round(par2) >= 2)) return;
+bool chgsmt(double par1, double par2, std::span<const double> z, std::span<double> charge,
+            std::span<double> place) {
+  if (std::round(par1) == 0 || !(std::round(par2) >= 2)) return false;
   int m = 0;
-  if (!collect(n, pad, m) || m == 0) return;
+  double common = 0;
+  if (!collect(z, charge, m, common)) return false;
 
-  sort2(m, &coordinate[1], &charge[1]);
+  radix_sort(sorted.run(1, m), running_sum.run(1, m));
   running_sum[1] = 0;
-  for (int j = 1; j <= m; ++j) running_sum[j + 1] = running_sum[j] + coordinate[j];
+  for (int j = 1; j <= m; ++j) running_sum[j + 1] = running_sum[j] + sorted[j];
 
-  for (int j = 1; j <= m; ++j) {
-    pad[j].across = charge[j];
-    pad[j].up = 0.66666666666666663 * moving_average(j, m, 0.4 * par2) +
-                0.33333333333333331 * moving_average(j, m, 0.75 * par2);
-  }
-  for (int j = m + 1; j <= n; ++j) {
-    pad[j].across = 0;
-    pad[j].up = coordinate[1];
-  }
+  const MovingAverage narrow(m, 0.4 * par2), wide(m, 0.75 * par2);
+  over_chunks(Chunks::of(m, fewest_in_chunk), [&](const Chunk& chunk) {
+    constexpr int block = 256;
+    for (int first = chunk.first; first <= chunk.last; first += block) {
+      const int last = std::min(first + block - 1, chunk.last);
+      double a[block], b[block];
+      narrow.fill(first, last, a);
+      wide.fill(first, last, b);
+      double* const out = place.data() + first - 1;
+      for (int k = 0; k <= last - first; ++k)
+        out[k] = 0.66666666666666663 * a[k] + 0.33333333333333331 * b[k];
+    }
+  });
+  const auto empty = static_cast<std::size_t>(m);
+  std::ranges::fill(charge.first(empty), common);
+  std::ranges::fill(charge.subspan(empty), 0.0);
+  std::ranges::fill(place.subspan(empty), sorted[1]);
+  return true;
 }
 
 }  // namespace tessaron

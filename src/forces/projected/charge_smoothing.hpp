@@ -1,5 +1,5 @@
 #pragma once
-#include "beam/force_table.hpp"
+#include <span>
 
 namespace tessaron {
 
@@ -11,10 +11,12 @@ namespace tessaron {
 ///     (2/3) A(j, 0.4 par2) + (1/3) A(j, 0.75 par2),
 /// A(j, w) the mean over the neighbours j-w .. j+w, fewer of them towards both ends of the bunch. The charge
 /// is conserved, and an even row of charges stays where it is.
-/// \param n    slots in use
-/// \param pad  slots 1..n: component 1 the coordinate [m], component 2 the charge [C], component 3 the
-///             coordinate for the line charge. Components 2 and 3 change: the charges come first, in the
-///             order of their coordinates, behind them empty slots.
-void chgsmt(int n, double par1, double par2, ForceTable& pad);
+/// \param z      coordinates [m]
+/// \param charge charges [C]; as many as coordinates, at most maxprt
+/// \param place  the new coordinates: the charges come first, in the order of their coordinates, behind them
+///               empty slots. `charge` is changed to go with them.
+/// \return whether the charges were smoothed; `charge` and `place` are untouched if not
+[[nodiscard]] bool chgsmt(double par1, double par2, std::span<const double> z, std::span<double> charge,
+                          std::span<double> place);
 
 }  // namespace tessaron

@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <cmath>
 
+#include "common/constants.hpp"
 #include "forces/projected/even_gaussian.hpp"
+#include "forces/projected/line_moments.hpp"
 #include "run/line_writer.hpp"
 
 namespace tessaron {
@@ -12,6 +14,29 @@ namespace {
 
 constexpr double sqrt_2pi = 2.5066282746310002;
 constexpr double inverse_sqrt_2 = 0.70710678118654757;
+
+/// The line current while single Gaussians are added.
+class GaussianRow {
+ public:
+  GaussianRow(const LineGrid& grid, Output curr) : grid_(grid), cells_(curr.cells), du_(grid.h / grid.s1) {
+    gaussian_.set_step(du_);
+  }
+  /// A Gaussian of the height w; nothing if its place is off the grid or not a number.
+  void add(double place, double w) const {
+    const double pos = (place - grid_.ctmin) / grid_.h + 1.0;
+    if (!(pos >= 0.0 && pos <= grid_.nsam + 1.0)) return;
+    const int k1 = std::max(1, static_cast<int>(std::round(pos - grid_.dr)));
+    const int k2 = std::min(grid_.nsam, static_cast<int>(std::round(pos + grid_.dr)));
+    const int c = static_cast<int>(pos + 0.5);
+    gaussian_.add(cells_ - 1 + c, w, (c - pos) * du_, k1 - c, k2 - c);
+  }
+
+ private:
+  const LineGrid& grid_;
+  double* cells_;
+  double du_;
+  EvenGaussian gaussian_;
+};
 
 }  // namespace
 
@@ -34,21 +59,15 @@ Status line_grid(double sig, double ctmin, double ctmax, LineGrid& grid) {
   return ok;
 }
 
-void line_current(const LineGrid& grid, int n, const FlagTable& source, const ForceTable& pad, Output curr) {
+void line_current(const LineGrid& grid, const LineCharges& charges, Output curr) {
   std::fill_n(curr.cells, grid.nsam, 0.0);
   const double scale = speed_of_light / (sqrt_2pi * grid.s1);
-  const double du = grid.h / grid.s1;
-  EvenGaussian gaussian;
-  gaussian.set_step(du);
-  for (int i = 1; i <= n; ++i) {
-    if (!source[i]) continue;
-    const double pos = (pad[i].up - grid.ctmin) / grid.h + 1.0;
-    if (!(pos >= 0.0 && pos <= grid.nsam + 1.0)) continue;  // not a number
-    const int k1 = std::max(1, static_cast<int>(std::round(pos - grid.dr)));
-    const int k2 = std::min(grid.nsam, static_cast<int>(std::round(pos + grid.dr)));
-    const int c = static_cast<int>(pos + 0.5);
-    gaussian.add(curr.cells - 1 + c, pad[i].across * scale, (c - pos) * du, k1 - c, k2 - c);
-  }
+  const auto [n, place, charge] = charges;
+  const bool by_moments = moments_pay(n, grid.nsam);
+  if (by_moments && !add_by_moments(grid, charges, scale, curr)) return;
+  const GaussianRow row(grid, curr);
+  for (int i = 0; i < n; ++i)
+    if (!by_moments || cell_place(grid, place[i]).near_border) row.add(place[i], charge[i] * scale);
 }
 
 }  // namespace tessaron

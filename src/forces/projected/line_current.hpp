@@ -1,6 +1,4 @@
 #pragma once
-#include "beam/bunch_record.hpp"
-#include "beam/force_table.hpp"
 #include "common/status.hpp"
 #include "forces/projected/convolution.hpp"
 
@@ -23,11 +21,18 @@ struct LineGrid {
 /// more than `nsamax` points.
 [[nodiscard]] Status line_grid(double sig, double ctmin, double ctmax, LineGrid& grid);
 
-/// The line current [A] on the grid: each slot whose particle has the source flag adds a Gaussian of rms
-/// length s1, cut at 5 s1.
-/// \param n    slots in use
-/// \param pad  component 2 the charge [C], component 3 the coordinate for the line charge [m]
+/// The charges that make the line current. Two plain arrays, since each pass reads them from end to end.
+struct LineCharges {
+  int n;
+  const double* place;   ///< coordinates [m of c t]
+  const double* charge;  ///< [C], 0 for what does not count
+};
+
+/// The line current [A] on the grid: each charge adds a Gaussian of rms length s1, cut at 5 s1. With
+///     pos = (place - ctmin) / h + 1
+/// it touches the grid points number nint(pos - dr) .. nint(pos + dr). Where there are more charges than grid
+/// points, all of it is summed by moments; the result is that of the single Gaussians but for rounding.
 /// \param curr grid points n1..n2
-void line_current(const LineGrid& grid, int n, const FlagTable& source, const ForceTable& pad, Output curr);
+void line_current(const LineGrid& grid, const LineCharges& charges, Output curr);
 
 }  // namespace tessaron

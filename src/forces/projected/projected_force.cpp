@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "common/chunks.hpp"
 #include "forces/models.hpp"
 #include "forces/projected/charge_smoothing.hpp"
 #include "forces/projected/force_files.hpp"
@@ -12,32 +13,60 @@
 #include "lattice/lattice_record.hpp"
 #include "run/line_writer.hpp"
 
-// The force table is the scratch pad until the last stage: component 1 of a slot is the particle's offset
-// z [m of c t] from particle 1, positive towards the tail, component 2 a charge [C], component 3 an offset
-// for the line charge [m].
-
 namespace tessaron {
 
 namespace {
 
+Table<double, maxprt> offset;  ///< z of the particles [m of c t] from particle 1, positive towards the tail
+Table<double, maxprt> charge;  ///< of the line charge [C]
+Table<double, maxprt> place;   ///< of the line charge where it is smoothed [m]
 Table<double, nsamax> curr_cells;   ///< line current [A]
 constinit Csr1d csr_kernel{};       ///< kernel of coherent synchrotron radiation [V/m per coulomb]
 Table<double, nsamax> wsum_cells;   ///< total kernel [V/m per coulomb]
 Table<double, nsamax> field_cells;  ///< force on the grid [1/m]
 
-/// Offsets along the direction of the orbit at particle 1, and the charges; the range of the offsets.
-void project(const ParticleTable& particles, const ArcPosition& reference, double beta, ForceTable& pad,
-             double& ctmin, double& ctmax) {
-  const double x0 = particles[1].x, y0 = particles[1].y;
-  ctmin = ctmax = 0;  // particle 1
-  for (int i = 1; i <= ptlcom.npart; ++i) {
-    const Particle& particle = particles[i];
-    const double u = (particle.x - x0) * reference.tx + (particle.y - y0) * reference.ty;
-    const double z = -u / beta;
-    pad[i] = {z, ptlcom.source[i] ? particle.q : 0.0, z};
-    ctmin = std::min(ctmin, z);
-    ctmax = std::max(ctmax, z);
+constexpr int fewest_in_chunk = 4096;  ///< particles that are worth a thread's while
+
+struct Range {
+  double low = 0, high = 0;  // particle 1
+  void take(double z) {
+    low = std::min(low, z);
+    high = std::max(high, z);
   }
+};
+
+/// Offsets along the direction of the orbit at particle 1, and the charges; returns the range of the offsets.
+Range project(const ParticleTable& particles, const ArcPosition& reference, double beta) {
+  const double x0 = particles[1].x, y0 = particles[1].y;
+  const Chunks chunks = Chunks::of(ptlcom.npart, fewest_in_chunk);
+  Table<Range, most_chunks> ranges;
+  over_chunks(chunks, [&](const Chunk& chunk) {
+    Range range;
+    for (int i = chunk.first; i <= chunk.last; ++i) {
+      const Particle& particle = particles[i];
+      const double u = (particle.x - x0) * reference.tx + (particle.y - y0) * reference.ty;
+      const double z = -u / beta;
+      offset[i] = z;
+      charge[i] = ptlcom.source[i] ? particle.q : 0.0;
+      range.take(z);
+    }
+    ranges[chunk.number] = range;
+  });
+  Range all;
+  for (int c = 1; c <= chunks.count; ++c) all.take(ranges[c].low), all.take(ranges[c].high);
+  return all;
+}
+
+/// The charges of the line current: the particles' own, or smoothed ones. A smoothed charge counts if the
+/// particle that had its number before has the source flag.
+LineCharges line_charges() {
+  const int n = ptlcom.npart;
+  const auto& par = force_settings.par;
+  if (!chgsmt(par[1], par[2], offset.run(1, n), charge.run(1, n), place.run(1, n)))
+    return {n, &offset[1], &charge[1]};
+  for (int i = 1; i <= n; ++i)
+    if (!ptlcom.source[i]) charge[i] = 0;
+  return {n, &place[1], &charge[1]};
 }
 
 /// The last point of the kernel, in steps ahead of the observer. Its own field ends five rms lengths of a
@@ -94,35 +123,41 @@ void to_particles(const LineGrid& grid, Series field, ForceTable& forces) {
   const auto entry = [&](double k) {
     return k >= 1.0 && k <= grid.nsam ? field.cells[static_cast<int>(k) - 1] : 0.0;
   };
-  for (int i = 1; i <= ptlcom.npart; ++i) {
-    double along = 0;
-    if (ptlcom.test[i]) {
-      const double v = (1 - grid.n1) + forces[i].along / grid.h, j = std::trunc(v);
-      const double a = entry(j), b = entry(j + 1.0);
-      along = a + (b - a) * (v - j);
+  over_chunks(Chunks::of(ptlcom.npart, fewest_in_chunk), [&](const Chunk& chunk) {
+    for (int i = chunk.first; i <= chunk.last; ++i) {
+      double along = 0;
+      if (ptlcom.test[i]) {
+        const double v = (1 - grid.n1) + offset[i] / grid.h;
+        if (v >= 1.0 && v < grid.nsam) {
+          const int j = static_cast<int>(v);
+          const double a = field.cells[j - 1], b = field.cells[j];
+          along = a + (b - a) * (v - j);
+        } else {
+          const double j = std::trunc(v), a = entry(j), b = entry(j + 1.0);
+          along = a + (b - a) * (v - j);
+        }
+      }
+      forces[i] = {along, 0, 0};
     }
-    forces[i] = {along, 0, 0};
-  }
+  });
 }
 
 Status evaluate(const ParticleTable& particles, const SectionTable& sections, ForceTable& forces) {
-  const int n = ptlcom.npart;
-  if (n == 0) {
+  if (ptlcom.npart == 0) {
     msgout("error: no particles for the projected force");
     return failed;
   }
   const ArcPosition reference = arc_position(particles[1].x, particles[1].y, sections[1]);
   const double p0 = ptlcom.reference_momentum, gamma = std::sqrt(p0 * p0 + 1.0), beta = p0 / gamma;
-  double ctmin = 0, ctmax = 0;
-  project(particles, reference, beta, forces, ctmin, ctmax);
-  chgsmt(n, force_settings.par[1], force_settings.par[2], forces);
+  const Range range = project(particles, reference, beta);
+  const LineCharges charges = line_charges();
 
   LineGrid grid{};
   const double sig = force_settings.sigma_long / beta;
-  if (const Status status = line_grid(sig, ctmin, ctmax, grid); status != ok) return status;
+  if (const Status status = line_grid(sig, range.low, range.high, grid); status != ok) return status;
   const Output curr{&curr_cells[1], grid.n1, grid.n2}, field{&field_cells[1], grid.n1, grid.n2};
   const Series current{curr.cells, curr.lo, curr.hi}, force{field.cells, field.lo, field.hi};
-  line_current(grid, n, ptlcom.source, forces, curr);
+  line_current(grid, charges, curr);
   watch_shield({grid, current, kernel_end(grid), reference.s});
 
   Series kernel{}, wsum{};
@@ -136,7 +171,7 @@ Status evaluate(const ParticleTable& particles, const SectionTable& sections, Fo
   convol(wsum, current, field, 1, grid.h / speed_of_light * mc_per_ev);
   to_particles(grid, force, forces);
   if (!force_settings.force_test) return ok;
-  return force1_diagnostics({grid, sig, current, wsum, force, wake}, n, particles, forces);
+  return force1_diagnostics({grid, sig, current, wsum, force, wake}, ptlcom.npart, particles, forces);
 }
 
 }  // namespace
