@@ -9,9 +9,16 @@ import numpy as np
 import chicane
 from common import row
 from tessaron.beam import analyse
-from tessaron.pictures import plots
+from tessaron.beam.budget import energy_budget, station_of
 from tessaron.beam.bunch import Bunch
+from tessaron.beam.orbit import coordinates
+from tessaron.beam.slices import slice_moments
 from tessaron.files.bunchfiles import read_bunch, read_fmt3
+from tessaron.pictures import along, plots
+from tessaron.pictures.density import draw_cloud
+from tessaron.pictures.style import some
+from tessaron.pictures.tables import budget_table, text_table
+from tessaron.study.folder import RunFolder
 
 
 def show_optics(start: Bunch, end: Bunch, folder: Path) -> None:
@@ -48,19 +55,32 @@ def show_force(start: Bunch, end: Bunch, without: Bunch, last_dipole: Path, fold
     axes[0, 1].set(xlabel="ahead of the centre / µm", ylabel="current / A")
     axes[0, 1].legend()
     _, table = read_fmt3(last_dipole)
-    axes[1, 0].plot(table[:, 4] * 1e6, table[:, 7] * 1e-3, ",", color=plots.INK)
-    axes[1, 0].set(xlabel="ahead of particle 1 / µm", ylabel="force in the last dipole / (keV/m)")
-    local = end.local()
-    axes[1, 1].plot(local.s * 1e6, change.per_particle * 1e-6, ",", color=plots.INK)
-    axes[1, 1].set(xlabel="ahead of the centre / µm", ylabel="energy change on the way / MeV")
-    plots.save(figure, folder / "self_force.png")
+    draw_cloud(axes[1, 0], table[:, 4], table[:, 7], end.weight, ("ahead of particle 1", "m"), ("force in the last dipole", "eV/m"))
+    draw_cloud(axes[1, 1], end.local().s, change.per_particle, end.weight, ("ahead of the centre", "m"), ("energy change on the way", "eV"))
+    plots.save(figure, folder / "self_force.png", dpi=100)
+
+
+def show_budget(run: RunFolder, folder: Path) -> None:
+    """Where the energy went: every element and drift, between the bunches at its two ends."""
+    stations = [station_of(bunch, orbit) for _, bunch, orbit, _ in run.bunches(run.bunch_files())]
+    rows = energy_budget(stations, run.orbit.boundaries)
+    print(text_table(*budget_table(rows)))
+    plots.save(along.budget(rows, stations, run.orbit.boundaries), folder / "budget.png", dpi=80)
+
+
+def show_slices(run: RunFolder, folder: Path) -> None:
+    """Slices of equal charge along the chicane."""
+    tables = [(coordinates(bunch, orbit).place, slice_moments(bunch, 20, orbit=orbit, equal="charge"))
+              for _, bunch, orbit, _ in run.bunches(run.bunch_files()) if orbit]
+    plots.save(along.slices_along(tables, run.orbit.boundaries), folder / "slices.png", dpi=80)
 
 
 def phase_space(axes: plt.Axes, without: Bunch, end: Bunch) -> None:
     """Both final bunches, energies about that of the run without self force."""
     energy = without.weight @ without.energy
     for bunch, label, colour in ((without, "without self force", "0.6"), (end, "with", plots.INK)):
-        axes.plot(bunch.local().s * 1e6, (bunch.energy / energy - 1) * 100, ",", color=colour)
+        chosen = some(len(bunch))
+        axes.plot(bunch.local().s[chosen] * 1e6, (bunch.energy[chosen] / energy - 1) * 100, ".", ms=1.5, mew=0, color=colour)
         axes.plot([], [], "o", color=colour, label=label)
     axes.set(xlabel="ahead of the centre / µm", ylabel="relative energy / %")
     axes.legend()
@@ -79,4 +99,6 @@ def show(folders: dict[str, Path], pictures: Path) -> None:
                 continue
             print(f"with self force, type {kind}:")
             show_force(start, end, ideal, folder / "last_dipole.dat", pictures)
+            show_budget(RunFolder(folder), pictures)
+            show_slices(RunFolder(folder), pictures)
     print("pictures:", *sorted(str(path) for path in pictures.glob("*.png")), sep="\n  ")

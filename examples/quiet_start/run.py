@@ -11,16 +11,22 @@ HERE = Path(__file__).resolve().parent
 sys.path.insert(0, str(HERE.parent))
 import common  # noqa: E402
 import numpy as np  # noqa: E402
-from tessaron.pictures import plots  # noqa: E402
+from tessaron.beam.bunch import Bunch  # noqa: E402
+from tessaron.beam.bunching import bunching  # noqa: E402
+from tessaron.pictures import along, plots  # noqa: E402
 from tessaron.files.bunchfiles import write_bunch  # noqa: E402
 from tessaron.beam.generate import BunchRequest, make_bunch  # noqa: E402
 from tessaron.files.outputs import read_force  # noqa: E402
 
 
+def bunch(particles: int, quiet: bool) -> Bunch:
+    """1 GeV, 1 nC, 0.1 mm."""
+    return make_bunch(BunchRequest(particles, energy=1e9, charge=1e-9, length=1e-4, quiet=quiet))
+
+
 def force(program: Path, folder: Path, particles: int, quiet: bool) -> tuple[np.ndarray, np.ndarray]:
     """Places ahead of particle 1 [m] and forces [eV/m] of one run."""
-    write_bunch(folder.with_suffix(".bunch"), make_bunch(
-        BunchRequest(particles, energy=1e9, charge=1e-9, length=1e-4, quiet=quiet)), "fmt1")
+    write_bunch(folder.with_suffix(".bunch"), bunch(particles, quiet), "fmt1")
     common.run(program, folder, (HERE / "tessar.in").read_text(), {"bunch.dat": folder.with_suffix(".bunch")}, "fc1.dat")
     table = read_force(folder / "fc1.dat")
     # 0.1 m before its end the arc has turned the bunch by -0.09
@@ -47,7 +53,10 @@ def main() -> None:
     axes.set(xlabel="ahead of particle 1 / µm", ylabel="force / (keV/m)")
     axes.legend()
     plots.save(figure, options.workdir / "quiet_start.png")
-    print(options.workdir / "quiet_start.png")
+    particles = options.particles[len(options.particles) // 2]
+    spectra = [(name, bunching(bunch(particles, quiet).local(), 1e-6)) for name, quiet in (("random", False), ("quiet", True))]
+    plots.save(along.bunching_factor(spectra), options.workdir / "bunching.png", dpi=90)
+    print(options.workdir / "quiet_start.png", options.workdir / "bunching.png", sep="\n")
 
 
 if __name__ == "__main__":

@@ -20,7 +20,7 @@ def test_the_drawn_density_is_that_of_the_whole_bunch(particles):
         meshes = [artist for artist in axes.collections if isinstance(artist, QuadMesh)]
         dots, = (artist for artist in axes.collections if isinstance(artist, PathCollection))
         places = np.array(dots.get_offsets()).T
-        assert len(meshes) == (particles > 15000)
+        assert len(meshes) == (particles > 25000)
         edges, drawn, in_cells = [[-1e9, 0, 1e9]] * 2, np.zeros((2, 2)), 0.0
         if meshes:
             corners = meshes[0].get_coordinates()

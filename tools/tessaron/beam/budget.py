@@ -1,7 +1,7 @@
 """Where the energy went: for every element and drift what the bunch lost, and how it changed.
 
 Bunches at several places ("stations") are compared particle by particle. At a boundary of the lattice the bunch of the
-nearest station counts if it stands there, within a few of its own lengths; otherwise the values are interpolated between
+nearest station counts if it stands there, within some of its own lengths; otherwise the values are interpolated between
 the two stations about it, and marked so. Stations at the boundaries come from monitors between trackers that end there.
 """
 from __future__ import annotations
@@ -15,8 +15,8 @@ from ..lattice.sections import Section, sections_of
 from .analyse import Summary, summary
 from .bunch import Bunch
 
-NEAR = 5.0  # rms lengths of the bunch within which a station counts as standing at a boundary
-NEAR_ENOUGH = 1e-3  # m, likewise for short bunches: no force does much on a millimetre
+NEAR = 8.0  # rms lengths of the bunch within which a station counts as standing at a boundary
+NEAR_ENOUGH = 2e-3  # m, likewise for short bunches: no force does much on two millimetres
 
 
 @dataclass

@@ -33,10 +33,11 @@ def run(options: Namespace) -> int:
         raise ValueError("--slices must be 1 or above")
     if options.output and options.equal != "charge":
         raise ValueError("-o draws slices of equal charge, not of equal length")
-    tables = []
+    tables, boundaries = [], None
     for name, bunch, orbit in _bunches(options):
         table = slice_moments(bunch, options.slices, options.fewest, orbit, options.equal)
         tables.append((name, bunch.ct, _place(bunch, orbit), table))
+        boundaries = orbit or boundaries
     tables.sort(key=lambda item: item[1])
     if options.csv:
         names = [field.name for field in fields(Slices)]
@@ -54,7 +55,8 @@ def run(options: Namespace) -> int:
         from ..pictures import along, plots
 
         on_orbit = all(place is not None for _, _, place, _ in tables)
-        plots.save(along.slices_along([(place if on_orbit else ct, table) for _, ct, place, table in tables]), options.output)
+        plots.save(along.slices_along([(place if on_orbit else ct, table) for _, ct, place, table in tables],
+                                      boundaries if on_orbit else None), options.output)
     return status_of(RunFolder(options.files[0])) if _is_run(options) else 0
 
 

@@ -69,7 +69,7 @@ def optics_table(optics: TrackedOptics, boundaries: list[Boundary]) -> tuple[lis
     """Heads and rows of optics at the start and at every boundary, a tenth of a millimetre ahead of it or behind."""
     heads = ["", "s [m]", "beta u [m]", "alpha u", "beta w [m]", "alpha w", "dispersion [mm]", "slope [mrad]", "R56 [mm]", "T566 [mm]"]
     columns = ((optics.beta_u, 1), (optics.alpha_u, 1), (optics.beta_w, 1), (optics.alpha_w, 1), (optics.dispersion, 1e3),
-               (optics.dispersion_slope, 1e3), (optics.r56, 1e3), (optics.t566, 1e3))
+               (optics.dispersion_slope, 1e3), (optics.r56, 1e3), (np.round(optics.t566, 7), 1e3))
     places = [("start", 0)] + [(b.marker or f"boundary {k}", int(np.argmin(np.abs(optics.s - b.s)))) for k, b in enumerate(boundaries, 1)]
     return heads, [[name, f"{optics.s[k]:.7g}", *(number(float(values[k]) * factor) for values, factor in columns)] for name, k in places]
 
