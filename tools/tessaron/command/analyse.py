@@ -8,7 +8,7 @@ from __future__ import annotations
 import json
 from argparse import ArgumentParser, Namespace
 
-from .common import BunchReader, add_bunch_options
+from .common import BunchReader, add_bunch_options, progress
 
 
 def options(parser: ArgumentParser) -> None:
@@ -34,7 +34,7 @@ def run(options: Namespace) -> None:
     reader = BunchReader(options)
     result: dict = {"bunches": []}
     summaries, ends = [], []
-    for name in options.files:
+    for name in progress(options.files, len(options.files), "reading"):
         bunch, orbit = reader.read(name)
         summaries.append(numbers.summary(bunch, options.bins, orbit))
         result["bunches"].append(dict(file=name, **numbers.plain(summaries[-1])))

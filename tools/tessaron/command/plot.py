@@ -7,7 +7,7 @@ from __future__ import annotations
 import math
 from argparse import ArgumentParser, Namespace
 
-from .common import BunchReader, add_bunch_options
+from .common import BunchReader, add_bunch_options, progress
 
 PLOTS = ("phase", "longitudinal", "slices", "force", "floor", "green", "steps", "series", "bunching")
 SEVERAL = ("longitudinal", "force", "series", "bunching")
@@ -62,7 +62,7 @@ def run(options: Namespace) -> None:
         figure = along.bunching_factor([(name, bunching(coordinates(*reader.read(name)), options.shortest)) for name in options.files])
     else:
         summaries = []
-        for name in options.files:
+        for name in progress(options.files, len(options.files), "reading"):
             bunch, orbit = reader.read(name)
             summaries.append(numbers.summary(bunch, orbit=orbit))
         figure = plots.development(numbers.series_of(summaries))

@@ -15,6 +15,8 @@ def options(parser: ArgumentParser) -> None:
     add("folder", nargs="?", default=".", help="working folder of a finished run, with its tessar.in")
     add("-o", "--output", help="page to write; report.html in the folder otherwise")
     add("--slices", type=int, default=50, metavar="N", help="number of slices and bins")
+    add("--frame", choices=["orbit", "straight"], default="orbit", help="coordinates about the design orbit where it is known, or along "
+        "the mean momentum")
 
 
 def run(options: Namespace) -> int:
@@ -24,7 +26,8 @@ def run(options: Namespace) -> int:
     if options.slices < 2:
         raise ValueError("--slices must be 2 or above")
     folder = RunFolder(options.folder)
-    print(write_report(Path(options.folder), Path(options.output) if options.output else None, options.slices, _Told(), folder))
+    print(write_report(Path(options.folder), Path(options.output) if options.output else None, options.slices, _Told(), folder,
+                       options.frame == "orbit"))
     print(folder.verdict.line)
     return 0 if folder.verdict.completed else 1
 

@@ -13,7 +13,7 @@ import numpy as np
 from ..beam.analyse import Summary, summary
 from ..beam.budget import Station
 from ..beam.bunch import Bunch
-from ..beam.orbit import coordinates
+from ..beam.orbit import coordinates, locate
 from ..beam.slices import Slices, slices_of
 from ..files.bunchfiles import read_bunch
 from ..files.outputs import Boundary
@@ -42,7 +42,7 @@ class Look:
         return f"{self.name}, c·t = {self.summary.ct:.6g} m{place}"
 
 
-def look_at(run: RunFolder, most: int, slices: int, told: Told) -> tuple[list[Look], list[list[str]]]:
+def look_at(run: RunFolder, most: int, slices: int, told: Told, about_orbit: bool = True) -> tuple[list[Look], list[list[str]]]:
     """Looks at the input bunch and at up to `most` of those that each monitor wrote, in the order of time.
 
     :return: the looks, of which the first and the last keep their particles, and names and reasons of files that could not
@@ -52,8 +52,8 @@ def look_at(run: RunFolder, most: int, slices: int, told: Told) -> tuple[list[Lo
     failed: list[list[str]] = []
     files = run.bunch_files(most)
     if run.state.beam is not None:
-        looks.append(_look("input", *on_orbit(run.state.beam.bunch, run.orbit), slices))
-    for done, (path, look, fault) in enumerate(_looks(run, files, slices)):
+        looks.append(_look("input", *on_orbit(run.state.beam.bunch, run.orbit), slices, about_orbit))
+    for done, (path, look, fault) in enumerate(_looks(run, files, slices, about_orbit)):
         told(f"reading {path.name}", done, len(files))
         if look is None:
             failed.append([path.name, fault])
@@ -63,13 +63,14 @@ def look_at(run: RunFolder, most: int, slices: int, told: Told) -> tuple[list[Lo
     for look in looks[:1] + looks[-1:]:
         for path, fmt in files if look.bunch is None else []:
             if path.name == look.name:
-                look.bunch, look.orbit = on_orbit(read_bunch(path, fmt), run.orbit)
+                look.bunch, orbit = on_orbit(read_bunch(path, fmt), run.orbit)
+                look.orbit = orbit if about_orbit else None
     return looks, failed
 
 
-def _looks(run: RunFolder, files: list[tuple[Path, str]], slices: int) -> Iterator[tuple[Path, Look | None, str]]:
+def _looks(run: RunFolder, files: list[tuple[Path, str]], slices: int, about_orbit: bool) -> Iterator[tuple[Path, Look | None, str]]:
     """Reads files, in several processes where there is much to read."""
-    work = partial(_read, orbit=run.orbit, slices=slices)
+    work = partial(_read, orbit=run.orbit, slices=slices, about_orbit=about_orbit)
     processes = min(len(files), len(os.sched_getaffinity(0)), 8)
     if processes > 1 and sum(path.stat().st_size for path, _ in files) > MUCH:
         with ProcessPoolExecutor(processes) as pool:
@@ -78,10 +79,10 @@ def _looks(run: RunFolder, files: list[tuple[Path, str]], slices: int) -> Iterat
         yield from map(work, files)
 
 
-def _read(file: tuple[Path, str], orbit: Orbit | None, slices: int) -> tuple[Path, Look | None, str]:
+def _read(file: tuple[Path, str], orbit: Orbit | None, slices: int, about_orbit: bool) -> tuple[Path, Look | None, str]:
     path, fmt = file
     try:
-        look = _look(path.name, *on_orbit(read_bunch(path, fmt), orbit), slices)
+        look = _look(path.name, *on_orbit(read_bunch(path, fmt), orbit), slices, about_orbit)
     except (OSError, ValueError) as error:
         return path, None, str(error)
     look.bunch = None
@@ -106,8 +107,12 @@ def _order(look: Look) -> tuple[float, bool]:
     return look.summary.ct, look.summary.place is None
 
 
-def _look(name: str, bunch: Bunch, orbit: list[Boundary] | None, slices: int) -> Look:
-    local = coordinates(bunch, orbit)
-    numbers = summary(bunch, slices, orbit, local)
+def _look(name: str, bunch: Bunch, orbit: list[Boundary] | None, slices: int, about_orbit: bool) -> Look:
+    local = coordinates(bunch, orbit if about_orbit else None)
+    if orbit and not about_orbit:
+        local.place = locate(bunch, orbit)[1]
+    numbers = summary(bunch, slices, orbit if about_orbit else None, local)
+    if not about_orbit:
+        numbers.frame = "straight"
     table = slices_of(local, float(np.abs(bunch.charge).sum()), 20, 5, "charge")
-    return Look(name, numbers, table, Station(numbers, local.energy, local.weight, numbers.place), bunch, orbit)
+    return Look(name, numbers, table, Station(numbers, local.energy, local.weight, numbers.place), bunch, orbit if about_orbit else None)

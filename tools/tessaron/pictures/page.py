@@ -35,7 +35,7 @@ pre { max-height: 30rem; overflow: auto; margin: 0; padding: .75rem; border: 1px
   nav, .skip { display: none; }
   body { font-size: 10pt; }
   pre { max-height: none; white-space: pre-wrap; border: none; background: none; padding: 0; }
-  .wide { overflow: visible; }
+  .wide { overflow: visible; break-inside: avoid; }
   .verdict { border: 1px solid; border-left-width: .5rem; }
   table { font-size: 8pt; }
   th, td { padding: .1rem .25rem; }

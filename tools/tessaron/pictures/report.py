@@ -17,7 +17,7 @@ MOST_BUNCHES = 40  # of a long series, evenly chosen
 
 
 def write_report(folder: Path, page: Path | None = None, slices: int = 50, told: Told = lambda what, done, of: None,
-                 run: RunFolder | None = None) -> Path:
+                 run: RunFolder | None = None, about_orbit: bool = True) -> Path:
     """Writes the page of the run in `folder` and returns its path.
 
     What cannot be read is told on the page; a report is also wanted when a run has failed.
@@ -25,11 +25,12 @@ def write_report(folder: Path, page: Path | None = None, slices: int = 50, told:
     :param slices: number of slices and bins.
     :param told: is told about the progress.
     :param run: the folder's contents, if they have been read already.
+    :param about_orbit: coordinates about the design orbit where it is known; otherwise along the mean momentum of each bunch.
     """
     run = run or RunFolder(folder)
     content = Page(f"Run in {folder.resolve().name}", run.verdict.completed, run.verdict.line)
     album = Album(content, told)
-    looks, failed = look_at(run, MOST_BUNCHES, slices, told)
+    looks, failed = look_at(run, MOST_BUNCHES, slices, told, about_orbit)
     _headline(content, album, run, looks, slices)
     if failed:
         content.table("Files that could not be read", ["file", "reason"], failed)
