@@ -50,12 +50,10 @@ void push(benchmark::State& state, Kind kind, SelfForce self_force) {
   }
   const bool with_force = self_force != SelfForce::none;
   auto work = std::make_unique<ParticleTable>();
+  auto work_sections = std::make_unique<SectionTable>();
+  const PushForce force{with_force ? fa.get() : nullptr, with_force ? fb.get() : nullptr, 0, length};
   for (auto _ : state) {
-    state.PauseTiming();
-    *work = *particles;
-    state.ResumeTiming();
-    track_all(bunch, *work, *sections, 0, length, 0, length, with_force ? fa.get() : nullptr,
-              with_force ? fb.get() : nullptr);
+    track_all(bunch, *particles, *sections, *work, *work_sections, 0, length, force);
     benchmark::DoNotOptimize((*work)[1]);
   }
   using benchmark::Counter;

@@ -12,11 +12,16 @@ namespace {
 /// A multipole's data are its azimuthal order and four reals.
 constexpr int multipole_reals = 4;
 
-SectionField multipole_field(const Element& element, const Boundary& entry) {
-  SectionField field;
+/// The azimuthal order that a multipole's data say, 0 where there are none.
+std::int32_t order_of(const Element& element) {
   const bool stored = element.iend >= 1 && element.iend <= ilalen && element.rend >= multipole_reals &&
                       element.rend <= rlalen;
-  field.order = stored ? latcom.ipool[element.iend] : 0;
+  return stored ? latcom.ipool[element.iend] : 0;
+}
+
+SectionField multipole_field(const Element& element, const Boundary& entry) {
+  SectionField field;
+  field.order = order_of(element);
   if (field.order < 1) {
     console_line("multipole with invalid azimuthal order");
     return field;
@@ -59,6 +64,16 @@ SectionField section_field(std::int32_t E, bool forward) {
   const double r = latcom.bnd[E].r;
   if (r != 0) field.K = ptlcom.reference_momentum / r;
   return field;
+}
+
+bool fields_make_sense() {
+  for (std::int32_t E = 2; E <= latcom.nlat; ++E) {
+    const Element& element = latcom.elem[E];
+    if (element.subtype != 0 && element.subtype != 1) return false;
+    const bool multipole = element.kind != ElementClass::discrete && element.subtype == 1;
+    if (multipole && order_of(element) < 1) return false;
+  }
+  return true;
 }
 
 void edge_entry(Particle& state, double K, const Boundary& boundary) {

@@ -25,6 +25,9 @@ struct SectionField {
 /// drift. Any E is allowed.
 SectionField section_field(std::int32_t E, bool forward);
 
+/// Whether `section_field` finds data that make sense in every section.
+bool fields_make_sense();
+
 /// Edge kicks of a bending section: theta changes on coming in and on leaving,
 ///     theta -+ K z tan(phi - psi)/p,     psi the direction of the boundary's normal,
 /// all else stays. At p = 0 nothing changes.

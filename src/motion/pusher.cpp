@@ -86,19 +86,6 @@ double arc_distance(const Boundary& b, const Coordinates& y, const Direction& u,
   return behind ? L : L + whole;
 }
 
-/// Number of Runge-Kutta steps on a length L in the plane: 0.02 rad of bend, 0.04 m of drift, or 0.02 of
-/// strength times length in a multipole at most.
-int step_count(const SectionField& field, double L, double rho_p) {
-  double steps = std::abs(L) / 0.04;
-  if (field.K != 0) {
-    steps = std::abs(L) / (0.02 * std::abs(rho_p));
-  } else if (field.order >= 2 && field.strength != 0) {
-    steps = std::abs(L * field.strength) / 0.02;
-  }
-  if (std::isnan(steps)) return 1;
-  return static_cast<int>(std::min(steps, most_steps - 1)) + 1;
-}
-
 ForceKind kind_of(const ForceInterval* force) {
   if (force == nullptr) return ForceKind::none;
   const Force &a = force->fa, &b = force->fb;
@@ -219,6 +206,17 @@ bool time_left(const Boundary& target, const Prediction& end, const Coordinates&
 
 }  // namespace
 
+int step_count(const SectionField& field, double L, double rho_p) {
+  double steps = std::abs(L) / 0.04;
+  if (field.K != 0) {
+    steps = std::abs(L) / (0.02 * std::abs(rho_p));
+  } else if (field.order >= 2 && field.strength != 0) {
+    steps = std::abs(L * field.strength) / 0.02;
+  }
+  if (std::isnan(steps)) return 1;
+  return static_cast<int>(std::min(steps, most_steps - 1)) + 1;
+}
+
 template <Way way>
 void segment_step(Particle& state, std::int32_t& section, bool& crossing, double& t, double t_end,
                   const ForceInterval* force) {
@@ -269,7 +267,6 @@ template void segment_step<Way::plain>(Particle&, std::int32_t&, bool&, double&,
                                        const ForceInterval*);
 template void segment_step<Way::fast>(Particle&, std::int32_t&, bool&, double&, double, const ForceInterval*);
 
-/// What is left of a crossing that ends a track: the entry edge of the section that the particle is in now.
 void finish_crossing(Particle& state, std::int32_t section) {
   cross_entry(state, section_field(section, true), boundary_or_none(std::int64_t{section} - 1));
 }
@@ -279,27 +276,6 @@ void finish_crossing(Particle& state, std::int32_t section) {
 void lattice_step(Particle& state, std::int32_t& section, bool& crossing, double& t, double t_end,
                   const ForceInterval* force) {
   pusher::segment_step<pusher::Way::fast>(state, section, crossing, t, t_end, force);
-}
-
-void track_all(int n, ParticleTable& states, SectionTable& sections, double t0, double t1, double ta,
-               double tb, const ForceTable* fa, const ForceTable* fb) {
-  if (!(t0 < t1)) return;
-  const bool with_force = fa != nullptr && fb != nullptr;
-  ForceInterval force{ta, tb, {}, {}};
-  for (int j = 1; j <= n; ++j) {
-    if (with_force) {
-      force.fa = (*fa)[j];
-      force.fb = (*fb)[j];
-    }
-    double t = t0;
-    bool crossing = false;
-    while (t < t1) {
-      lattice_step(states[j], sections[j], crossing, t, t1, with_force ? &force : nullptr);
-      DiscreteMap map;
-      if (crossing && get_map(sections[j] - 1, map)) apply_map(states[j], map);
-    }
-    if (crossing) pusher::finish_crossing(states[j], sections[j]);
-  }
 }
 
 bool track_to_boundary(const Particle& state, std::int32_t section, double ct, std::int32_t target,

@@ -22,13 +22,21 @@ struct ForceInterval {
 /// A boundary that a particle cannot reach (it moves along the boundary, its circle misses it) leaves the
 /// particle in its section until the limit; if the limit lies beyond 1e9 m, where it stands.
 
-/// Takes particles 1..n from t0 to t1 in the lattice field and, if the force tables are given, under a self
-/// force known at ta and tb. Discrete elements act on a particle that has crossed their boundary, and so does
-/// the entry edge of the section behind it, also where the crossing ends the way: it makes no difference into
-/// how many calls a time is cut. Nothing happens if t0 is not below t1. Any section index and any state end
-/// in a finite number of segments.
-void track_all(int n, ParticleTable& states, SectionTable& sections, double t0, double t1, double ta,
-               double tb, const ForceTable* fa, const ForceTable* fb);
+/// The self force on all particles at two times, linear between them; null tables: none.
+struct PushForce {
+  const ForceTable* fa = nullptr;
+  const ForceTable* fb = nullptr;
+  double ta = 0, tb = 1;
+};
+
+/// Takes particles 1..n from t0 to t1, out of one pair of tables into another or in place, in the lattice
+/// field and under a self force. Discrete elements act on a particle that has crossed their boundary, and so
+/// does the entry edge of the section behind it, also where the crossing ends the way: it makes no difference
+/// into how many calls a time is cut. Particles that are out of reach of the boundary ahead go several at a
+/// time through the same steps; the threads share the bunch, and no digit depends on how many there are.
+/// Nothing moves if t0 is not below t1. Any section index and any state end in a finite number of segments.
+void track_all(int n, const ParticleTable& from, const SectionTable& from_sections, ParticleTable& to,
+               SectionTable& to_sections, double t0, double t1, const PushForce& force);
 
 /// One segment of one particle, inside one section. `t_end` may lie behind `t`: the segment then runs
 /// backward. `crossing`: out, this call brought the particle onto a boundary, and `section` has its new

@@ -13,6 +13,13 @@ template <Way way>
 void segment_step(Particle& state, std::int32_t& section, bool& crossing, double& t, double t_end,
                   const ForceInterval* force);
 
+/// What is left of a crossing that ends a track: the entry edge of the section that the particle is in now.
+void finish_crossing(Particle& state, std::int32_t section);
+
+/// Number of Runge-Kutta steps on a length L in the plane: 0.02 rad of bend, 0.04 m of drift, or 0.02 of
+/// strength times length in a multipole at most.
+int step_count(const SectionField& field, double L, double rho_p);
+
 /// An angle near a base whose sine and cosine are known. A small difference comes from the addition theorem
 /// with the series
 ///     sin d = d - d^3/3! + ... + d^9/9!     1 - cos d = d^2/2! - ... - d^8/8!

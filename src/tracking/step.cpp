@@ -1,6 +1,8 @@
 #include <algorithm>
+#include <utility>
 
 #include "beam/bunch_record.hpp"
+#include "common/chunks.hpp"
 #include "common/freeform.hpp"
 #include "forces/force_dispatch.hpp"
 #include "motion/pusher.hpp"
@@ -14,11 +16,18 @@ namespace tessaron {
 namespace {
 
 ForceTimes force_times_store;
-ForceTable fpre;        // forces of the pre-conditioning model at fpre_time
 ForceTable ftrk_store;  // forces of the deck's model at ftrk_time
-ForceTable fstart;      // forces at the start of a step
-ParticleTable pred, corr;
-SectionTable predsec, corrsec;
+
+/// Tables whose roles change from pass to pass, so that nothing has to be copied.
+struct BunchTables {
+  ParticleTable particle;
+  SectionTable section;
+};
+BunchTables bunch_tables[2];
+BunchTables *pred = &bunch_tables[0], *corr = &bunch_tables[1];
+ForceTable force_tables[2];
+ForceTable* fpre = &force_tables[0];    // forces of the pre-conditioning model at fpre_time
+ForceTable* fstart = &force_tables[1];  // forces at the start of a step
 
 /// One step in time and the numbers that its passes share.
 struct Step {
@@ -39,10 +48,13 @@ ForceType preconditioner(ForceType type) {
   }
 }
 
+constexpr int fewest_in_chunk = 4096;  ///< rows that are worth a thread's while
+
 template <class TableType>
 void copy_rows(int n, const TableType& from, TableType& to) {
-  const auto source = from.run(1, n);
-  std::copy(source.begin(), source.end(), to.run(1, n).begin());
+  over_chunks(Chunks::of(n, fewest_in_chunk), [&](const Chunk& chunk) {
+    std::ranges::copy(from.run(chunk.first, chunk.size()), to.run(chunk.first, chunk.size()).begin());
+  });
 }
 
 void clear_rows(int n, ForceTable& forces) { std::ranges::fill(forces.run(1, n), Force{}); }
@@ -57,22 +69,18 @@ void evaluate(ForceType type, const ParticleTable& particles, const SectionTable
   if (forcei(type, particles, sections, ct, forces) != ok) note_failed_evaluation(ct);
 }
 
-/// Tracks a fresh copy of the bunch over the step, under `fstart` at its start and `fend` at its end.
-void track_copy(const Step& step, ParticleTable& particles, SectionTable& sections, const ForceTable& fend) {
-  copy_rows(step.n, ptlcom.particle, particles);
-  copy_rows(step.n, ptlcom.section, sections);
-  track_all(step.n, particles, sections, step.t0, step.t1, step.t0, step.t1, &fstart, &fend);
+/// Tracks the bunch over the step into `end`, under `fstart` at its start and `fend` at its end.
+void track(const Step& step, BunchTables& end, const ForceTable& fend) {
+  track_all(step.n, ptlcom.particle, ptlcom.section, end.particle, end.section, step.t0, step.t1,
+            {fstart, &fend, step.t0, step.t1});
 }
 
 /// The corrector becomes the predictor of the next pass.
-void take_corrector(const Step& step) {
-  copy_rows(step.n, corr, pred);
-  copy_rows(step.n, corrsec, predsec);
-}
+void take_corrector() { std::swap(pred, corr); }
 
 /// Compares predictor and corrector and logs the error per step length under `text`.
 double compare(const Step& step, const char* text) {
-  const StepError error = step_error(step.n, pred, corr, ptlcom.source);
+  const StepError error = step_error(step.n, pred->particle, corr->particle, ptlcom.source);
   const double err = error.position + trkcom.error_weight_momentum * error.momentum;
   msgout(FreeForm(text, err / step.length()));
   return err;
@@ -86,42 +94,42 @@ bool converged(const Step& step, double err, int passes) {
 /// first estimate lets the force fall linearly to zero at t1.
 double precondition(const Step& step, ForceType model, const char* text) {
   if (force_times_store.fpre_time != step.t0) {
-    evaluate(model, ptlcom.particle, ptlcom.section, step.t0, fpre);
+    evaluate(model, ptlcom.particle, ptlcom.section, step.t0, *fpre);
     force_times_store.fpre_time = step.t0;
     force_times_store.fpre_old = false;
   }
   if (!(step.t1 > step.t0)) return 0;
-  copy_rows(step.n, fpre, fstart);
-  clear_rows(step.n, fpre);
-  track_copy(step, pred, predsec, fpre);
-  evaluate(model, pred, predsec, step.t1, fpre);
+  std::swap(fpre, fstart);
+  clear_rows(step.n, *fpre);
+  track(step, *pred, *fpre);
+  evaluate(model, pred->particle, pred->section, step.t1, *fpre);
   force_times_store.fpre_old = false;
   for (int passes = 1;; ++passes) {
-    track_copy(step, corr, corrsec, fpre);
-    evaluate(model, corr, corrsec, step.t1, fpre);
+    track(step, *corr, *fpre);
+    evaluate(model, corr->particle, corr->section, step.t1, *fpre);
     const double err = compare(step, text);
     if (converged(step, err, passes)) return err;
-    take_corrector(step);
+    take_corrector();
   }
 }
 
 /// The step with the deck's model, from the end force that the pre-conditioning left or from zero. The force
 /// is worked out anew only ahead of a further pass, so `ftrk` belongs to the last predictor.
 double correct(const Step& step, ForceType model) {
-  copy_rows(step.n, ftrk_store, fstart);
+  copy_rows(step.n, ftrk_store, *fstart);
   if (trkcom.precondition) {
-    copy_rows(step.n, fpre, ftrk_store);
+    copy_rows(step.n, *fpre, ftrk_store);
   } else {
     clear_rows(step.n, ftrk_store);
   }
-  track_copy(step, pred, predsec, ftrk_store);
-  evaluate(model, pred, predsec, step.t1, ftrk_store);
+  track(step, *pred, ftrk_store);
+  evaluate(model, pred->particle, pred->section, step.t1, ftrk_store);
   for (int passes = 1;; ++passes) {
-    track_copy(step, corr, corrsec, ftrk_store);
+    track(step, *corr, ftrk_store);
     const double err = compare(step, "                   step_error/step_time=");
     if (converged(step, err, passes)) return err;
-    evaluate(model, corr, corrsec, step.t1, ftrk_store);
-    take_corrector(step);
+    evaluate(model, corr->particle, corr->section, step.t1, ftrk_store);
+    take_corrector();
   }
 }
 
@@ -136,7 +144,7 @@ double advance(const Step& step, ForceType model) {
                                     : "               *** step_error/step_time=");
   }
   if (pre == model) {
-    copy_rows(step.n, fpre, ftrk_store);
+    copy_rows(step.n, *fpre, ftrk_store);
     force_times_store.ftrk_time = step.t1;
     force_times_store.ftrk_old = force_times_store.fpre_old;
   } else {
@@ -151,8 +159,8 @@ double advance(const Step& step, ForceType model) {
     force_times_store.ftrk_old = false;
   }
   if (moves) {
-    copy_rows(step.n, corr, ptlmov().particle);
-    copy_rows(step.n, corrsec, ptlmov().section);
+    copy_rows(step.n, corr->particle, ptlmov().particle);
+    copy_rows(step.n, corr->section, ptlmov().section);
     force_times_store.fpre_time = step.t1;
   }
   return err;
@@ -182,8 +190,8 @@ double trkadv(double next) {
   double err = 0;
   if (model == ForceType::none) {
     if (step.t1 > step.t0) {
-      track_all(step.n, ptlmov().particle, ptlmov().section, step.t0, step.t1, step.t0, step.t1, nullptr,
-                nullptr);
+      const MovingBunch bunch = ptlmov();
+      track_all(step.n, bunch.particle, bunch.section, bunch.particle, bunch.section, step.t0, step.t1, {});
     }
   } else {
     err = advance(step, model);

@@ -206,9 +206,9 @@ TEST_F(Motion, ACutAtABoundaryChangesNothing) {
       sections_whole[1] = sections_cut[1] = 1;
       double crossing = 0;
       ASSERT_TRUE(track_to_boundary(cut[1], 1, 0, boundary, crossing));
-      track_all(1, whole, sections_whole, 0, 2.5, 0, 1, nullptr, nullptr);
-      track_all(1, cut, sections_cut, 0, crossing, 0, 1, nullptr, nullptr);
-      track_all(1, cut, sections_cut, crossing, 2.5, 0, 1, nullptr, nullptr);
+      track_all(1, whole, sections_whole, whole, sections_whole, 0, 2.5, {});
+      track_all(1, cut, sections_cut, cut, sections_cut, 0, crossing, {});
+      track_all(1, cut, sections_cut, cut, sections_cut, crossing, 2.5, {});
       EXPECT_EQ(sections_cut[1], sections_whole[1]);
       expect_same(cut[1], whole[1], 1e-13);
     }

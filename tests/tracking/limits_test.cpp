@@ -53,7 +53,9 @@ class Pusher : public testing::Test {
 ParticleTable particles;
 SectionTable sections;
 ForceTable fa, fb;
-void track_bunch(int n, double t0, double t1) { track_all(n, particles, sections, t0, t1, t0, t1, &fa, &fb); }
+void track_bunch(int n, double t0, double t1) {
+  track_all(n, particles, sections, particles, sections, t0, t1, {&fa, &fb, t0, t1});
+}
 
 }  // namespace
 
