@@ -1,5 +1,6 @@
 #include <cmath>
 
+#include "common/chunks.hpp"
 #include "tracking/steps.hpp"
 
 namespace tessaron {
@@ -14,13 +15,19 @@ struct Moments {
   double s = 0, s2 = 0, p = 0, p2 = 0, dl2 = 0, dt2 = 0, dp2 = 0;
 };
 
-Moments moments(int n, const ParticleTable& a, const ParticleTable& b, const FlagTable& source) {
-  const double cos_phi = std::cos(b[1].phi), sin_phi = std::sin(b[1].phi);
+/// The two bunches, the particle that s and p are counted from, and the direction of s.
+struct Bunches {
+  const ParticleTable &a, &b;
+  const FlagTable& source;
+  const Particle& origin;
+  double cos_phi, sin_phi;
+};
+
+/// What the particles of a chunk add, and how many they are.
+Moments sums(const Chunk& chunk, const Bunches& bunches, int& count) {
+  const auto& [a, b, source, origin, cos_phi, sin_phi] = bunches;
   Moments m;
-  int first = 1, count = 0;
-  while (first < n && !source[first]) ++first;
-  const Particle& origin = b[first];
-  for (int i = first; i <= n; ++i) {
+  for (int i = chunk.first; i <= chunk.last; ++i) {
     if (!source[i]) continue;
     ++count;
     const double dx = b[i].x - a[i].x, dy = b[i].y - a[i].y;
@@ -34,9 +41,33 @@ Moments moments(int n, const ParticleTable& a, const ParticleTable& b, const Fla
     m.dt2 += squared(cos_phi * dy - sin_phi * dx);
     m.dp2 += squared(b[i].p - a[i].p);
   }
-  if (count == 0) return m;
-  for (double* sum : {&m.s, &m.s2, &m.p, &m.p2, &m.dl2, &m.dt2, &m.dp2}) *sum /= count;
   return m;
+}
+
+constexpr auto all_moments = {&Moments::s,   &Moments::s2,  &Moments::p,  &Moments::p2,
+                              &Moments::dl2, &Moments::dt2, &Moments::dp2};
+
+Moments moments(int n, const ParticleTable& a, const ParticleTable& b, const FlagTable& source) {
+  int first = 1;
+  while (first < n && !source[first]) ++first;
+  const Bunches bunches{a, b, source, b[first], std::cos(b[1].phi), std::sin(b[1].phi)};
+  const Chunks chunks = Chunks::of(n, 4096);
+  Table<Moments, most_chunks> parts;
+  Table<int, most_chunks> counts;
+  over_chunks(chunks, [&](const Chunk& chunk) {
+    int count = 0;
+    parts[chunk.number] = sums(chunk, bunches, count);
+    counts[chunk.number] = count;
+  });
+  Moments all;
+  int count = 0;
+  for (int k = 1; k <= chunks.count; ++k) {
+    for (const auto of : all_moments) all.*of += parts[k].*of;
+    count += counts[k];
+  }
+  if (count == 0) return all;
+  for (const auto of : all_moments) all.*of /= count;
+  return all;
 }
 
 /// The rms about the mean; rounding can take its square below 0.
