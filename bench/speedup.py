@@ -47,10 +47,11 @@ def run_time(program, processes, folder):
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     root = pathlib.Path(__file__).resolve().parent.parent
-    parser.add_argument("--program", default=str(root / "build-mpi/tessaron"))
+    parser.add_argument("--program", type=pathlib.Path, default=root / "build-mpi/tessaron")
     parser.add_argument("--processes", type=int, default=2)
     parser.add_argument("--repeat", type=int, default=3)
     options = parser.parse_args()
+    program = options.program.resolve()  # the runs have a working folder of their own
     print(f"{'force type':<12} {'particles':>9} {'one process':>12} {'speed-up':>9}   on {options.processes} processes")
     with tempfile.TemporaryDirectory() as name:
         folder = pathlib.Path(name)
@@ -59,8 +60,8 @@ def main():
             (folder / "tessar.in").write_text(DECK.format(type=force))
             one, ratio = [], []
             for _ in range(options.repeat):
-                one.append(run_time(options.program, 1, folder))
-                ratio.append(one[-1] / run_time(options.program, options.processes, folder))
+                one.append(run_time(program, 1, folder))
+                ratio.append(one[-1] / run_time(program, options.processes, folder))
             print(f"{force:<12} {particles:>9} {statistics.median(one):>10.2f} s {statistics.median(ratio):>9.2f}")
 
 
