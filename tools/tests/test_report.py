@@ -112,7 +112,7 @@ def test_a_run_that_died_is_told_first(folder, tmp_path, spoil, words):
 def test_a_failed_run_has_a_report_and_a_status(tmp_path, capsys):
     (tmp_path / "tessar.in").write_text("lattice { dipol { } }\nmonitor { name = end.dat }\n")
     assert main(["report", str(tmp_path), "-o", str(tmp_path / "page.html")]) == 1
-    assert "not complete" in capsys.readouterr().out
+    assert "no sign of a run" in capsys.readouterr().out
     text = (tmp_path / "page.html").read_text()
     assert "no element" in text and "left no log" in text and Outline(text).open == []
     assert text.index('class="verdict bad"') < text.index("<h2")

@@ -52,6 +52,9 @@ def main(arguments: list[str] | None = None) -> int:
         return parsed.run(parsed) or 0
     except BrokenPipeError:
         return 0
+    except KeyboardInterrupt:
+        print(f"tessaron-tools {parsed.command}: interrupted", file=sys.stderr)
+        return 130
     except ModuleNotFoundError as error:
         if parsed.traceback or error.name not in PACKAGES:
             raise

@@ -102,15 +102,22 @@ class RunFolder:
     def judge(self, ending: Ending | None) -> Verdict:
         """The judgement where the program's own ending is known better than the folder tells."""
         missing = self._missing()
-        faults = [str(finding) for finding in self.state.findings if finding.severity == "error"]
+        faults = [f"the deck has errors: {finding}" for finding in self.state.findings if finding.severity == "error"]
         at = "" if self.log is None or self.log.last_ct is None else f" at c·t = {self.log.last_ct:.5g} m"
         if ending is not None and not ending.completed:
             return Verdict(False, ending.reason, (*ending.trace, *missing))
+        if ending is None and not self._signs_of_life():
+            return Verdict(False, "no sign of a run: neither console nor log nor any of its files", (*missing, *faults))
+        if ending is None and faults:
+            missing = [*missing, *faults]
         if missing:
-            return Verdict(False, f"not complete{at}: {missing[0]}" + (f", and {len(missing) - 1} more" if missing[1:] else ""),
-                           (*missing, *(f"the deck has errors: {fault}" for fault in faults)))
+            return Verdict(False, f"not complete{at}: {missing[0]}" + (f", and {len(missing) - 1} more" if missing[1:] else ""), tuple(missing))
         judged = "" if ending is not None else ", judged by its files alone: neither console nor log was kept"
         return Verdict(True, f"completed{at}{judged}", ())
+
+    def _signs_of_life(self) -> bool:
+        """Whether anything is there that only a run leaves."""
+        return self.state.output_path(LATOUT).is_file() or any(self.files(output) for output in self.state.outputs)
 
     def _missing(self) -> list[str]:
         """What the deck promised and what is not there."""
