@@ -147,6 +147,7 @@ Status step_loop() {
   double next = ptlcom.ctptcl;
   bool first = true, more = true;
   Status status = ok;
+  if (ptlcom.npart == 0) tell_person("tracking without particles: nothing moves but the time");
   begin_force_watch();
   progress_start(ptlcom.ctptcl, trkcom.end_time_c0);
   while (more) {

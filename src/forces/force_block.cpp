@@ -4,6 +4,7 @@
 #include "common/freeform.hpp"
 #include "forces/block_files.hpp"
 #include "forces/force_settings_owner.hpp"
+#include "forces/image_cost.hpp"
 #include "run/block_values.hpp"
 #include "run/line_writer.hpp"
 
@@ -173,6 +174,7 @@ Status take_up(const Keys& keys, ForceSettings& f) {
 
 Status force() {
   set_defaults(force_settings_store);
+  forget_image_costs();
   Keys keys(names);
   Status status = keys.read();
   if (status == ok) status = take_up(keys, force_settings_store);

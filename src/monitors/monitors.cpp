@@ -8,6 +8,7 @@
 #include "lattice/lattice_record.hpp"
 #include "monitors/monitor_records.hpp"
 #include "run/deck.hpp"
+#include "run/diagnosis.hpp"
 #include "run/file_table.hpp"
 #include "run/line_writer.hpp"
 
@@ -136,7 +137,12 @@ Status read_online_monitor() {
                    "start_time_shift_c0", "end_time_c0", "end_time_marker", "end_time_shift_c0",
                    "time_step_c0"});
   Status status = keys.read();
-  if (status != ok || !keys.seen("name")) return status;
+  if (status != ok) return status;
+  if (!keys.seen("name")) {
+    tell_person(FreeForm("an online_monitor without a name is ignored at", position_text(deck_place()).view())
+                    .items());
+    return ok;
+  }
   int number = 0;
   status = take_entry(keys.value("name"), number);
   if (status != ok) return status;

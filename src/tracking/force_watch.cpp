@@ -20,8 +20,7 @@ void begin_force_watch() {
   begin_shield_watch();
   if (!starts_with_old_forces()) return;
   tell_person(
-      "tracking starts with forces that were stored before the latest particles, lattice or forces; for "
-      "fresh "
+      "tracking starts with forces that were stored before the latest particles, lattice or forces; for fresh "
       "ones start at another time, or track by 1e-9 m with forces { type = none } ahead");
 }
 

@@ -6,6 +6,7 @@
 #include "field/observer_work.hpp"
 #include "field/source_record.hpp"
 #include "forces/field_settings.hpp"
+#include "forces/image_cost.hpp"
 #include "forces/models.hpp"
 #include "group/process_group.hpp"
 #include "lattice/lattice_record.hpp"
@@ -92,6 +93,8 @@ Status force2(const ParticleTable& particles, const SectionTable& sections, doub
   FieldSource source;
   pass_field_settings(particles[1], source);
   for (std::int32_t i = 1; i <= ptlcom.npart; ++i) forces[i] = Force{};
+  tell_image_cost_of_fields(ForceType::csr_p_to_p, ptlcom.npart, {particles[1], sections[1]}, particles, ct,
+                            observer);
 
   for (std::int32_t isrc = 1; isrc <= ptlcom.npart; ++isrc) {
     if (ptlcom.source[isrc]) {

@@ -11,6 +11,7 @@
 #include "field/source_record.hpp"
 #include "forces/force_settings.hpp"
 #include "forces/green/mesh/rows.hpp"
+#include "forces/image_cost.hpp"
 #include "group/process_group.hpp"
 #include "lattice/lattice_record.hpp"
 #include "lattice/placement.hpp"
@@ -140,8 +141,8 @@ void green_set_capacity(std::int32_t rows) { capacity = std::clamp<std::int32_t>
 
 void green_observe(MeshObserver observer) { mesh_observer = observer; }
 
-void green_sums(const ParticleTable& particles, const SectionTable& sections, double ct, FieldSource& source,
-                ObserverWork& observer, ReferenceMotion& reference, GreenWork& work) {
+void green_sums(ForceType type, const ParticleTable& particles, const SectionTable& sections, double ct,
+                FieldSource& source, ObserverWork& observer, ReferenceMotion& reference, GreenWork& work) {
   const ProcessIdentity id = pgflags();
   KeptMesh& kept = work.kept;
   const bool whole = work.mesh.gfirst == 1 && !work.mesh.more();
@@ -166,6 +167,10 @@ void green_sums(const ParticleTable& particles, const SectionTable& sections, do
   bool first = true, more = false;
   do {
     if (!reuse) more = first ? new_mesh(source, work) : gmesh0_next(work.mesh);
+    if (!reuse && first) {
+      tell_image_cost_of_fields(type, 4.0 * work.points.ne, {kept.mean.particle, kept.mean.section},
+                                particles, ct, observer, static_cast<double>(work.mesh.ngreen));
+    }
     if (id.group_size > 1 && !reuse) green_rows_of_block(work.points, particles, field, work.mesh);
     add_sources(field, first, work);
     first = false;

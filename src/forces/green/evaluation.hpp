@@ -1,5 +1,6 @@
 #pragma once
 #include "field/path/path.hpp"
+#include "forces/force_settings.hpp"
 #include "forces/green/boxes.hpp"
 #include "forces/green/polygon.hpp"
 #include "forces/green/sources.hpp"
@@ -8,9 +9,9 @@ namespace tessaron {
 
 struct ObserverWork;
 
-/// The mean of the source particles: place and momentum weighted by charge, the direction without weights, in
-/// the plane, with the charge 1. Its section is the smallest one of the sources, moved up to the first
-/// boundary that lies ahead of the mean.
+/// The mean of the source particles: place and momentum weighted by charge (by its size where the charges
+/// cancel to rounding), the direction without weights, in the plane, with the charge 1. Its section is the
+/// smallest one of the sources, moved up to the first boundary that lies ahead of the mean.
 struct MeanSource {
   Particle particle;
   std::int32_t section;
@@ -51,8 +52,8 @@ extern const GreenWork& green_work;
 /// at the same time.
 /// \param source     has its settings, and is given the path of the mean
 /// \param reference  out: the motion for which the sums hold; `beta` is given
-void green_sums(const ParticleTable& particles, const SectionTable& sections, double ct, FieldSource& source,
-                ObserverWork& observer, ReferenceMotion& reference, GreenWork& work);
+void green_sums(ForceType type, const ParticleTable& particles, const SectionTable& sections, double ct,
+                FieldSource& source, ObserverWork& observer, ReferenceMotion& reference, GreenWork& work);
 
 /// Who is told of each new mesh before it is filled: the polygon that it covers, and the sections of constant
 /// curvature of the path. The monitors stand above the forces and hand their writer down through this.

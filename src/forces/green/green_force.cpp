@@ -4,6 +4,7 @@
 #include "field/source_record.hpp"
 #include "forces/field_settings.hpp"
 #include "forces/green/evaluation.hpp"
+#include "forces/image_cost.hpp"
 #include "forces/models.hpp"
 #include "group/process_group.hpp"
 #include "lattice/lattice_record.hpp"
@@ -37,6 +38,8 @@ void source_sums(const ParticleTable& particles, const SectionTable& sections, d
                  const ReferenceMotion& reference, FieldSource& source, ObserverWork& observer,
                  ObservationPoints& points) {
   const ProcessIdentity id = pgflags();
+  tell_image_cost_of_fields(ForceType::csr_p_to_m, points.ne, {particles[1], sections[1]}, particles, ct,
+                            observer);
   for (std::int32_t isrc = 1; isrc <= ptlcom.npart; ++isrc) {
     if (!ptlcom.source[isrc]) continue;
     setpth(particles[isrc], sections[isrc], latcom.nlat, ct, source);
@@ -78,7 +81,7 @@ Status force3(ForceType type, const ParticleTable& particles, const SectionTable
          points);
   for (std::int32_t e = 1; e <= points.ne; ++e) points.sum[e] = {};
   if (use_green) {
-    green_sums(particles, sections, ct, source, observer, reference, store);
+    green_sums(type, particles, sections, ct, source, observer, reference, store);
   } else {
     source_sums(particles, sections, ct, reference, source, observer, points);
   }

@@ -2,6 +2,7 @@
 #include <cmath>
 
 #include "common/chunks.hpp"
+#include "forces/image_cost.hpp"
 #include "forces/models.hpp"
 #include "forces/projected/charge_smoothing.hpp"
 #include "forces/projected/force_files.hpp"
@@ -91,10 +92,15 @@ Status csr_part(const LineGrid& grid, double gamma, double beta, double s_ref, S
   csr_kernel.s_ref = s_ref;
   csr_kernel.s_lo = nf1 * grid.h * beta;
   csr_kernel.s_hi = nf2 * grid.h * beta;
+  csr_kernel.shield_max = force_settings.shield_max;
+  const int m = latcom.narc - 1;
+  if (image_cost_is_due(ForceType::projected)) {
+    csr_kernel.shield = sample_shield();
+    tell_image_cost(ForceType::projected, 1, time_of([&] { csr2(latcom.curv, m, csr_kernel, nf); }));
+  }
   csr_kernel.done = false;
   csr_kernel.shield = force_settings.shield;
-  csr_kernel.shield_max = force_settings.shield_max;
-  csr3(latcom.curv, latcom.narc - 1, csr_kernel, nf);
+  csr3(latcom.curv, m, csr_kernel, nf);
   kernel = {csr_kernel.array.run(1, nf).data(), nf1, nf2};
   return ok;
 }
