@@ -6,24 +6,33 @@ from ..constants import SPEED_OF_LIGHT
 
 _LINES = (  # name, unit, factor, value of a summary
     ("mean energy", "MeV", 1e-6, lambda s: s.energy), ("rms energy spread", "keV", 1e-3, lambda s: s.energy_spread),
-    ("  about a cubic chirp", "keV", 1e-3, lambda s: s.energy_spread_uncorrelated), ("chirp, more behind", "1/m", 1, lambda s: s.chirp),
+    ("spread about a cubic chirp", "keV", 1e-3, lambda s: s.energy_spread_uncorrelated), ("chirp, more behind", "1/m", 1, lambda s: s.chirp),
     ("rms length", "µm", 1e6, lambda s: s.length), ("peak current", "A", 1, lambda s: s.peak_current),
-    ("norm. emittance in the plane", "µm", 1e6, lambda s: s.horizontal.emittance),
-    ("  without dispersion", "µm", 1e6, lambda s: s.horizontal.emittance_free),
-    ("norm. emittance, vertical", "µm", 1e6, lambda s: s.vertical.emittance), ("dispersion", "mm", 1e3, lambda s: s.horizontal.dispersion),
+    ("emittance in the plane", "µm", 1e6, lambda s: s.horizontal.emittance),
+    ("emittance without dispersion", "µm", 1e6, lambda s: s.horizontal.emittance_free),
+    ("emittance, vertical", "µm", 1e6, lambda s: s.vertical.emittance), ("dispersion", "mm", 1e3, lambda s: s.horizontal.dispersion),
     ("charge", "nC", 1e9, lambda s: s.charge), ("particles", "", 1, lambda s: s.particles),
 )
 
 
 def headline(before: Summary, behind: Summary) -> tuple[list[str], list[list[str]]]:
     """Heads and rows of the table before and behind, with loss and compression."""
-    rows = [[name.strip(), f"{value(before) * factor:.6g}", f"{value(behind) * factor:.6g}", unit, _change(value(before), value(behind))]
+    rows = [[_label(name, unit), _number(value(before) * factor), _number(value(behind) * factor), _change(value(before), value(behind))]
             for name, unit, factor, value in _LINES]
     loss = before.energy - behind.energy
-    rows.insert(1, ["mean energy loss", "", f"{loss * 1e-3:.5g}", "keV", f"{-100 * loss / before.energy:+.4f} %"])
+    rows.insert(1, ["mean energy loss / keV", "", _number(loss * 1e-3), f"{-100 * loss / before.energy:+.4f} %"])
     if behind.length > 0:
-        rows.insert(6, ["compression", "", f"{before.length / behind.length:.4g}", "", ""])
-    return ["", "before", "behind", "", "change"], rows
+        rows.insert(6, ["compression", "", f"{before.length / behind.length:.4g}", ""])
+    return ["", "before", "behind", "change"], rows
+
+
+def _label(name: str, unit: str) -> str:
+    return f"{name} / {f'({unit})' if '/' in unit else unit}" if unit else name
+
+
+def _number(value: float) -> str:
+    """As many digits as a loss of some parts in 10^5 needs; what rounding alone makes is 0."""
+    return f"{value:.6g}" if abs(value) > 1e-4 else "0"
 
 
 def bandwidth(summary: Summary) -> str:
@@ -41,4 +50,4 @@ def _change(before: float, behind: float) -> str:
     if before == 0 or behind == before or behind * before < 0:
         return ""
     ratio = behind / before
-    return f"{100 * (ratio - 1):+.3g} %" if 0.5 < ratio < 2 else f"times {ratio:.4g}"
+    return f"{100 * (ratio - 1):+.3g} %" if 0.5 < ratio < 2 else f"× {ratio:.4g}"

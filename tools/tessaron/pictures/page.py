@@ -31,6 +31,7 @@ figcaption { font-weight: 600; }
 img { max-width: 100%; height: auto; }
 pre { max-height: 30rem; overflow: auto; margin: 0; padding: .75rem; border: 1px solid #ccc; background: #f7f7f7;
       font: .85rem/1.4 "DejaVu Sans Mono", monospace; }
+@media (max-width: 40rem) { table { font-size: .85rem; } th, td { padding: .15rem .3rem; } }
 @media print {
   nav, .skip { display: none; }
   body { font-size: 10pt; }
