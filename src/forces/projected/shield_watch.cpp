@@ -44,7 +44,9 @@ void begin_shield_watch() { told = false; }
 
 void watch_shield(const ShieldedKernel& kernel) {
   const ForceSettings& f = force_settings;
-  if (told || !(0 < f.shield && f.shield < f.shield_max) || kernel.end >= kernel.grid.nsam - 1) return;
+  // As a pre-conditioner of another model the force is an estimate only.
+  if (told || f.force_type != ForceType::projected) return;
+  if (!(0 < f.shield && f.shield < f.shield_max) || kernel.end >= kernel.grid.nsam - 1) return;
   const double R = smallest_radius(kernel.s), sigma_z = bunch_length(kernel.grid, kernel.current);
   if (!(f.shield < 20 * std::cbrt(R * sigma_z * sigma_z))) return;
   told = true;
