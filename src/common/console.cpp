@@ -1,11 +1,14 @@
 #include "common/console.hpp"
 
+#include <poll.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdlib>
+
+#include "common/end_request.hpp"
 
 namespace tessaron {
 
@@ -15,9 +18,21 @@ bool silent = false;
 void (*line_hook)() = nullptr;
 void (*stop_hook)(std::string_view line) = nullptr;
 
+/// Waits until a standard stream can be read or written; false if that does not come soon and the run has
+/// been asked to end.
+bool wait_for(int stream, short event) {
+  constexpr int second = 1000, soon = 200;  // ms
+  for (;;) {
+    pollfd waiting{stream, event, 0};
+    const bool last = end_requested();
+    if (::poll(&waiting, 1, last ? soon : second) > 0) return true;
+    if (last) return false;
+  }
+}
+
 /// A console that cannot be written (closed, full) does not stop a run.
 void put(const char* text, std::size_t size) {
-  while (size > 0) {
+  while (size > 0 && wait_for(STDOUT_FILENO, POLLOUT)) {
     const ssize_t n = ::write(STDOUT_FILENO, text, size);
     if (n < 0 && errno == EINTR) continue;
     if (n <= 0) return;
@@ -43,11 +58,11 @@ void console_line(std::string_view text) {
 void console_silence() { silent = true; }
 
 void pause_for_operator(std::string_view message) {
-  if (silent) return;
+  if (silent || end_requested()) return;
   console_line(message);
   char c = 0;
   ssize_t n = 1;
-  while (c != '\n' && n != 0) {
+  while (c != '\n' && n != 0 && wait_for(STDIN_FILENO, POLLIN)) {
     n = ::read(STDIN_FILENO, &c, 1);
     if (n < 0 && errno != EINTR) return;
   }

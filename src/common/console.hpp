@@ -12,7 +12,7 @@ void console_line(std::string_view text);
 void console_silence();
 
 /// A pause: writes the message and waits until the operator enters a line on the console (standard input); at
-/// the input's end it goes on at once. A silent process goes on at once.
+/// the input's end it goes on at once. A silent process, or one that has been asked to end, goes on at once.
 void pause_for_operator(std::string_view message);
 
 /// A fatal stop: writes the line unless it is empty, calls the stop hook and ends the process with exit

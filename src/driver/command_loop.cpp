@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdlib>
 
 #include "beam/particles.hpp"
 #include "common/console.hpp"
+#include "common/end_request.hpp"
 #include "driver/group_transfer.hpp"
 #include "forces/force_settings.hpp"
 #include "forces/models.hpp"
@@ -113,6 +115,7 @@ Status start_up() {
 /// Reads and carries out commands until one leads to the decision point or fails.
 Status command_loop() {
   for (;;) {
+    obey_end_request();
     driver.layercmd = "";
     if (const Status status = getcmd(driver.layercmd); status != ok) return status;
     if (!deck_ended()) driver.deck_empty = false;
@@ -155,6 +158,7 @@ Status step_loop() {
     add_step_error(trkadv(next));
     status = monstp();
     trkstp(next, first, more);
+    obey_end_request();
     progress_step(ptlcom.ctptcl);  // behind the step's lines: it stands while the next step is computed
   }
   progress_wipe();
@@ -189,15 +193,18 @@ Status run_deck() {
   }
 }
 
-void tell_where_deck_stands() {
-  std::array<char, 100> doing;
-  if (driver.layercmd.blank()) return tell_where_run_stopped("no command");
+/// What the run is doing, for a diagnosis.
+Text<100> present_command() {
+  if (driver.layercmd.blank()) return "no command";
   constexpr std::string_view head = "command ";
-  char* end = std::copy(head.begin(), head.end(), doing.begin());
   const std::string_view command = driver.layercmd.view();
+  std::array<char, 100> text;
+  char* end = std::copy(head.begin(), head.end(), text.begin());
   end = std::copy(command.begin(), command.end(), end);
-  tell_where_run_stopped({doing.data(), static_cast<std::size_t>(end - doing.data())});
+  return std::string_view(text.data(), static_cast<std::size_t>(end - text.data()));
 }
+
+void tell_where_deck_stands() { tell_where_run_stopped(present_command().view()); }
 
 /// What happens ahead of the end of the process when an operation finds that nothing can go on.
 void end_after_fatal_stop(std::string_view) {
@@ -206,11 +213,23 @@ void end_after_fatal_stop(std::string_view) {
   pgabort();
 }
 
+/// The orderly end of a run that a signal has asked for, between two commands, behind a step or in the midst
+/// of one: what was written is kept, and nothing is written of a step that is abandoned.
+void end_as_asked() {
+  const Position place = position_text(deck_place());
+  msgout(FreeForm("run ended by", end_signal_name(), "at ct=", ptlcom.ctptcl, place.view()));
+  (void)close_all_files();  // first: standard error may be stuck
+  tell_run_ended(end_signal_name(), place.view(), present_command().view(), ptlcom.ctptcl);
+  pgquit();
+  std::exit(0);
+}
+
 }  // namespace
 
 void tessar() {
   driver = {};
   set_stop_hook(end_after_fatal_stop);
+  set_end_hook(end_as_asked);
   const Status status = run_deck();
   if (status != ok) {
     tell_where_deck_stands();

@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "common/console.hpp"
+#include "common/end_request.hpp"
 #include "driver/driver.hpp"
 #include "driver/group_transfer.hpp"
 #include "group/process_group.hpp"
@@ -60,6 +61,7 @@ int run_process(int argc, char** argv) {
   std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGXFSZ, SIG_IGN);
   pgstart(&argc, &argv);
+  catch_end_signals();
   int exit_status = 0;
   if (argc > 1) {
     exit_status = answer_arguments(argc, argv);

@@ -25,6 +25,9 @@ void pgstart(int* argc, char*** argv);
 void pgend();
 /// Ends the whole group at once, wherever its processes are, with exit status 0: behind a fatal stop.
 void pgabort();
+/// The master leaves ahead of the end of its work, since it was asked to: the workers are sent home, or ended
+/// at once if they are at work.
+void pgquit();
 
 /// The master sends a command string to all workers.
 void pgstr(std::string_view text);

@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "common/console.hpp"
+#include "common/end_request.hpp"
 #include "group/process_group.hpp"
 
 namespace tessaron {
@@ -17,6 +18,7 @@ namespace {
 
 constexpr int master_rank = 0;
 ProcessIdentity identity;
+bool workers_at_work = false;  // the master has left them behind in an evaluation
 
 /// A fatal stop of a worker. Where the master meets the same fault it has the time to tell and to end the
 /// job; a worker alone with its fault says so itself.
@@ -25,6 +27,27 @@ void end_after_worker_stop(std::string_view line) {
   std::fprintf(stderr, "tessaron: process %d: %.*s\n", identity.own_number, static_cast<int>(line.size()),
                line.data());
   pgabort();
+}
+
+/// On all, ahead of a sum: waits until every process has done its share. If one of them was asked to end, its
+/// share is not whole, and all take the request for their own. A master that was asked to end waits no longer
+/// than workers need that were asked as well.
+void meet() {
+  using Clock = std::chrono::steady_clock;
+  constexpr std::chrono::milliseconds patience{300};
+  const int mine = end_signal;
+  int common = 0;
+  MPI_Request request;
+  MPI_Iallreduce(&mine, &common, 1, MPI_INT, MPI_MAX, MPI_COMM_WORLD, &request);
+  Clock::time_point asked{};
+  for (int done = 0; MPI_Test(&request, &done, MPI_STATUS_IGNORE), done == 0;) {
+    if (!identity.master || !end_requested()) continue;
+    if (asked == Clock::time_point{}) asked = Clock::now();
+    if (Clock::now() - asked < patience) continue;
+    workers_at_work = true;
+    obey_end_request();
+  }
+  if (common != 0) request_end(common);
 }
 
 }  // namespace
@@ -47,6 +70,12 @@ void pgabort() {
   // With nobody else to end, the job ends in order.
   if (identity.group_size > 1) MPI_Abort(MPI_COMM_WORLD, 0);
   MPI_Finalize();
+}
+
+void pgquit() {
+  if (workers_at_work) return pgabort();
+  pgstr("stopp");
+  pgend();
 }
 
 void pgstr(std::string_view text) {
@@ -74,11 +103,13 @@ void pgrows(double* array, int row_length, int rows, int capacity) {
 void pgsum(double* array, int row_length, int rows) {
   // 300000 particles or 2500000 mesh rows of three reals: the count is far below the limit of an int.
   const int n = row_length * rows;
+  meet();
   MPI_Reduce(identity.master ? MPI_IN_PLACE : array, array, n, MPI_DOUBLE, MPI_SUM, master_rank,
              MPI_COMM_WORLD);
 }
 
 void pgorf(bool* flags, int count) {
+  meet();
   MPI_Reduce(identity.master ? MPI_IN_PLACE : flags, flags, count, MPI_CXX_BOOL, MPI_LOR, master_rank,
              MPI_COMM_WORLD);
 }

@@ -9,6 +9,7 @@ void pgstart(int*, char***) {}
 void pgend() {}
 
 void pgabort() {}
+void pgquit() {}
 
 void pgstr(std::string_view) {}
 void pgrecv(Text<80>&) {}

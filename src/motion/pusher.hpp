@@ -34,7 +34,8 @@ struct PushForce {
 /// does the entry edge of the section behind it, also where the crossing ends the way: it makes no difference
 /// into how many calls a time is cut. Particles that are out of reach of the boundary ahead go several at a
 /// time through the same steps; the threads share the bunch, and no digit depends on how many there are.
-/// Nothing moves if t0 is not below t1. Any section index and any state end in a finite number of segments.
+/// Nothing moves if t0 is not below t1. Any section index and any state end in a finite number of segments. A
+/// run that has been asked to end leaves the rest of the particles undone.
 void track_all(int n, const ParticleTable& from, const SectionTable& from_sections, ParticleTable& to,
                SectionTable& to_sections, double t0, double t1, const PushForce& force);
 

@@ -1,6 +1,7 @@
 #include <algorithm>
 
 #include "common/chunks.hpp"
+#include "common/end_request.hpp"
 #include "lattice/magnet_field.hpp"
 #include "motion/batched_push.hpp"
 #include "motion/pusher.hpp"
@@ -54,7 +55,7 @@ void push_chunk(const Push& push, const Chunk& chunk) {
   pusher::BatchSection section =
       pusher::batch_section(push.from_sections[chunk.first], push.t0, push.t1, push.force);
   int j = chunk.first;
-  for (; j + batch_size - 1 <= chunk.last; j += batch_size) {
+  for (; j + batch_size - 1 <= chunk.last && !end_requested(); j += batch_size) {
     const std::int32_t own = push.from_sections[j];
     if (own != section.section) section = pusher::batch_section(own, push.t0, push.t1, push.force);
     if (share_section(push.from_sections, j, own) && push_batch(section, j, push.from, push.to)) {
@@ -63,7 +64,7 @@ void push_chunk(const Push& push, const Chunk& chunk) {
       for (int i = j; i < j + batch_size; ++i) push_one(push, i);
     }
   }
-  for (; j <= chunk.last; ++j) push_one(push, j);
+  for (; j <= chunk.last && !end_requested(); ++j) push_one(push, j);
 }
 
 }  // namespace
@@ -73,7 +74,7 @@ void track_all(int n, const ParticleTable& from, const SectionTable& from_sectio
   const Push push{from, from_sections, to, to_sections, t0, t1, force};
   if (!(t0 < t1) || !fields_make_sense()) {
     // Data that make no sense are told by each particle that meets them, in the order of the particles.
-    for (int j = 1; j <= n; ++j) push_one(push, j);
+    for (int j = 1; j <= n && !end_requested(); ++j) push_one(push, j);
     return;
   }
   constexpr int fewest_in_chunk = 512;  // particles that are worth a thread's while

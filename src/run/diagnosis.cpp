@@ -78,6 +78,13 @@ void tell_where_run_stopped(std::string_view doing) {
   line.write();
 }
 
+void tell_run_ended(std::string_view signal, std::string_view place, std::string_view doing, double ct) {
+  Line line;
+  line << "tessaron: ended by " << signal << " at " << place << " (" << doing
+       << "), ct =" << FreeForm(ct).view() << " m";
+  line.write();
+}
+
 void hint_at_missing_file() {
   const FileTrouble& trouble = file_trouble();
   if (trouble.name.blank() || trouble.code != 0 || ::isatty(STDERR_FILENO) != 1) return;

@@ -13,6 +13,11 @@ namespace tessaron {
 ///     tessaron: stopped at tessar.in:9 (command forces), at the word "1e-4x" of sizes:3
 void tell_where_run_stopped(std::string_view doing);
 
+/// Tells that a signal has ended the run: the place in the deck, what the run was doing, and the bunch time,
+/// c t [m], of the last step that was finished:
+///     tessaron: ended by SIGTERM at tessar.in:12 (command tracker), ct = 1.25 m
+void tell_run_ended(std::string_view signal, std::string_view place, std::string_view doing, double ct);
+
 /// Tells a person at a terminal that a good run met an input file that did not exist: most likely a wrong
 /// name, or the wrong folder.
 void hint_at_missing_file();

@@ -1,5 +1,6 @@
 #include <algorithm>
 
+#include "common/end_request.hpp"
 #include "lattice/lattice_record.hpp"
 #include "motion/pusher.hpp"
 #include "tracking/steps.hpp"
@@ -36,7 +37,7 @@ class DutyAhead {
 /// does not lie ahead.
 bool passage(const DutyAhead& ahead, int boundary, double& tmin, double& tmax) {
   bool have = false;
-  for (int i = 1; i <= ptlcom.npart; ++i) {
+  for (int i = 1; i <= ptlcom.npart && !end_requested(); ++i) {
     double t = 0;
     if (ahead(ptlcom.section[i]) != boundary) continue;
     if (!track_to_boundary(ptlcom.particle[i], ptlcom.section[i], ptlcom.ctptcl, boundary, t)) continue;
@@ -45,6 +46,7 @@ bool passage(const DutyAhead& ahead, int boundary, double& tmin, double& tmax) {
     tmax = have ? std::max(tmax, t) : t;
     have = true;
   }
+  obey_end_request();
   return have;
 }
 

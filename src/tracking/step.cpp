@@ -3,6 +3,7 @@
 
 #include "beam/bunch_record.hpp"
 #include "common/chunks.hpp"
+#include "common/end_request.hpp"
 #include "common/freeform.hpp"
 #include "forces/force_dispatch.hpp"
 #include "motion/pusher.hpp"
@@ -63,16 +64,20 @@ void clear_rows(int n, ForceTable& forces) { std::ranges::fill(forces.run(1, n),
 /// does.
 bool has_first_stage(ForceType model) { return trkcom.precondition || preconditioner(model) == model; }
 
-/// The step goes on behind a failed evaluation, without a force.
+/// The step goes on behind a failed evaluation, without a force. One that was cut short is not used: the step
+/// is abandoned, and the bunch stays as it was at its start.
 void evaluate(ForceType type, const ParticleTable& particles, const SectionTable& sections, double ct,
               ForceTable& forces) {
-  if (forcei(type, particles, sections, ct, forces) != ok) note_failed_evaluation(ct);
+  const Status status = forcei(type, particles, sections, ct, forces);
+  obey_end_request();
+  if (status != ok) note_failed_evaluation(ct);
 }
 
 /// Tracks the bunch over the step into `end`, under `fstart` at its start and `fend` at its end.
 void track(const Step& step, BunchTables& end, const ForceTable& fend) {
   track_all(step.n, ptlcom.particle, ptlcom.section, end.particle, end.section, step.t0, step.t1,
             {fstart, &fend, step.t0, step.t1});
+  obey_end_request();
 }
 
 /// The corrector becomes the predictor of the next pass.
@@ -192,6 +197,7 @@ double trkadv(double next) {
     if (step.t1 > step.t0) {
       const MovingBunch bunch = ptlmov();
       track_all(step.n, bunch.particle, bunch.section, bunch.particle, bunch.section, step.t0, step.t1, {});
+      obey_end_request();
     }
   } else {
     err = advance(step, model);

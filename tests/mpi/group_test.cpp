@@ -164,6 +164,25 @@ TEST(GroupEnd, FollowsEveryEndOfTheMaster) {
   }
 }
 
+// In the midst of an evaluation of some hours: the whole job is asked, or the master alone.
+TEST(GroupEnd, OfAJobThatIsAskedToEndIsOrderly) {
+  for (const char* who : {"kill $job", "pkill -TERM -o -P $job tessaron"}) {
+    RunFolder folder;
+    folder.write("bunch.dat", bunch(2000));
+    folder.write("tessar.in",
+                 "io_path { logfile = log }\n" + deck("type = csr_p_to_p shield = 1e-4 shield_max = 1"));
+    folder.write("ask.sh", std::string("mpirun --allow-run-as-root --oversubscribe -n 3 $1 & job=$!\n"
+                                       "sleep 3\n") +
+                               who + "\nwait $job\n");
+    const ProgramRun run = folder.run_command({"sh", "ask.sh", TESSARON_PROGRAM}, 60);
+    EXPECT_FALSE(run.hung) << who;
+    EXPECT_TRUE(folder.read("log").ends_with("  run ended by SIGTERM at ct= 1.5 tessar.in:9\n"))
+        << who << folder.read("log");
+    EXPECT_NE(run.errors.find("tessaron: ended by SIGTERM at tessar.in:9 (command tracker)"),
+              std::string::npos);
+  }
+}
+
 TEST(GroupEnd, OfAKilledWorkerEndsTheRunWithAMessage) {
   RunFolder folder;
   folder.write("bunch.dat", bunch(2000));

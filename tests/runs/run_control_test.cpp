@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <string>
@@ -290,6 +291,49 @@ TEST(RunControl, ARunSurvivesItsConsole) {
   EXPECT_EQ(std::system(command.c_str()), 0);
   EXPECT_EQ(folder.read("status"), "0\n");
   EXPECT_TRUE(folder.exists("end"));
+}
+
+// Small steps for ever, a direct sum of some hours, a kernel with a million images: the run ends at once, and
+// all that it wrote of whole steps is there.
+TEST(RunControl, ASignalEndsARunInOrderAndASecondOneAtOnce) {
+  std::string bunch = "0 a b c d e f 0 0 0 5e8 0 0 1e-12\n";
+  for (int i = 1; i < 1500; ++i) bunch += std::to_string(i % 40 * 1e-5) + " 0 0 0 0 0 1e-12\n";
+  const struct {
+    std::string forces;
+    int signal;
+    std::string told;  ///< where the signal comes
+  } cases[] = {{"none", SIGTERM, "ct=   0.01"},
+               {"csr_p_to_p sigma_long = 1e-5 shield = 1e-4 shield_max = 1", SIGINT, "isrc"},
+               {"projected sigma_long = 1e-4 shield = 1e-5 shield_max = 10", SIGTERM, "duty steps"}};
+  for (const auto& c : cases) {
+    const RunFolder folder;
+    folder.write("bunch", bunch);
+    folder.write(
+        "tessar.in",
+        "io_path { logfile = log }\n"
+        "lattice { dipole { position { delta_s = 0.2 } properties { r = 5 } position { delta_s = 5 } } }\n"
+        "particles { array = #file { name = bunch } } track_step { ct_step_max = 1e-4 }\nforces { type = " +
+            c.forces +
+            " test = yes }\nonline_monitor { name = at format = fmt0 particle = 1 start_time_c0 = now "
+            "end_time_c0 = 1e9 time_step_c0 = all }\ntracker { end_time_c0 = 1e6 }");
+    const ProgramRun run = folder.run_command({TESSARON_PROGRAM}, 60, {c.signal}, c.told);
+    EXPECT_TRUE(run.orderly()) << c.forces;
+    const std::string name = c.signal == SIGINT ? "SIGINT" : "SIGTERM", log = folder.read("log");
+    const std::string last = log.substr(log.rfind('\n', log.size() - 2) + 1);
+    EXPECT_TRUE(last.starts_with("  run ended by " + name + " at ct= ")) << last;
+    EXPECT_TRUE(run.console.ends_with(last)) << run.console;
+    const std::size_t ct = last.find("ct= ") + 4;
+    const std::string time = last.substr(ct, last.find(' ', ct) - ct);
+    EXPECT_TRUE(run.errors.ends_with("tessaron: ended by " + name +
+                                     " at tessar.in:6 (command tracker), ct = " + time + " m\n"))
+        << run.errors;
+    const std::string rows = folder.exists("at") ? folder.read("at") : "0\n";
+    EXPECT_NEAR(std::stod(rows.substr(rows.rfind('\n', rows.size() - 2) + 1)), std::stod(time), 1e-12);
+    EXPECT_FALSE(folder.exists("fc2.dat"));  // of an evaluation that was cut short
+
+    const ProgramRun killed = folder.run_command({TESSARON_PROGRAM}, 60, {SIGINT, SIGTERM}, c.told);
+    EXPECT_EQ(killed.signal, SIGTERM) << c.forces;
+  }
 }
 
 }  // namespace

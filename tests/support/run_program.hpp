@@ -60,8 +60,10 @@ class RunFolder : public TempFolder {
  public:
   /// Runs the program with an empty standard input. It is killed when `timeout` seconds are over.
   ProgramRun run(double timeout = 60) const { return run_command({TESSARON_PROGRAM}, timeout); }
-  /// The same for any command, its name searched for as a shell does.
-  ProgramRun run_command(const std::vector<std::string>& command, double timeout = 60) const {
+  /// The same for any command, its name searched for as a shell does. As soon as the console holds `told` the
+  /// signals are sent, all of them while the process stands still.
+  ProgramRun run_command(const std::vector<std::string>& command, double timeout = 60,
+                         std::vector<int> signals = {}, std::string_view told = {}) const {
     const TempFolder streams;
     const std::string out = streams.path("out"), err = streams.path("err");
     const pid_t child = ::fork();
@@ -69,7 +71,15 @@ class RunFolder : public TempFolder {
     ProgramRun result;
     int status = 0;
     rusage usage{};
-    if (!wait_for(child, timeout, status, usage)) {
+    const auto watch = [&] {
+      if (signals.empty() || !streams.exists("out") || streams.read("out").find(told) == told.npos) return;
+      ::kill(child, SIGSTOP);
+      ::waitpid(child, nullptr, WUNTRACED);
+      for (const int signal : signals) ::kill(child, signal);
+      ::kill(child, SIGCONT);
+      signals.clear();
+    };
+    if (!wait_for(child, timeout, status, usage, watch)) {
       result.hung = true;
       ::kill(child, SIGKILL);
       ::waitpid(child, &status, 0);
@@ -101,7 +111,8 @@ class RunFolder : public TempFolder {
     ::_exit(127);
   }
 
-  static bool wait_for(pid_t child, double timeout, int& status, rusage& usage) {
+  template <class Watch>
+  static bool wait_for(pid_t child, double timeout, int& status, rusage& usage, Watch&& watch) {
     using Clock = std::chrono::steady_clock;
     const auto end = Clock::now() + std::chrono::duration<double>(timeout);
     // Most runs take a few milliseconds: look often at first, then seldom.
@@ -109,6 +120,7 @@ class RunFolder : public TempFolder {
          nap = std::min(nap * 2, std::chrono::microseconds(20000))) {
       if (::wait4(child, &status, WNOHANG, &usage) == child) return true;
       if (Clock::now() > end) return false;
+      watch();
       std::this_thread::sleep_for(nap);
     }
   }

@@ -68,23 +68,24 @@ def test_progress_is_told_and_a_killed_run_is_no_complete_one(folder, program):
     assert len(seen) > 1 and all(a.ct < b.ct for a, b in zip(seen, seen[1:])) and seen[-1].end == pytest.approx(3)
     assert 0 < seen[0].share < seen[-1].share < 1
 
-    # somebody else kills it: found from the exit status, and afterwards from the console alone
-    def kill() -> None:
+    # somebody else ends it: found from the exit status or from standard error, and afterwards from the console alone
+    def kill(how: signal.Signals) -> None:
         while True:
             for entry in os.listdir("/proc"):
                 try:
                     if entry.isdigit() and os.readlink(f"/proc/{entry}/cwd") == str(folder) and entry != str(os.getpid()):
-                        return os.kill(int(entry), signal.SIGKILL)
+                        return os.kill(int(entry), how)
                 except OSError:
                     continue
             time.sleep(0.05)
 
-    killer = threading.Timer(0.6, kill)
-    killer.start()
-    ending = run_program(folder, program=program)
-    killer.join()
-    assert ending.reason.startswith("killed by signal 9") and ending.ct > 0
-    assert ending_of(folder).reason.startswith("ended on the way")
+    for how, reason in (signal.SIGTERM, "ended by SIGTERM at tessar.in:6 (command tracker), at c*t = "), (signal.SIGKILL, "killed by signal 9"):
+        killer = threading.Timer(0.6, kill, [how])
+        killer.start()
+        ending = run_program(folder, program=program)
+        killer.join()
+        assert not ending.completed and ending.reason.startswith(reason) and ending.ct > 0, ending
+        assert read_ending((folder / "console.txt").read_text()).reason.startswith("ended on the way")
 
 
 def test_wrong_arguments_say_which(folder, program, monkeypatch):

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "common/end_request.hpp"
 #include "field/source_field.hpp"
 
 namespace tessaron {
@@ -49,7 +50,7 @@ void fmirr(const FieldSource& source, ObserverWork& work, double t, const Vec3& 
   const Entrance& entrance = source.entrance;
 
   int n = 1;
-  for (bool entrance_only = false; n <= n_last && !entrance_only; ++n) {
+  for (bool entrance_only = false; n <= n_last && !entrance_only && !end_requested(); ++n) {
     double s2 = -HUGE_VAL;
     add_pair(row, n, r.z, symmetric, result, [&](double z, Slots& image) {
       const Vec3 moved{r.x, r.y, z};
@@ -66,7 +67,7 @@ void fmirr(const FieldSource& source, ObserverWork& work, double t, const Vec3& 
     result += rest;
     return;
   }
-  for (; n <= n_last; ++n) {
+  for (; n <= n_last && !end_requested(); ++n) {
     add_pair(row, n, r.z, symmetric, result, [&](double z, Slots& image) {
       fimlin(source, t, {r.x, r.y, z}, e, entrance.s_st, work.entrance, image);
     });

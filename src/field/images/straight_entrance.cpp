@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "common/end_request.hpp"
 #include "field/source_record.hpp"
 
 namespace tessaron {
@@ -181,7 +182,7 @@ void fimsum(const FieldSource& source, double t, const Vec3& r, const Vec3& e, d
 
   Sums sums;
   integrate_over_bunch(source, t, line, rho2 + nearest * nearest, nodes, [&](const NodeBlock& block) {
-    for (int n = n0; n <= n_last; ++n) {
+    for (int n = n0; n <= n_last && !end_requested(); ++n) {
       const double factor = row.sign(n) * row.taper(n) * (symmetric ? 2 : 1);
       for (const double height : {dz - n * row.hc, dz + n * row.hc}) {
         const ImageSums part = sum_block(block, line, height * height + rho2);

@@ -2,6 +2,7 @@
 #include <string_view>
 
 #include "common/console.hpp"
+#include "common/end_request.hpp"
 #include "field/ffield.hpp"
 #include "field/observer_work.hpp"
 #include "field/source_record.hpp"
@@ -23,7 +24,7 @@ void add_source(const FieldSource& source, double q, const ParticleTable& partic
                 const ProcessIdentity& id, ObserverWork& observer, ForceTable& forces) {
   std::int32_t target = 0;
   for (std::int32_t i = 1; i <= ptlcom.npart; ++i) {
-    if (!ptlcom.test[i] || !own_item(++target, id)) continue;
+    if (end_requested() || !ptlcom.test[i] || !own_item(++target, id)) continue;
     const Particle& at = particles[i];
     double r[3], n[3], t;
     pthfrm(source.path, at.x, at.y, 0, at.phi, 0, ct, r, n, t);
@@ -96,7 +97,7 @@ Status force2(const ParticleTable& particles, const SectionTable& sections, doub
   tell_image_cost_of_fields(ForceType::csr_p_to_p, ptlcom.npart, {particles[1], sections[1]}, particles, ct,
                             observer);
 
-  for (std::int32_t isrc = 1; isrc <= ptlcom.npart; ++isrc) {
+  for (std::int32_t isrc = 1; isrc <= ptlcom.npart && !end_requested(); ++isrc) {
     if (ptlcom.source[isrc]) {
       setpth(particles[isrc], sections[isrc], latcom.nlat, ct, source);
       finit(source, "check", 0);
@@ -108,7 +109,7 @@ Status force2(const ParticleTable& particles, const SectionTable& sections, doub
   pgsum(&forces[1].along, 3, ptlcom.npart);
 
   Status status = ok;
-  if (force_settings.force_test && id.master) status = diagnostics(particles, forces);
+  if (force_settings.force_test && id.master && !end_requested()) status = diagnostics(particles, forces);
   if (status != ok) msgout("error in force2");
   return status;
 }

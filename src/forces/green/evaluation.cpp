@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "common/console.hpp"
+#include "common/end_request.hpp"
 #include "common/sort2.hpp"
 #include "field/ffield.hpp"
 #include "field/observer_work.hpp"
@@ -93,7 +94,7 @@ void add_sources(const GreenField& field, bool first_pass, GreenWork& work) {
   const ProcessIdentity id = pgflags();
   ObservationPoints& points = work.points;
   std::int64_t told = 0;
-  for (std::int32_t k = 1; k <= work.ntile; ++k) {
+  for (std::int32_t k = 1; k <= work.ntile && !end_requested(); ++k) {
     for (std::int32_t e = 1; e <= points.ne; ++e) {
       if (!own_item(e, id)) continue;
       green_add_tile(work.tiles[k], work.mesh, field, first_pass, points.lab[e].x, points.lab[e].y,

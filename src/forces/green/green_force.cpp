@@ -1,4 +1,5 @@
 #include "common/console.hpp"
+#include "common/end_request.hpp"
 #include "field/ffield.hpp"
 #include "field/observer_work.hpp"
 #include "field/source_record.hpp"
@@ -22,7 +23,7 @@ constinit GreenWork store{};  // all zero: it takes no room in the program file
 void add_source(const FieldSource& source, double q, double ct, const ReferenceMotion& reference,
                 const ProcessIdentity& id, ObserverWork& observer, ObservationPoints& points) {
   for (std::int32_t e = 1; e <= points.ne; ++e) {
-    if (!own_item(e, id)) continue;
+    if (end_requested() || !own_item(e, id)) continue;
     double r[3], n[3], t;
     pthfrm(source.path, points.lab[e].x, points.lab[e].y, 0, reference.phi, 0, ct, r, n, t);
     FieldResult result = ffield(source, observer, t, r, reference.gamma, n);
@@ -40,7 +41,7 @@ void source_sums(const ParticleTable& particles, const SectionTable& sections, d
   const ProcessIdentity id = pgflags();
   tell_image_cost_of_fields(ForceType::csr_p_to_m, points.ne, {particles[1], sections[1]}, particles, ct,
                             observer);
-  for (std::int32_t isrc = 1; isrc <= ptlcom.npart; ++isrc) {
+  for (std::int32_t isrc = 1; isrc <= ptlcom.npart && !end_requested(); ++isrc) {
     if (!ptlcom.source[isrc]) continue;
     setpth(particles[isrc], sections[isrc], latcom.nlat, ct, source);
     finit(source, "check", 0);

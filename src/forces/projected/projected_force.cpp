@@ -2,6 +2,7 @@
 #include <cmath>
 
 #include "common/chunks.hpp"
+#include "common/end_request.hpp"
 #include "forces/image_cost.hpp"
 #include "forces/models.hpp"
 #include "forces/projected/charge_smoothing.hpp"
@@ -176,7 +177,7 @@ Status evaluate(const ParticleTable& particles, const SectionTable& sections, Fo
 
   convol(wsum, current, field, 1, grid.h / speed_of_light * mc_per_ev);
   to_particles(grid, force, forces);
-  if (!force_settings.force_test) return ok;
+  if (!force_settings.force_test || end_requested()) return ok;
   return force1_diagnostics({grid, sig, current, wsum, force, wake}, ptlcom.npart, particles, forces);
 }
 

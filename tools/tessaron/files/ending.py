@@ -3,7 +3,7 @@
 The exit status of the program is 0 for every end of its own, so these lines are the only witnesses. A run is complete if
 
 - the last thing on the console is the banner, with no line of trouble right ahead of it or behind it,
-- standard error names no place where the program stopped and no file that is missing or lacks lines,
+- standard error names no place where the program stopped, or was ended by a signal, and no file that is missing or lacks lines,
 - no force evaluation failed and no tracking run gave up on the way: the program goes on then, but with forces and at times
   that nobody asked for.
 """
@@ -18,7 +18,7 @@ from .runlog import TROUBLE, ct_of_step
 
 CONSOLE, ERRORS = "console.txt", "errors.txt"  #: what a started run keeps beside its deck
 
-_STOPPED = re.compile(r"tessaron: stopped at (.*?)(?::(\d+))? \((.*?)\)(.*)")
+_STOPPED = re.compile(r"tessaron: (stopped|ended by SIG[A-Z]+) at (.*?)(?::(\d+))? \((.*?)\)(.*)")
 _LACKING = re.compile(r"tessaron: (monitor file .* failed: .*|\d+ lines? of .* could not be written: .*)")
 _FORCE_FAILED = re.compile(r"error in (force\d|forcei|frcims|frcsub)\b")
 _GAVE_UP = "step is too small to change the time: tracking ends"
@@ -60,8 +60,10 @@ def read_ending(console: str, errors: str = "", exit_status: int | None = None) 
         return Ending(False, reason + (f", {where} c*t = {ct:.5f} m" if ct is not None else ""), lines, place, ct)
 
     if stopped := _STOPPED.search(errors):
-        file, line, doing, more = stopped.groups()
-        return failed(f"stopped at {file}{':' + line if line else ''} ({doing}){more}",
+        how, file, line, doing, more = stopped.groups()
+        if how != "stopped":
+            more, whole = "", True  # the time is told anyway, and there is no trouble to trace
+        return failed(f"{how} at {file}{':' + line if line else ''} ({doing}){more}",
                       trace or (() if whole else tuple(lines[-3:])), Place(file, int(line or 0)))
     if exit_status is not None and exit_status != 0:
         how = f"killed by signal {-exit_status}" if exit_status < 0 else f"ended with exit status {exit_status}"

@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "common/console.hpp"
+#include "common/end_request.hpp"
 #include "common/freeform.hpp"
 #include "forces/green/mesh/lookup.hpp"
 #include "group/process_group.hpp"
@@ -21,7 +22,7 @@ std::int64_t progress_step(std::int64_t total) {
 /// Marks the rows around all positions of this process's points relative to the sources.
 void mark_needed(const ObservationPoints& points, const ParticleTable& particles, const ProcessIdentity& id,
                  GreenMesh& mesh) {
-  for (std::int32_t i = 1; i <= ptlcom.npart; ++i) {
+  for (std::int32_t i = 1; i <= ptlcom.npart && !end_requested(); ++i) {
     if (ptlcom.source[i]) {
       const Particle& p = particles[i];
       const double c = std::cos(p.phi), s = std::sin(p.phi);
@@ -39,7 +40,7 @@ void mark_needed(const ObservationPoints& points, const ParticleTable& particles
 void compute_share(const ProcessIdentity& id, const GreenField& source, GreenMesh& mesh) {
   std::int64_t required = 0;
   for (int i = mesh.gfirst; i <= mesh.glast; ++i) {
-    for (std::int64_t j = mesh.line[i - 1].gend + 1; j <= mesh.line[i].gend; ++j) {
+    for (std::int64_t j = mesh.line[i - 1].gend + 1; j <= mesh.line[i].gend && !end_requested(); ++j) {
       const int place = static_cast<int>(j - mesh.gbase);
       mesh.gtab[place] = {};
       if (mesh.gflag[place] && own_item(++required, id)) green_fill_row(mesh, source, i, j);

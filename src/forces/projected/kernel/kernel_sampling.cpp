@@ -5,6 +5,7 @@
 
 #include "common/chunks.hpp"
 #include "common/console.hpp"
+#include "common/end_request.hpp"
 #include "common/freeform.hpp"
 #include "forces/projected/kernel/kernel_walk.hpp"
 #include "forces/projected/spline.hpp"
@@ -71,7 +72,7 @@ void csr2(const CurvatureTable& curv, int m, Csr1d& record, int n, double step_f
 
   // The walks of some images at a time; their arrays are added one after the other.
   const double images = std::round(hm / h0);
-  for (double i = 1; i <= images; i += images_at_once) {
+  for (double i = 1; i <= images && !end_requested(); i += images_at_once) {
     const int some = static_cast<int>(std::min<double>(images_at_once, images - i + 1.0));
     over_chunks(Chunks::of(some, 1 + points_worth_a_thread / n), [&](const Chunk& chunk) {
       for (int k = chunk.first; k <= chunk.last; ++k) {
