@@ -1,26 +1,52 @@
 """The bunch compressor by an independent one-dimensional calculation, without the program.
 
-    check.py [--charge C] [--second-order C2] [--gaussian] [--step M]
+    check.py [--energy EV] [--charge C] [--planes M] [--shield-max M] [--second-order C2] [--gaussian] [--step M]
 
 A few hundred particles, evenly spaced in the Gaussian that the bunch starts with, move through the chicane as points; the
 longitudinal field is the retarded integral over the design orbit, done anew for every step. `--gaussian` takes the charge for a
-Gaussian of the local rms length at every place instead of what it is.
+Gaussian of the local rms length at every place instead of what it is. `--planes` puts image charges of alternating sign above and
+below the orbit, faded out towards `--shield-max`.
 """
 from __future__ import annotations
 
 import argparse
+from dataclasses import dataclass
 from functools import partial
 
 import numpy as np
 
 import chicane
 
-REST, COULOMB, ENERGY = 0.51099895e6, 8.9875517923e9, 5e9  # eV, V m/C, eV
-GAMMA = ENERGY / REST
-BETA = np.sqrt(1 - 1 / GAMMA**2)
+REST, COULOMB = 0.51099895e6, 8.9875517923e9  # eV, V m/C
 FACES = np.array([1.0, 1.5, 6.5, 7.0, 8.0, 8.5, 13.5, 14.0])  # m along the axis, entrance and exit of the four dipoles
 SINES = np.array([0, 1, 1, 0, 0, -1, -1, 0]) * -chicane.DIPOLE / chicane.RADIUS  # sine of the orbit's angle at the faces
 END = 16.0  # m
+
+
+@dataclass(frozen=True)
+class Case:
+    """What is calculated."""
+
+    energy: float = 5e9  # eV
+    charge: float = 1e-9  # C
+    planes: float = 0.0  # distance of the planes [m], 0 for none
+    shield_max: float = 0.3  # where the images have faded out [m]
+    second_order: float = 0.0  # of the chirp [1/m^2]
+    gaussian: bool = False
+    step: float = 0.02  # m
+
+    @property
+    def gamma(self) -> float:
+        return self.energy / REST
+
+    @property
+    def beta(self) -> float:
+        return np.sqrt(1 - 1 / self.gamma**2)
+
+    @property
+    def lag(self) -> float:
+        """1 - beta, to all digits."""
+        return 1 / (self.gamma**2 * (1 + self.beta))
 
 
 def orbit() -> tuple[np.ndarray, np.ndarray]:
@@ -53,41 +79,66 @@ for face in range(1, S.size):
     Y[face] = place(S[face] - 1e-13)[1]
 
 
-def integral(s: float, length: float) -> tuple[np.ndarray, ...]:
-    """Nodes of the retarded integral for an observer at s: path P <= 0, weights, Q, and the factors of lambda' and lambda.
+def geometry(s: float, P: np.ndarray, height: float = 0.0) -> tuple[np.ndarray, np.ndarray, np.ndarray]:
+    """Distance D of the source at s + P, a height above the orbit, from the observer at s; u n and u u'."""
+    (x, y, angle), (x0, y0, angle0) = place(s + P), place(np.array(s))
+    dx, dy = x0 - x, y0 - y
+    D = np.sqrt(dx**2 + dy**2 + height**2)
+    return D, (dx * np.cos(angle0) + dy * np.sin(angle0)) / D, np.cos(angle - angle0)
+
+
+def integral(case: Case, s: float, length: float, height: float = 0.0) -> tuple[np.ndarray, ...]:
+    """Nodes of the retarded integral for an observer at s: path P <= 0, Q, and the weighted factors of lambda' and lambda.
 
     With the potentials of a line charge on the orbit, D the distance, n the line of sight, u and u' the directions of motion,
         E u = -k Int ( lambda'(z + Q) (beta u n - beta^2 u u') / D - lambda(z + Q) u n / D^2 ) dP,   Q = P + beta D,
-    less the same on a straight orbit (n = u' = u, D = -P).
+    less the same on a straight orbit (n = u' = u, D = -P). There Q = P (1 - beta), so that the nodes go to
+    |P| = 40 sigma / (1 - beta); on the bent orbit the sources have left the bunch long before.
     """
-    def geometry(P):
-        (x, y, angle), (x0, y0, angle0) = place(s + P), place(np.array(s))
-        dx, dy = x0 - x, y0 - y
-        D = np.hypot(dx, dy)
-        return D, (dx * np.cos(angle0) + dy * np.sin(angle0)) / D, np.cos(angle - angle0)
-
-    table = np.unique(np.concatenate([-np.geomspace(1e-6, 40, 3000), *(np.linspace(a, b, 400) - s for a, b in zip(S, S[1:]))]))
-    table = table[table <= -1e-6]  # from afar
-    Q = table + BETA * geometry(table)[0]
-    table = table[max(0, int(np.argmax(Q > -16 * length)) - 1):]
-    Q = table + BETA * geometry(table)[0]
-    steps = np.abs(np.diff(Q)) / (0.1 * length) + np.abs(np.diff(np.log(-table))) / 0.03
+    near, per_log = (1e-6, 0.03) if height == 0 else (0.1 * height, 0.05)
+    far = 40 * length / case.lag
+    table = np.unique(np.concatenate([-np.geomspace(near, far, int(100 * np.log(far / near))),
+                                      *(np.linspace(a, b, 400) - s for a, b in zip(S, S[1:]))]))
+    table = table[(-far <= table) & (table <= -near)]  # from afar
+    Q = np.clip(table + case.beta * geometry(s, table, height)[0], -16 * length, 16 * length)
+    steps = np.abs(np.diff(Q)) / (0.1 * length) + np.abs(np.diff(np.log(-table))) / per_log
     count = np.concatenate([[0], np.cumsum(steps)])
     P = np.interp(np.linspace(0, count[-1], int(count[-1]) + 2), count, table)
-    D, sight, motion = geometry(P)
+    D, sight, motion = geometry(s, P, height)
     weight = np.zeros(P.size)
     weight[:-1] += np.diff(P) / 2
     weight[1:] += np.diff(P) / 2
-    return P, weight, P + BETA * D, (BETA * sight - BETA**2 * motion) / D, sight / D**2
+    return P, weight, P + case.beta * D, weight * (case.beta * sight - case.beta**2 * motion) / D, weight * sight / D**2
 
 
-def field(s: float, z: np.ndarray, length: float, density, slope) -> np.ndarray:
+def images(case: Case, s: float, length: float) -> tuple[np.ndarray, np.ndarray, np.ndarray]:
+    """Kernel of all images on a grid of Q: the grid, the weighted factors of lambda' and of lambda."""
+    grid = np.linspace(-14 * length, 14 * length, 1121)
+    factors = np.zeros((2, grid.size))
+    for i in range(1, int(case.shield_max / case.planes + 0.5) + 1):
+        sign = 2 * (-1) ** i * np.cos(np.pi * i * case.planes / (2 * case.shield_max))  # above and below
+        _, _, Q, *both = integral(case, s, length, i * case.planes)
+        cell = (Q - grid[0]) / (grid[1] - grid[0])
+        inside = (cell >= 0) & (cell < grid.size - 1)
+        left = cell[inside].astype(int)
+        share = cell[inside] - left
+        for total, factor in zip(factors, both):
+            total += sign * np.bincount(left, factor[inside] * (1 - share), grid.size)
+            total += sign * np.bincount(left + 1, factor[inside] * share, grid.size)
+    return grid, *factors
+
+
+def field(case: Case, s: float, z: np.ndarray, length: float, density, slope) -> np.ndarray:
     """Longitudinal field at the places z for a charge of 1 C [V/m]."""
-    P, weight, Q, for_slope, for_density = integral(s, length)
-    here, straight = z[:, None] + Q, z[:, None] + P * (1 - BETA)
-    sum_ = (slope(here) * for_slope - density(here) * for_density
-            + slope(straight) * (BETA - BETA**2) / P + density(straight) / P**2) @ weight
-    return -COULOMB * (sum_ - density(z) / P[0])
+    P, weight, Q, for_slope, for_density = integral(case, s, length)
+    here, straight = z[:, None] + Q, z[:, None] + P * case.lag
+    sum_ = slope(here) @ for_slope - density(here) @ for_density
+    sum_ += slope(straight) @ (weight * case.beta * case.lag / P) + density(straight) @ (weight / P**2)
+    if case.planes > 0:
+        Q, for_slope, for_density = images(case, s, length)
+        here = z[:, None] + Q
+        sum_ += slope(here) @ for_slope - density(here) @ for_density
+    return -COULOMB * sum_
 
 
 def profile(z: np.ndarray, u: np.ndarray, gaussian: bool):
@@ -106,11 +157,11 @@ def profile(z: np.ndarray, u: np.ndarray, gaussian: bool):
     return rms, partial(np.interp, xp=z, fp=density, left=0, right=0), partial(np.interp, xp=z, fp=slope, left=0, right=0)
 
 
-def track(charge: float, second_order: float, gaussian: bool, step: float) -> dict[str, float]:
-    """Mean and rms energy change [share of 5 GeV], rms length [m] and normalised emittance in the plane [m] at the end."""
+def track(case: Case) -> dict[str, float]:
+    """Mean and rms energy change [share of the energy], rms length [m] and normalised emittance in the plane [m] at the end."""
     u = np.linspace(-4.5, 4.5, 361)
     x, y = 200e-6 * u, np.zeros(u.size)
-    start = 1 - 36.0 * x + second_order * x**2  # the tail has more energy
+    start = 1 - 36.0 * x + case.second_order * x**2  # the tail has more energy
     p, across = start.copy(), np.zeros(u.size)  # across: p_y less what the dipoles gave
     weight = np.exp(-u**2 / 2)
     weight /= weight.sum()
@@ -121,12 +172,13 @@ def track(charge: float, second_order: float, gaussian: bool, step: float) -> di
         sine = (across + given(x)) / p
         return np.sqrt(1 - sine**2), sine
 
+    step = case.step
     while x[middle] < END:
         vx, vy = velocity(x)
         cosine, sine = vx[middle], vy[middle]
         z = (x - x[middle]) * cosine + (y - y[middle]) * sine
-        rms, density, slope = profile(z, u, gaussian)
-        gain = charge * step * field(s + step / 2, z, rms, density, slope) / ENERGY if 1 < s else 0.0
+        rms, density, slope = profile(z, u, case.gaussian)
+        gain = case.charge * step * field(case, s + step / 2, z, rms, density, slope) / case.energy if 1 < s else 0.0
         across, p = across + gain * vy, p + gain
         for _ in range(4):
             vx, vy = velocity(x + velocity(x)[0] * step / 8)
@@ -136,24 +188,26 @@ def track(charge: float, second_order: float, gaussian: bool, step: float) -> di
     mean, (slope_y, length) = weight @ change, ((across / p), x)
     spread = lambda a, b: weight @ ((a - weight @ a) * (b - weight @ b))  # noqa: E731
     drift = np.sum(np.diff(np.linspace(0, END, 4001)) / (1 - given(np.linspace(0, END, 4000)) ** 2) ** 1.5)
-    emittance, beta, alpha = 1e-6 / GAMMA, 40.0, 2.6  # 1 m behind the start
+    emittance, beta, alpha = 1e-6 / case.gamma, 40.0, 2.6  # 1 m behind the start
     drift -= 1.0
     twiss = (1 + alpha**2) / beta
     uu = emittance * (beta - 2 * alpha * drift + twiss * drift**2) + spread(y, y)
     uv = emittance * (-alpha + twiss * drift) + spread(y, slope_y)
     vv = emittance * twiss + spread(slope_y, slope_y)
     return {"mean": mean, "rms": np.sqrt(spread(change, change)), "length": np.sqrt(spread(length, length)),
-            "emittance": GAMMA * np.sqrt(uu * vv - uv**2)}
+            "emittance": case.gamma * np.sqrt(uu * vv - uv**2)}
 
 
 def main() -> None:
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser.add_argument("--energy", type=float, default=5e9, help="eV")
     parser.add_argument("--charge", type=float, default=1e-9, help="C")
+    parser.add_argument("--planes", type=float, default=0.0, help="distance of the conducting planes [m], 0 for none")
+    parser.add_argument("--shield-max", type=float, default=0.3, help="largest distance of an image [m]")
     parser.add_argument("--second-order", type=float, default=0.0, help="of the chirp [1/m^2]; 1948 keeps the bunch Gaussian")
     parser.add_argument("--gaussian", action="store_true", help="take the charge for a Gaussian of the local length")
     parser.add_argument("--step", type=float, default=0.02, help="m")
-    options = parser.parse_args()
-    result = track(options.charge, options.second_order, options.gaussian, options.step)
+    result = track(Case(**vars(parser.parse_args())))
     print("mean {:.5g} %  rms {:.5g} %  emittance {:.4f} um  length {:.3f} um".format(
         100 * result["mean"], 100 * result["rms"], 1e6 * result["emittance"], 1e6 * result["length"]))
 
