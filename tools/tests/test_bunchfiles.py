@@ -5,6 +5,7 @@ from conftest import assert_same
 
 from tessaron.beam.bunch import frame_along
 from tessaron.files.bunchfiles import guess_format, read_bunch, write_bunch
+from tessaron.files.fixed import fixed_numbers
 from tessaron.constants import REST_ENERGY
 
 
@@ -22,6 +23,24 @@ def test_numbers_may_be_spread_over_lines_and_carry_comments(tmp_path):
     assert bunch.ct == 2.5
     assert list(bunch.reference) == [1, 2, 3, 1e9, 0, 0]
     assert bunch.px[1] == 1e9 + 5e3 and bunch.x[1] == 1 + 1e-6
+
+
+def test_the_programs_own_tables_are_read_fast_and_to_the_last_digit():
+    random = np.random.default_rng(8)
+    values = random.choice([-1, 1], 70000) * random.random(70000) * 10.0 ** random.integers(-40, 40, 70000)
+    values[:200] = 0
+    def cell(value):  # as Fortran writes E22.14, with the digits behind "0."
+        digits, power = f"{value:.13E}".replace(".", "").split("E")
+        sign, digits = ("-", digits[1:]) if digits[0] == "-" else (" ", digits)
+        return f"  {sign}0.{digits}E{int(power) + (value != 0):+03d}"
+    lines = ["".join(cell(value) for value in row) for row in values.reshape(-1, 7).tolist()]
+    text = "\n".join(lines) + "\n"
+    expected = np.array(text.split(), dtype=float)
+    assert np.array_equal(fixed_numbers(text.encode()), expected)
+    flagged = "".join(line + " 1 0\n" for line in lines).encode()
+    assert np.array_equal(fixed_numbers(flagged).reshape(-1, 9)[:, :7].ravel(), expected)
+    for spoilt in (text[1:], text.replace("E", "D", 1), text[:-1], text.replace("  0.", "  1.", 1), text.replace("E+", "E ", 1), "1 2\n", ""):
+        assert fixed_numbers(spoilt.encode()) is None
 
 
 def test_fmt2_differences_lie_along_the_reference_momentum(tmp_path):

@@ -7,6 +7,7 @@ import pytest
 from conftest import ROOT
 
 from tessaron.files.bunchfiles import write_bunch
+from tessaron.check.particles import array_words
 from tessaron.check.walk import check_deck
 from tessaron.files.deck import DeckReader, integer_of, real_of, split_line
 from tessaron.beam.generate import BunchRequest, make_bunch
@@ -37,6 +38,16 @@ def findings(folder: Path, bunch: Path | None, deck: str) -> list[str]:
         (folder / "bunch.dat").write_bytes(bunch.read_bytes())
     (folder / "tessar.in").write_text(deck)
     return [str(finding) for finding in check_deck(folder / "tessar.in")]
+
+
+@pytest.mark.parametrize("line", ["1 2 3", "1,2;3", " , 1", "1 ! 2 3", "1d3 .5 -2.E-1", "1 x", "1_0 1", "1 2 } 3", "1 " * 210, "0.1-119"])
+def test_an_array_is_read_at_once_as_it_is_line_by_line(tmp_path, line, monkeypatch):
+    (tmp_path / "a").write_text(f"0 0 0\n{line}\n4 5\n")
+    (tmp_path / "tessar.in").write_text("#file { name = a } 6 } 7")
+    found = [array_words(DeckReader(tmp_path / "tessar.in"))]
+    monkeypatch.setattr(DeckReader, "plain_rest", lambda reader: None)
+    found.append(array_words(DeckReader(tmp_path / "tessar.in")))
+    assert found[0] == found[1] and len(found[0][0]) >= 3
 
 
 def test_a_good_deck_has_no_findings(tmp_path, bunch_file):

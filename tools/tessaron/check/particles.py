@@ -76,7 +76,7 @@ def _array(state: CheckState, reader: DeckReader, key: Token, values: dict[str, 
 def array_words(reader: DeckReader) -> tuple[list[str], Place, list[tuple[Place, int, str]]]:
     """All words up to the closing brace, where they begin, and those that are no numbers with their place and number.
 
-    Whole lines are taken at once: an array may hold millions of words.
+    Whole lines are taken at once, and whole files where they hold nothing but numbers: an array may hold millions of words.
     """
     words: list[str] = []
     bad: list[tuple[Place, int, str]] = []
@@ -94,6 +94,8 @@ def array_words(reader: DeckReader) -> tuple[list[str], Place, list[tuple[Place,
         if end < len(line):
             reader.give_back(line[end + 1:])
             return words, start, bad
+        if token.place == start:
+            words += reader.plain_rest() or []
 
 
 def _enter_beam(state: CheckState, place: Place, fmt: str, bunch: Bunch, table: np.ndarray, values: dict[str, Value]) -> None:

@@ -14,6 +14,7 @@ import numpy as np
 
 from ..beam.bunch import Bunch, frame_along, from_absolute
 from .deck import plain_real
+from .fixed import fixed_numbers
 from ..constants import REST_ENERGY, SPEED_OF_LIGHT
 
 READABLE = ("fmt0", "fmt1", "fmt2", "fmt3", "umbra")
@@ -48,12 +49,14 @@ def numbers_of(words: np.ndarray | list[str]) -> np.ndarray:
 def numbers_in(path: str | Path) -> np.ndarray | list[str]:
     """All numbers of a file, or its words where not each of them is a plain number."""
     text = Path(path).read_bytes()
+    if (numbers := fixed_numbers(text)) is not None:
+        return numbers
     if _has_bare_exponent(text):  # 0.1-119, which would pass for two numbers
         return tokens_of(text.decode(errors="replace"))
     with warnings.catch_warnings():
         warnings.simplefilter("error", DeprecationWarning)  # how numpy tells that it did not read to the end
         try:
-            return np.fromstring(text, sep=" ") if text.strip() else []
+            return np.fromstring(text, sep=" ") if text and not text.isspace() else []
         except (DeprecationWarning, ValueError):
             return tokens_of(text.decode(errors="replace"))
 

@@ -17,6 +17,7 @@ _TOKEN = re.compile(r"!.*|[(){}\[\]=]|[^(){}\[\]= ,;]+", re.DOTALL)
 REAL = r"[+-]?(?:\d+\.?\d*|\.\d+)(?:[eEdD][+-]?\d+)?"  #: how a number is written; monitors leave out the E ahead of three digits
 _REAL = re.compile(REAL + r"|[+-]?(\d+\.\d*|\.\d+)[+-]\d{3}")
 _BARE_EXPONENT = re.compile(r"(?<=[\d.])(?=[+-]\d{3}$)")
+_PLAIN, _EMPTY_TOKEN = re.compile(r"[-+.\deEdD ,;\n]*"), re.compile(r"^ *[,;]", re.MULTILINE)
 _INTEGER = re.compile(r"[+-]?\d+")
 
 
@@ -174,6 +175,25 @@ class DeckReader:
         level = self._levels[-1]
         tokens, level.next = level.tokens[level.next:], len(level.tokens)
         return tokens
+
+    def plain_rest(self) -> list[str] | None:
+        """All numbers that the rest of an included file holds; they count as read.
+
+        None, and nothing read, where anything else stands there, or a line that is not read as it looks. An array of
+        millions of numbers is taken at once so.
+        """
+        level = self._levels[-1] if len(self._levels) > 1 else self._last
+        lines = level.lines[level.number:]
+        if len(self._levels) < 2 or level.next < len(level.tokens) or not lines or max(map(len, lines)) > LONGEST_LINE:
+            return None
+        text = "\n".join(lines)
+        if not _PLAIN.fullmatch(text) or _EMPTY_TOKEN.search(text):
+            return None
+        words = text.replace(",", " ").replace(";", " ").split()
+        if not all(map(_REAL.fullmatch, words)) or max(map(len, words), default=0) > LONGEST_TOKEN:
+            return None
+        level.number = len(level.lines)
+        return words
 
     def give_back(self, tokens: list[str]) -> None:
         """Makes the last tokens of `rest_of_line` unread again."""
