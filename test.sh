@@ -10,8 +10,9 @@ set -eu
 cd "$(dirname "$0")"
 . tools/packages.sh
 
-need g++ cmake make libgtest-dev libbenchmark-dev python3 python3-numpy python3-matplotlib python3-h5py python3-tqdm python3-distributed python3-mpi4py \
-  python3-pytest openmpi-bin libopenmpi-dev chromium
+need g++ cmake make libgtest-dev libbenchmark-dev openmpi-bin libopenmpi-dev chromium \
+  python3 python3-pytest python3-numpy python3-matplotlib python3-h5py python3-tqdm \
+  python3-distributed python3-mpi4py python3-nbclient python3-ipykernel python3-scipy
 
 build_and_test() {
   echo "== $1"

@@ -33,7 +33,7 @@ class Source:
     limits: dict[str, Limit]  #: by quantity
 
 
-@dataclass(frozen=True)
+@dataclass(frozen=True, repr=False)
 class Convergence:
     """What became of the question."""
 
@@ -131,6 +131,8 @@ class Convergence:
         else:
             lines += [f"not converged to {100 * self.to:g} %. What would be enough:", *("  " + line for line in self.advice())]
         return "\n".join([*lines, *(f"not varied: {words}" for words in self.left_out)])
+
+    __repr__ = __str__
 
     def _repr_html_(self) -> str:
         return f"<pre>{escape(str(self))}</pre>"

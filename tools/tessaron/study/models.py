@@ -33,7 +33,7 @@ class Kicks:
     across: np.ndarray  #: change of the momentum across the orbit plane's direction of motion, less that without force [eV/c]
 
 
-@dataclass(frozen=True)
+@dataclass(frozen=True, repr=False)
 class ModelsCompared:
     """The runs, and what they say."""
 
@@ -101,6 +101,8 @@ class ModelsCompared:
             gaps = [f"{100 * row[name]:.2g} %" for name in ("along_rms", "along_max", "across_rms", "across_max")]
             lines.append("  ".join(f"{cell:>12s}" for cell in (row.model, f"{row.particles}", f"{row.seconds:.3g}", *values, *gaps)))
         return "\n".join([*lines, f"differences from {self.reference}, in percent of its largest energy change and kick across"])
+
+    __repr__ = __str__
 
     def _repr_html_(self) -> str:
         return self.table()._repr_html_()
