@@ -131,7 +131,7 @@ INSTANTIATE_TEST_SUITE_P(
                   120},
         ForceCase{"Green", "type = csr_g_to_p", 120}, ForceCase{"GreenToMesh", "type = csr_g_to_m", 400},
         ForceCase{"GreenInBlocks", "type = csr_g_to_m use_old_mesh = no", 400, TESSARON_SMALL_MESH},
-        ForceCase{"Shielded", "type = csr_g_to_m shield = 0.01 shield_max = 0.02", 200}),
+        ForceCase{"Shielded", "type = csr_g_to_m shield = 0.01 shield_max = 0.02 shield_reach = bunch", 200}),
     [](const auto& type) { return std::string(type.param.name); });
 
 TEST(GroupEnd, FollowsEveryEndOfTheMaster) {
