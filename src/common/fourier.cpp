@@ -58,7 +58,7 @@ struct Four {
 };
 
 /// Four numbers `apart` from each other, and s - 1 more sets beside them, all turned by the same w.
-TESSARON_WIDE_CLONES
+TESSARON_CLONES
 void turn_together(int s, int apart, Complex w, const double* __restrict re, const double* __restrict im,
                    double* __restrict to_re, double* __restrict to_im) {
   const Complex w2 = w * w, w3 = w * w2;
@@ -73,7 +73,7 @@ void turn_together(int s, int apart, Complex w, const double* __restrict re, con
 }
 
 /// The first stage, where every set has a w of its own.
-TESSARON_WIDE_CLONES
+TESSARON_CLONES
 void turn_apart(int apart, int step, const double* __restrict w_re, const double* __restrict w_im,
                 const double* __restrict re, const double* __restrict im, double* __restrict to_re,
                 double* __restrict to_im) {

@@ -2,20 +2,13 @@
 #include <cmath>
 #include <cstdint>
 
+#include "common/clones.hpp"
+
 // Four reals at a time, and the functions of them that the field integral needs, to the accuracy of the
 // library's own. Only for sources that are compiled for several instruction sets at once; everything here is
 // inlined into them. No fused operation is used, so all of them give the same digits.
 
 #pragma GCC diagnostic ignored "-Wpsabi"  // no lane type crosses a call
-
-// Marks a function that is compiled twice, for processors with and without 256-bit registers; the loader
-// picks one.
-#if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__) && !defined(__AVX2__) && \
-    defined(__GLIBC__) && !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
-#define TESSARON_CLONES __attribute__((target_clones("arch=x86-64-v3", "default")))
-#else
-#define TESSARON_CLONES
-#endif
 
 namespace tessaron {
 

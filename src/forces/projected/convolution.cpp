@@ -22,7 +22,7 @@ std::int64_t size_of(const Indexed<Real>& series) {
 constexpr int tile = 16;  ///< results that are summed together, held in registers
 
 /// sum[t] += Sum_j a[t - j] b[j], j = 0 .. n-1, for the tile t = 0 .. tile-1.
-TESSARON_WIDE_CLONES
+TESSARON_CLONES
 void add_tile(const double* __restrict a, const double* __restrict b, std::int64_t n,
               double* __restrict sum) {
   double s[tile];

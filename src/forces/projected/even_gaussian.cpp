@@ -36,7 +36,7 @@ void EvenGaussian::set_step(double du) {
   }
 }
 
-TESSARON_WIDE_CLONES
+TESSARON_CLONES
 void EvenGaussian::add(double* row, double w, double uc, int first, int last) const {
   if (!tabled_ || first < -reach || last > reach) {
     for (int k = first; k <= last; ++k) {
@@ -58,7 +58,7 @@ void EvenGaussian::add(double* row, double w, double uc, int first, int last) co
   for (int l = 0; i < n; ++i, ++l) out[i] += run.value[l] * gauss[i];
 }
 
-TESSARON_WIDE_CLONES
+TESSARON_CLONES
 void EvenGaussian::add_slope(double* row, double w, double uc, int first, int last) const {
   if (!tabled_ || first < -reach || last > reach) {
     for (int k = first; k <= last; ++k) {

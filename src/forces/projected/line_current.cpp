@@ -67,7 +67,7 @@ void line_current(const LineGrid& grid, const LineCharges& charges, Output curr)
   if (by_moments && !add_by_moments(grid, charges, scale, curr)) return;
   const GaussianRow row(grid, curr);
   for (int i = 0; i < n; ++i)
-    if (!by_moments || cell_place(grid, place[i]).near_border) row.add(place[i], charge[i] * scale);
+    if (!by_moments || near_border(grid, place[i])) row.add(place[i], charge[i] * scale);
 }
 
 }  // namespace tessaron

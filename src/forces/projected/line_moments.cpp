@@ -2,18 +2,19 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 
 #include "common/chunks.hpp"
-#include "common/clones.hpp"
+#include "common/lanes.hpp"
 #include "common/table.hpp"
 
 namespace tessaron {
 
 namespace {
 
-constexpr int orders = 8;             ///< moments of a half cell
-constexpr int per_cell = 2 * orders;  ///< of both halves
-constexpr int most_grids = 16;        ///< partial sums of the moments
+constexpr int orders = 2 * lane_count;  ///< moments of a half cell
+constexpr int per_cell = 2 * orders;    ///< of both halves
+constexpr int most_grids = 16;          ///< partial sums of the moments
 constexpr int fewest_in_chunk = 4096;
 constexpr int reach = 25;  ///< where a Gaussian is cut, in steps of the grid
 
@@ -40,39 +41,73 @@ struct Weights {
   const double* at(int k) const { return cells.data() + (k + reach) * per_cell; }
 };
 
-/// Adds the moments of a chunk's charges to the cells of its grid; true if there are charges near a border.
-TESSARON_WIDE_CLONES
-bool collect(const LineGrid& line_grid, const double* place, const double* charge, int n, double* cells) {
-  constexpr int block = 64;  // places first, then sums: each of the two loops has one thing to do
-  const LineGrid grid = line_grid;
-  bool left_out = false;
-  for (int start = 0; start < n; start += block) {
-    const int m = std::min(block, n - start);
-    int half[block];
-    double t[block], w[block];
-    int border = 0;
-    for (int i = 0; i < m; ++i) {
-      const CellPlace at = cell_place(grid, place[start + i]);
-      half[i] = at.half;
-      t[i] = at.t;
-      w[i] = at.near_border ? 0.0 : charge[start + i];
-      border |= at.near_border;
-    }
-    left_out |= border != 0;
-    for (int i = 0; i < m; ++i) {
-      const double t2 = t[i] * t[i], t4 = t2 * t2;
-      const double low[4] = {w[i], w[i] * t[i], w[i] * t2, w[i] * (t[i] * t2)};
-      double* cell = cells + half[i] * orders;
-      for (int k = 0; k < 4; ++k) cell[k] += low[k];
-      for (int k = 0; k < 4; ++k) cell[k + 4] += low[k] * t4;
-    }
+/// Where some charges stand. Half cells 2 (k - 1) and 2 (k - 1) + 1 belong to grid point k = 1..nsam.
+struct Places {
+  static constexpr int size = 64;
+  double t[size];           ///< distance from the centre of the half cell in steps of the grid, -1/4 .. 1/4
+  double w[size];           ///< the charge, 0 near a border
+  std::int64_t half[size];  ///< the half cell
+};
+
+TESSARON_LANES_INLINE void put_lanes(double* p, const Lanes& v) {
+  for (int l = 0; l < lane_count; ++l) p[l] = v[l];
+}
+
+/// Finds the places of a block of charges, four at a time; true if there are charges near a border.
+TESSARON_LANES_INLINE bool find_places(const LineGrid& grid, const double* place, const double* charge,
+                                       Places& found) {
+  constexpr double shifter = 6755399441055744.0;  // 1.5 * 2^52: a sum with it rounds to an integer
+  LaneBits left_out{};
+  for (int i = 0; i < Places::size; i += lane_count) {
+    const Lanes pos = (lanes_at(place + i) - grid.ctmin) / grid.h + 1.0;
+    const LaneBits on = (pos >= 1.0) & (pos <= static_cast<double>(grid.nsam));
+    const Lanes safe = on ? pos : lanes_of(1.0);
+    const Lanes k = (safe + shifter) - shifter, shifted = (2.0 * safe - 1.5) + shifter;
+    const LaneBits clear = on & (abs_of(safe - k) <= cell_border);
+    left_out |= ~clear;
+    put_lanes(found.t + i, safe - (0.5 * (shifted - shifter) + 0.75));
+    put_lanes(found.w + i, clear ? lanes_at(charge + i) : lanes_of(0.0));
+    const LaneBits half = reinterpret_cast<LaneBits>(shifted) - reinterpret_cast<LaneBits>(lanes_of(shifter));
+    for (int l = 0; l < lane_count; ++l) found.half[i + l] = half[l];
   }
+  return (left_out[0] | left_out[1] | left_out[2] | left_out[3]) != 0;
+}
+
+/// Adds the moments of n charges of a block to their cells.
+TESSARON_LANES_INLINE void add_moments(const Places& found, int n, double* cells) {
+  for (int i = 0; i < n; ++i) {
+    const double t = found.t[i], t2 = t * t;
+    double* const cell = cells + found.half[i] * orders;
+    const Lanes low = Lanes{1.0, t, t2, t * t2} * found.w[i], high = low * (t2 * t2);
+    put_lanes(cell, lanes_at(cell) + low);
+    put_lanes(cell + lane_count, lanes_at(cell + lane_count) + high);
+  }
+}
+
+/// Adds the moments of a chunk's charges to the cells of its grid; true if there are charges near a border.
+TESSARON_CLONES
+bool collect(const LineGrid& grid, const double* place, const double* charge, int n, double* cells) {
+  constexpr int block = Places::size;
+  Places found;
+  bool left_out = false;
+  int start = 0;
+  for (; start + block <= n; start += block) {
+    left_out |= find_places(grid, place + start, charge + start, found);
+    add_moments(found, block, cells);
+  }
+  if (start == n) return left_out;
+  double last_place[block], last_charge[block] = {};  // filled up with nothing on grid point 1
+  std::fill_n(last_place, block, grid.ctmin);
+  std::copy_n(place + start, n - start, last_place);
+  std::copy_n(charge + start, n - start, last_charge);
+  left_out |= find_places(grid, last_place, last_charge, found);
+  add_moments(found, n - start, cells);
   return left_out;
 }
 
 /// The sum over the cells first..last of their moments times the weights on one grid point, `weights` the
 /// ones of the cell `first`.
-TESSARON_WIDE_CLONES
+TESSARON_CLONES
 double sum_of_cells(const double* cells, const double* weights, int n) {
   double sum[per_cell] = {};
   for (int c = 0; c < n; ++c, cells += per_cell, weights -= per_cell)

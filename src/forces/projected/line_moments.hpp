@@ -17,24 +17,17 @@ namespace tessaron {
 ///
 /// A Gaussian is cut 5 rms lengths, a whole number of steps, ahead of its cell and behind it. So all charges
 /// of a cell are cut at the same points, and the cut is that of each Gaussian by itself. Where rounding
-/// decides to which cell a charge belongs, and so where it is cut, the charge is `near_border`: it has to be
-/// added by itself.
+/// decides to which cell a charge belongs, and so where it is cut, the charge is near the border: it has to
+/// be added by itself. `cell_border`, in steps of the grid, leaves more than the rounding of coordinates on
+/// the longest grid, 1e-11.
 ///
 /// Source: Greengard, Strain, SIAM J. Sci. Stat. Comput. 12 (1991) 79.
-struct CellPlace {
-  int half;          ///< half cell: 2 (k - 1) and 2 (k - 1) + 1 belong to grid point number k = 1..nsam
-  double t;          ///< distance from its centre in steps of the grid, -1/4 .. 1/4
-  bool near_border;  ///< next to the border of two cells, off the grid, or not a number
-};
+inline constexpr double cell_border = 0.5 - 1e-9;
 
-/// The place of a charge on the grid.
-inline CellPlace cell_place(const LineGrid& grid, double coordinate) {
-  constexpr double border = 0.5 - 1e-9;  // coordinates have 1e-11 steps of rounding on the longest grid
+/// Whether a charge stands next to the border of two cells, off the grid, or is not a number.
+inline bool near_border(const LineGrid& grid, double coordinate) {
   const double pos = (coordinate - grid.ctmin) / grid.h + 1.0;
-  const bool on = pos >= 1.0 && pos <= grid.nsam;
-  const double safe = on ? pos : 1.0;
-  const int k = static_cast<int>(safe + 0.5), half = static_cast<int>(2.0 * safe - 1.0);
-  return {half, safe - (0.5 * half + 0.75), !on || std::abs(safe - k) > border};
+  return !(pos >= 1.0 && pos <= grid.nsam && std::abs(pos - std::round(pos)) <= cell_border);
 }
 
 /// Whether the moments of n charges take less time than their Gaussians one after the other.
