@@ -20,9 +20,9 @@ pytestmark = pytest.mark.skipif(not PROGRAM.exists(), reason="the program is not
 NUMBER = r"\s+(-?[\d.]+(?:e[+-]\d+)?)"
 
 
-def console_of(name: str, folder: Path) -> str:
-    """What run.py --quick of an example prints; it has to end well and leave a picture of some size."""
-    result = subprocess.run([sys.executable, HERE / name / "run.py", "--quick", "--program", PROGRAM, "--workdir", folder],
+def console_of(name: str, folder: Path, script: str = "run.py") -> str:
+    """What a script --quick of an example prints; it has to end well and leave a picture of some size."""
+    result = subprocess.run([sys.executable, HERE / name / script, "--quick", "--program", PROGRAM, "--workdir", folder],
                             capture_output=True, text=True, timeout=900)
     assert result.returncode == 0, result.stdout + result.stderr
     assert any(picture.stat().st_size > 10000 for picture in folder.glob("*.png"))
@@ -54,14 +54,23 @@ def test_bunch_compressor(tmp_path):
 
 
 def test_shielding(tmp_path):
-    """Shares of the free loss with the long smoothing length against the mode sum of parallel plates, which is 1/5 at 10 mm."""
-    console = console_of("shielding", tmp_path).split("relative_long")[1]
-    free, theory = re.search(rf"without plates{NUMBER} eV/m, theory{NUMBER}", console).groups()
-    assert float(free) == pytest.approx(float(theory), rel=0.005)
-    for distance in ("6", "10", "20"):
-        computed, expected = numbers_behind(distance, console, 2)
-        assert computed == pytest.approx(expected, abs=0.015)
-    assert numbers_behind("10", console, 2)[1] == pytest.approx(0.2, abs=0.01)
+    """Shares of the free loss against the mode sum of parallel plates, which is 1/5 at 10 mm for a long smoothing length."""
+    _, long, _, whole = console_of("shielding", tmp_path).split("relative_long")
+    for console in (long, whole):
+        free, theory = re.search(rf"without plates{NUMBER} eV/m, theory{NUMBER}", console).groups()
+        assert float(free) == pytest.approx(float(theory), rel=0.005)
+        for distance in ("6", "10", "20"):
+            computed, expected = numbers_behind(distance, console, 2)
+            assert computed == pytest.approx(expected, abs=0.015)
+    assert numbers_behind("10", long, 2)[1] == pytest.approx(0.2, abs=0.01)
+
+
+def test_planes_in_a_chicane(tmp_path):
+    """The kernel over the whole bunch against check.py to 3 %; its own reach loses the shielding."""
+    console = console_of("shielding", tmp_path, "chicane.py")
+    shielded, alone = (numbers_behind(f"10 {name}", console, 3) for name in ("bunch", "kernel"))
+    assert shielded == pytest.approx(numbers_behind("10 check.py", console, 3), rel=0.03)
+    assert alone[0] < 1.4 * shielded[0]  # the loss, below 0
 
 
 def test_wake(tmp_path):

@@ -19,6 +19,7 @@ from tessaron.files.outputs import read_force  # noqa: E402
 from theory import free_loss, share  # noqa: E402
 
 RADIUS, LENGTH, CHARGE = 10.0, 1e-4, 1e-12  # little charge and emittance: the bunch keeps its length
+CASES = [(1, "kernel"), (0.1, "kernel"), (0.1, "bunch")]  # relative_long and shield_reach
 DISTANCES = [0.006, 0.008, 0.01, 0.014, 0.02, 0.03, 0.05]  # m
 
 
@@ -27,22 +28,24 @@ def effective(relative: float) -> float:
     return LENGTH * np.sqrt(1 + relative**2 / 2)
 
 
-def mean_loss(options, distance: float, relative: float) -> float:
+def mean_loss(options, distance: float, relative: float, reach: str) -> float:
     """Mean of the force over the particles near the end of the arc [eV/m]."""
-    folder = options.workdir / f"plates_{1e3 * distance:g}mm_{relative:g}"
-    deck = common.changed((HERE / "tessar.in").read_text(), shield=distance, relative_long=relative)
+    folder = options.workdir / f"plates_{1e3 * distance:g}mm_{relative:g}_{reach}"
+    deck = common.changed((HERE / "tessar.in").read_text(), shield=distance, relative_long=relative, shield_reach=reach)
     common.run(options.program, folder, deck, {"bunch.dat": options.workdir / "bunch.dat"}, "fc1.dat")
     return float(read_force(folder / "fc1.dat").along.mean())
 
 
-def picture(distances: list[float], shares: dict[float, list[float]], path: Path) -> None:
+def picture(distances: list[float], shares: dict[tuple[float, str], list[float]], path: Path) -> None:
     """Computed shares of the free loss over theory."""
     figure, axes = plots.plt.subplots(figsize=(8, 4.5))
     fine = np.geomspace(0.004, 0.06, 80)
-    for relative, colour, marker in ((1, plots.INK, "o"), (0.1, plots.SECOND, "x")):
+    for relative, colour in ((1, plots.INK), (0.1, plots.SECOND)):
         theory = [share(distance, RADIUS, effective(relative)) for distance in fine]
         axes.plot(fine * 1e3, theory, color=colour, lw=1, label=f"theory, relative_long = {relative}")
-        axes.plot(np.array(distances) * 1e3, shares[relative], marker, color=colour, label=f"computed, relative_long = {relative}")
+    for (relative, reach), colour, marker in zip(CASES, (plots.INK, plots.SECOND, plots.SECOND), "oxo"):
+        axes.plot(np.array(distances) * 1e3, shares[relative, reach], marker, color=colour, mfc="none",
+                  label=f"computed, relative_long = {relative}, shield_reach = {reach}")
     axes.set(xscale="log", xlabel="distance of the plates / mm", ylabel="mean loss over that without plates", ylim=(-0.1, 1.25))
     axes.set_xticks([4, 6, 10, 20, 40, 60], ["4", "6", "10", "20", "40", "60"], minor=False)
     axes.set_xticks([], minor=True)
@@ -57,12 +60,12 @@ def main() -> None:
     write_bunch(options.workdir / "bunch.dat", make_bunch(BunchRequest(
         options.particles, energy=1e9, charge=CHARGE, length=LENGTH, horizontal=thin, vertical=thin)), "fmt1")
     shares = {}
-    for relative in (1, 0.1):
-        free = mean_loss(options, 0, relative)
-        print(f"relative_long = {relative}: without plates {free:.2f} eV/m, "
+    for relative, reach in CASES:
+        free = mean_loss(options, 0, relative, reach)
+        print(f"relative_long = {relative}, shield_reach = {reach}: without plates {free:.2f} eV/m, "
               f"theory {free_loss(CHARGE, RADIUS, effective(relative)):.2f}\n  plates / mm   computed   theory, share of the free loss")
-        shares[relative] = [mean_loss(options, distance, relative) / free for distance in distances]
-        for distance, found in zip(distances, shares[relative]):
+        shares[relative, reach] = [mean_loss(options, distance, relative, reach) / free for distance in distances]
+        for distance, found in zip(distances, shares[relative, reach]):
             print(f"  {1e3 * distance:11.4g} {found:10.4f} {share(distance, RADIUS, effective(relative)):8.4f}", flush=True)
     picture(distances, shares, options.workdir / "shielding.png")
     print(options.workdir / "shielding.png")
