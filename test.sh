@@ -21,7 +21,7 @@ build_and_test() {
   ctest --preset "$1" -j2
 }
 
-for part in ${*:-release tools examples mpi sanitize}; do
+for part in ${*:-release mpi tools examples sanitize}; do
   case "$part" in
     release | debug | sanitize | mpi) build_and_test "$part" ;;
     tools)

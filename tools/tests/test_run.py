@@ -174,7 +174,7 @@ def test_several_processes_and_threads(tmp_path, bunch):
     run = Run(Lattice([tessaron.Drift(0.5), tessaron.Dipole(1, 0.1)]), bunch, Forces("csr_g_to_m", sigma_long=1e-4), tracker=Tracker(end_time_c0=1))
     ends = [run.start(tmp_path / str(n), processes=n, threads=1, program=mpi, progress=False).end for n in (1, 2)]
     assert "on 2 cpus" in (tmp_path / "2/console.txt").read_text()
-    assert_same(*ends, 1e-9)
+    assert_same(*ends, 1e-7)  # the order of sums moves the integration meshes' ends
 
 
 def test_one_version_everywhere_and_a_cheap_import():

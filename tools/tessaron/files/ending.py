@@ -19,7 +19,7 @@ from .runlog import TROUBLE, ct_of_step
 CONSOLE, ERRORS = "console.txt", "errors.txt"  #: what a started run keeps beside its deck
 
 _STOPPED = re.compile(r"tessaron: (stopped|ended by SIG[A-Z]+) at (.*?)(?::(\d+))? \((.*?)\)(.*)")
-_LACKING = re.compile(r"tessaron: (monitor file .* failed: .*|\d+ lines? of .* could not be written: .*)")
+_LACKING = re.compile(r"tessaron: (monitor file .* failed: .*|\d+ lines? of .* could not be written: .*|.*: nothing was done)")
 _FORCE_FAILED = re.compile(r"error in (force\d|forcei|frcims|frcsub)\b")
 _GAVE_UP = "step is too small to change the time: tracking ends"
 _RULE = "-" * 54

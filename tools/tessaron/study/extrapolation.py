@@ -50,7 +50,7 @@ def limit_of(values: Sequence[float], ratio: float, order: float, base: int) -> 
     return Limit(value, LOWEST_ORDER, UNSURE * spread, False)
 
 
-def noise_of(values: Sequence[float], counts: Sequence[int], order: float) -> Limit:
+def noise_of(values: Sequence[float], counts: Sequence[float], order: float) -> Limit:
     """The error of the last value, where values at fewer particles differ by chance and not by a law.
 
     :param counts: numbers of particles, rising, one for each value.

@@ -161,18 +161,23 @@ def _forces(run: Run, models: Sequence[str | Forces]) -> dict[str, Forces]:
     basis = next((force for force in run.of_kind(Forces) if force.type != "none"), None)
     found: dict[str, Forces] = {}
     for model in models:
-        if isinstance(model, str):
-            if model not in FORCE_TYPES:
-                raise ValueError(f"compare_models: {model!r} is no model; there are {', '.join(FORCE_TYPES)}")
-            if basis is None and model != "none":
-                raise ValueError("compare_models: the run has no force whose sizes the models could take over")
-            model = Forces() if model == "none" else replace(basis, type=model)
-        if model.type in found:
-            raise ValueError(f"compare_models: the model {model.type!r} stands twice")
-        found[model.type] = model
+        force = model if isinstance(model, Forces) else _force_of(model, basis)
+        if force.type in found:
+            raise ValueError(f"compare_models: the model {force.type!r} stands twice")
+        found[force.type] = force
     if not found:
         raise ValueError("compare_models: models must name at least one")
     return found
+
+
+def _force_of(model: str, basis: Forces | None) -> Forces:
+    if model not in FORCE_TYPES:
+        raise ValueError(f"compare_models: {model!r} is no model; there are {', '.join(FORCE_TYPES)}")
+    if model == "none":
+        return Forces()
+    if basis is None:
+        raise ValueError("compare_models: the run has no force whose sizes the models could take over")
+    return replace(basis, type=model)
 
 
 def _kicks(result: Result, without: Result) -> Kicks:

@@ -14,7 +14,7 @@
 """
 from __future__ import annotations
 
-from typing import TYPE_CHECKING
+from typing import TYPE_CHECKING, Sequence
 
 from ..beam.analyse import Summary
 
@@ -46,7 +46,7 @@ def _ratio(a: float, b: float) -> float:
     return a / b if b > 0 else float("nan")
 
 
-def known(names: tuple[str, ...] | list[str]) -> tuple[str, ...]:
+def known(names: Sequence[str]) -> tuple[str, ...]:
     """The names, if all of them are quantities.
 
     :raises ValueError: one is not; the message lists those that there are.

@@ -157,5 +157,5 @@ def _sources(particles: Particles) -> np.ndarray:
     text = particles.array.text if isinstance(particles.array, Words) else None
     if isinstance(particles.array, Bunch):
         return particles.array.charge != 0
-    words = tokens_of(text if text is not None else particles.array.read_text())
+    words = tokens_of(text if text is not None else Path(particles.array).read_text())
     return np.isin(numbers_of(words[9::10]), (3, 5))

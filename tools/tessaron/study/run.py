@@ -4,7 +4,7 @@ from __future__ import annotations
 import shutil
 import tempfile
 from pathlib import Path
-from typing import TYPE_CHECKING, Callable, Iterable, Sequence, TypeVar
+from typing import TYPE_CHECKING, Any, Callable, Iterable, Sequence, TypeVar
 
 from ..beam.bunch import Bunch
 from ..files.keys import CAPACITY
@@ -201,7 +201,7 @@ class Run:
         return Result(folder)
 
     @staticmethod
-    def resume(folder: str | Path, **how: object) -> "Result":
+    def resume(folder: str | Path, **how: Any) -> "Result":
         """Goes on with an interrupted run; see `tessaron.study.resume.resume`."""
         from .resume import resume
 

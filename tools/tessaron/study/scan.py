@@ -63,7 +63,8 @@ class Scan:
             raise ValueError(f"Scan: make_run must be a function that returns a Run, not {make_run!r}")
         self.make_run, self.folder = make_run, Path(folder)
         self.points = points_of(axes)
-        self.program, self.processes, self.threads, self.timeout = program, processes, threads, timeout
+        self.program = None if program is None else str(program)
+        self.processes, self.threads, self.timeout = processes, threads, timeout
         self._quantities = quantities
         self._names: dict[tuple, str] = {}  # folders of the points that were asked for
         self._failed: dict[tuple, Manifest] = {}  # points whose run could not even be made
@@ -110,7 +111,7 @@ class Scan:
         """
         if self._prepared(point, False) is not None:
             working = self._working_folder(self._folder_of(point))
-            compute(str(working), str(self._folder_of(point)), point, self.program and str(self.program), self.processes,
+            compute(str(working), str(self._folder_of(point)), point, self.program, self.processes,
                     self.threads, self.timeout)
         manifest = self.manifest(**point)
         if not manifest.completed:
@@ -245,7 +246,7 @@ def fingerprint(run: Run) -> str:
             for part in (np.float64(array.ct), array.reference, array.offsets, array.charge):
                 state.update(np.ascontiguousarray(part).tobytes())
         else:
-            state.update(array.text.encode() if isinstance(array, Words) else array.read_bytes())
+            state.update(array.text.encode() if isinstance(array, Words) else Path(array).read_bytes())
     return state.hexdigest()
 
 
@@ -255,7 +256,7 @@ def _readable(point: Point) -> str:
 
 
 def _was_killed(manifest: Manifest) -> bool:
-    return manifest.reason.startswith(("killed", "ended after", "ended on the way"))
+    return manifest.reason.startswith(("killed", "ended after", "ended by", "ended on the way"))
 
 
 def _key(point: Point) -> tuple:
