@@ -125,6 +125,10 @@ WARNINGS = [
     ("name = end.dat", "name = ./bunch.dat", 10, "has been read; its content is written over"),
     ("0.1 }", "0.1 sbox = 2 }", 6, "sbox has no effect with type projected"),
     ("0.1 }", "0.1 shield = 0.5 }", 6, "no image takes part"),
+    ("0.1 }", "0.1 shield = 0.02 }", 6, "write shield_reach = bunch"),
+    ("format = fmt1 array = #file { name = bunch.dat }", "array = 0 0 0 0 0 0 0 0 0 0 1e9 0 0 1e-9\n -1e-4 1e-2 0 0 0 0 1e-9 -2e-4 -1e-2 0 0 0 0 1e-9", 7,
+     "times (sigma^2 R)^(1/3)"),
+    ("forces { type = projected sigma_long = relative relative_long = 0.1 }\n", "", 8, "no forces block"),
     ("format = fmt1 array", "reference_momentum = 2e9 array", 5, "far from the 1e+09 eV/c of particle 1"),
     ("format = fmt1 array", "reference_point_y = 0.01 array", 5, "10 mm beside the design orbit"),
     ("format = fmt1 array", "reference_point_phi = 1 array", 5, "1 degrees to the design orbit"),
@@ -140,6 +144,13 @@ def test_what_is_suspicious(tmp_path, bunch_file, old, new, line, words):
     assert old in DECK
     found = findings(tmp_path, bunch_file, DECK.replace(old, new, 1))
     assert any(text.startswith(f"tessar.in:{line}: warning: ") and words in text for text in found), found
+
+
+def test_a_wrong_end_is_the_only_fault(tmp_path, bunch_file):
+    """Nobody knows then what a monitor that starts later would write."""
+    later = DECK.replace("start_time_c0 = now", "start_time_marker = out").replace("tracker { end_time_marker = end }", "tracker { end_time_marker = ende }")
+    found = findings(tmp_path, bunch_file, later)
+    assert len(found) == 1 and "no field boundary has the marker ende" in found[0], found
 
 
 def test_monitors_ahead_of_their_particles_or_behind_the_last_tracker(tmp_path, bunch_file):

@@ -1,8 +1,9 @@
 """The `forces` block, and what is suspicious about it for the bunch and the lattice at hand."""
 from __future__ import annotations
 
-from math import sqrt
+from math import hypot, sqrt
 
+from ..beam.bunch import Bunch
 from ..files.blocks import Value, read_block
 from .lattice import smallest_radius
 from .state import CheckState
@@ -12,6 +13,8 @@ from ..files.keys import CAPACITY, FORCES
 
 FEWEST_PER_SIGMA = 50
 MANY_PAIRS = 5000
+GREATEST_SPREAD = 0.01  # rms of the momentum over its mean, for the models with one path for all
+GREATEST_WIDTH = 0.3  # rms width over (sigma^2 R)^(1/3), for the line charge (Derbenev et al., TESLA-FEL 95-05)
 SUB_BUNCH = ("csr_p_to_p", "csr_p_to_m", "csr_g_to_p", "csr_g_to_m")
 _ELLIPSOID_ONLY = ("sigma_rad", "sigma_vert", "relative_vert", "sbox", "rbox")
 
@@ -124,6 +127,7 @@ def check_forces_on_beam(state: CheckState) -> None:
     sigma = _sigma(state)
     if sigma is not None:
         _compare_sigma(state, once, place, sigma)
+    _doubt_model(state, once)
     _compare_steps(state, once)
 
 
@@ -154,6 +158,37 @@ def _compare_sigma(state: CheckState, once, place: Place, sigma: float) -> None:
         if "grid" not in state.force_checked:
             state.force_checked.add("grid")
             state.error(place, f"the force needs a grid of {grid:.0f} points for this sigma_long; the program holds {CAPACITY['nsamax']}")
+
+
+def _doubt_model(state: CheckState, once) -> None:
+    """Where a force model stops being true: planes without the whole kernel, one path for a chirped bunch, a line for a wide one."""
+    beam, kind, radius = state.beam, state.force_type, smallest_radius(state.boundaries)
+    where = state.forces["type"].place
+    if kind in ("csr_g_to_p", "csr_g_to_m"):
+        momentum = beam.bunch.momentum[beam.bunch.charge != 0]
+        spread = float(momentum.std() / momentum.mean())
+        if spread > GREATEST_SPREAD:
+            once("spread", where, f"{kind} gives all sub-bunches the path of one; a momentum spread or chirp of {100 * spread:.3g} % rms parts them, "
+                 "above one percent it is not to be trusted; csr_p_to_m holds")
+    if kind != "projected" or radius is None:
+        return
+    reach = (radius * beam.length**2) ** (1 / 3)
+    shield, most, over = (state.forces.get(name) for name in ("shield", "shield_max", "shield_reach"))
+    distance = shield.number if shield is not None and shield.number else 0.0
+    if 0 < distance < min(most.number if most is not None and most.number else 0.3, 20 * reach) and (over is None or over.text != "bunch"):
+        once("planes", shield.place, f"planes {distance:g} m apart: the kernel ends before the bunch does, so that most of the shielding is lost; "
+             "write shield_reach = bunch")
+    width = _width(beam.bunch)
+    if width / reach > GREATEST_WIDTH:
+        once("wide", where, f"the bunch is {width:.3g} m rms wide in the plane, {width / reach:.2g} times (sigma^2 R)^(1/3); projected takes it for a "
+             f"line, which holds below {GREATEST_WIDTH}")
+
+
+def _width(bunch: Bunch) -> float:
+    """Rms width across the direction of particle 1 in the plane, over the sources [m]."""
+    px, py = bunch.reference[3:5]
+    across = (px * bunch.offsets[1] - py * bunch.offsets[0])[bunch.charge != 0] / (hypot(px, py) or 1.0)
+    return float(across.std())
 
 
 def _compare_steps(state: CheckState, once) -> None:

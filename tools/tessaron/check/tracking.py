@@ -5,7 +5,7 @@ from math import isclose
 
 from ..files.blocks import Value, read_block
 from .forces import check_forces_on_beam
-from .monitors import accept_monitors, write_monitors
+from .monitors import accept_monitors, excuse_monitors, write_monitors
 from .particles import place_beam
 from .state import CheckState, StoredForces
 from ..files.datafiles import read_time_grid
@@ -64,13 +64,17 @@ def check_tracker(state: CheckState, reader: DeckReader, command: Token) -> None
     state.need_beam(command.place, "track")
     if not state.boundaries:
         state.warn(command.place, "there is no lattice: the bunch flies straight on")
+    if state.forces_place is None:
+        state.warn(command.place, "there is no forces block ahead: the bunch has no force on itself; write forces { type = none } if that is meant")
     place_beam(state)
     check_forces_on_beam(state)
     _check_stored_forces(state, command)
     end = _end_time(state, command, values)
     if state.beam is not None:
         accept_monitors(state)
-        if end is not None:
+        if end is None:
+            excuse_monitors(state)
+        else:
             write_monitors(state, end)
             _advance(state, end)
             if state.force_type != "none":
