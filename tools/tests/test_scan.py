@@ -6,6 +6,7 @@ import signal
 import subprocess
 import sys
 import time
+from concurrent.futures import ThreadPoolExecutor
 
 import numpy as np
 import pytest
@@ -74,6 +75,16 @@ def test_a_killed_scan_loses_nothing_and_repeats_nothing(tmp_path, counted):
     study = scan(tmp_path / "study", program, 0.001).run(progress=False)
     assert list(study.table().status) == ["completed"] * 4 and len(starts()) == 4
     assert all(path.stat().st_mtime_ns == moment for path, moment in finished.items())
+    assert not list((tmp_path / "study").glob(".*"))
+
+
+def test_two_scans_of_one_folder_share_its_points(tmp_path, counted):
+    program, starts = counted
+    scans = [scan(tmp_path / "study", program, 0.001) for _ in range(2)]
+    with ThreadPoolExecutor(2) as pool:
+        for done in [pool.submit(study.run, progress=False) for study in scans]:
+            done.result()
+    assert len(starts()) == 4 and all(list(study.table().status) == ["completed"] * 4 for study in scans)
     assert not list((tmp_path / "study").glob(".*"))
 
 

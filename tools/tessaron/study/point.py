@@ -1,9 +1,9 @@
 """One point of a scan: what a worker does, wherever it is.
 
-A point is computed in a folder with a name of its own, `.NAME.XXXX`, which gets its real name when all is done: a folder with
-its real name is a finished point. The worker, and the program that it starts, hold a lock on it. Whoever finds such a folder
-later can thus tell whether somebody still works there; when the lock is free, a run that completed is taken as it is, although
-nobody was left to look at it, and any other one is started again.
+A point is computed in the folder `.NAME`, which gets its real name when all is done: a folder with its real name is a finished
+point. Whoever writes its deck, the worker, and the program that it starts hold a lock on it. Whoever finds such a folder later can
+thus tell whether somebody still works there; when the lock is free, a run that completed is taken as it is, although nobody was
+left to look at it, and any other one is started again.
 """
 from __future__ import annotations
 
@@ -18,8 +18,9 @@ from typing import Any, Iterator
 
 from ..files.ending import CONSOLE, ending_of
 from .manifest import Manifest
-from .process import run_program
+from .process import DECK, run_program
 from .result import Result
+from .run import Run
 
 LOCK = "lock"
 
@@ -32,7 +33,12 @@ def compute(working: str, finished: str, point: dict[str, Any], program: str | N
     """
     folder, goal = Path(working), Path(finished)
     began = time.monotonic()
-    with _locked(folder) as handle:
+    with locked(folder) as handle:
+        if (known := Manifest.load(goal)) is not None:  # somebody else was faster
+            shutil.rmtree(folder, ignore_errors=True)
+            return known
+        if handle is None or not (folder / DECK).is_file():
+            return Manifest(point, False, "killed while its deck was being written")
         ending = ending_of(folder) if (folder / CONSOLE).is_file() else None
         if ending is None or not ending.completed:
             ending = run_program(folder, program=program, processes=processes, threads=threads, timeout=timeout,
@@ -42,8 +48,17 @@ def compute(working: str, finished: str, point: dict[str, Any], program: str | N
         if ending.completed:
             manifest = _with_quantities(manifest, folder, began)
         manifest.save(folder)
-        (folder / LOCK).unlink()
-        return _settled(folder, goal, manifest)
+        os.rename(folder, goal)
+        (goal / LOCK).unlink()  # only now: who waits for it must find that the folder is gone
+        return manifest
+
+
+def prepare(folder: Path, run: Run) -> None:
+    """Writes a run into a working folder, unless it is there or somebody works on it."""
+    folder.mkdir(parents=True, exist_ok=True)
+    with locked(folder, wait=False) as handle:
+        if handle is not None and not (folder / DECK).is_file():
+            run.write(folder)
 
 
 def _with_quantities(manifest: Manifest, folder: Path, began: float) -> Manifest:
@@ -54,27 +69,20 @@ def _with_quantities(manifest: Manifest, folder: Path, began: float) -> Manifest
     return replace(manifest, quantities=quantities, seconds=time.monotonic() - began)
 
 
-def _settled(folder: Path, goal: Path, manifest: Manifest) -> Manifest:
-    try:
-        os.rename(folder, goal)
-    except OSError:
-        known = Manifest.load(goal)
-        if known is None:
-            raise
-        if known.completed or not manifest.completed:  # somebody else was faster
-            shutil.rmtree(folder)
-            return known
-        shutil.rmtree(goal)
-        os.rename(folder, goal)
-    return manifest
-
-
 @contextmanager
-def _locked(folder: Path) -> Iterator[int]:
-    """Waits until nobody else works in the folder."""
-    handle = os.open(folder / LOCK, os.O_RDWR | os.O_CREAT, 0o666)
+def locked(folder: Path, wait: bool = True) -> Iterator[int | None]:
+    """Holds the lock of a working folder, once nobody else does. None where the folder is gone, or without `wait` is in use."""
     try:
-        fcntl.flock(handle, fcntl.LOCK_EX)
-        yield handle
+        handle = os.open(folder / LOCK, os.O_RDWR | os.O_CREAT, 0o666)
+    except FileNotFoundError:
+        yield None
+        return
+    try:
+        try:
+            fcntl.flock(handle, fcntl.LOCK_EX | (0 if wait else fcntl.LOCK_NB))
+        except BlockingIOError:
+            yield None
+        else:
+            yield handle
     finally:
         os.close(handle)

@@ -4,7 +4,6 @@ from __future__ import annotations
 import hashlib
 import os
 import re
-import uuid
 from concurrent.futures import FIRST_COMPLETED, Executor, Future, ThreadPoolExecutor, wait
 from itertools import product
 from pathlib import Path
@@ -16,7 +15,7 @@ from ..beam.bunch import Bunch
 from . import quantities as known_quantities
 from .manifest import Manifest
 from .particles import Particles, Words
-from .point import compute
+from .point import compute, prepare
 from .process import RunFailed, find_program
 from .progress import points_bar
 from .result import Result
@@ -109,8 +108,8 @@ class Scan:
 
         :raises RunFailed: its run did not complete.
         """
-        if self._prepared(point, False) is not None:
-            working = self._working_folder(self._folder_of(point))
+        working = self._prepared(point, False)
+        if working is not None:
             compute(str(working), str(self._folder_of(point)), point, self.program, self.processes,
                     self.threads, self.timeout)
         manifest = self.manifest(**point)
@@ -184,7 +183,7 @@ class Scan:
         key = _key(point)
         try:
             run = self.make_run(**point)
-        except (ValueError, OSError) as error:
+        except (ValueError, OSError, ArithmeticError) as error:
             self._failed[key] = Manifest(point, False, f"make_run: {error}")
             return None
         if not isinstance(run, Run):
@@ -193,19 +192,13 @@ class Scan:
         finished = self._folder_of(point)
         known = Manifest.load(finished)
         if known is not None and not known.completed and (retry_failed or _was_killed(known)) and write:
-            finished.rename(self._working_folder(finished))  # and computed again below
+            finished.rename(_working_folder(finished))  # and computed again below
             known = None
         if known is not None or not write:
             return None
-        working = self._working_folder(finished)
-        if not (working / "tessar.in").is_file():
-            run.write(working)
+        working = _working_folder(finished)
+        prepare(working, run)
         return working
-
-    def _working_folder(self, finished: Path) -> Path:
-        """Where a point is, or shall be, under way: where an interrupted call left it, or a new name."""
-        left = sorted(finished.parent.glob(f".{finished.name}.*"))
-        return left[0] if left else finished.with_name(f".{finished.name}.{uuid.uuid4().hex[:8]}")
 
     @staticmethod
     def _collected(under_way: set[Future], bar: Any, how: str) -> set[Future]:
@@ -248,6 +241,10 @@ def fingerprint(run: Run) -> str:
         else:
             state.update(array.text.encode() if isinstance(array, Words) else Path(array).read_bytes())
     return state.hexdigest()
+
+
+def _working_folder(finished: Path) -> Path:
+    return finished.with_name(f".{finished.name}")
 
 
 def _readable(point: Point) -> str:
