@@ -2,6 +2,7 @@
 # Builds Tessaron and passes its tests. Without an argument all of them:
 #   release    the optimised program: unit tests and whole runs
 #   sanitize   the same tests under the address and undefined-behaviour sanitizers, every table index checked
+#   fuzz       whole runs on mutated decks (clang, libFuzzer); clang builds program and tests without warnings
 #   mpi        the process group over Open MPI against one process
 #   tools      the Python companions
 #   examples   every example with few particles, its numbers against closed forms and independent calculations
@@ -10,7 +11,7 @@ set -eu
 cd "$(dirname "$0")"
 . tools/packages.sh
 
-need g++ cmake make libgtest-dev libbenchmark-dev openmpi-bin libopenmpi-dev chromium \
+need g++ clang libclang-rt-14-dev cmake make libgtest-dev libbenchmark-dev openmpi-bin libopenmpi-dev chromium \
   python3 python3-pytest python3-numpy python3-matplotlib python3-h5py python3-tqdm \
   python3-distributed python3-mpi4py python3-nbclient python3-ipykernel python3-scipy
 
@@ -21,9 +22,17 @@ build_and_test() {
   ctest --preset "$1" -j2
 }
 
-for part in ${*:-release mpi tools examples sanitize}; do
+for part in ${*:-release mpi tools examples sanitize fuzz}; do
   case "$part" in
     release | debug | sanitize | mpi) build_and_test "$part" ;;
+    fuzz)
+      echo "== fuzz"
+      cmake --preset fuzz >/dev/null
+      cmake --build --preset fuzz -j2
+      found=$(mktemp -d)
+      build-fuzz/tessaron_fuzz -seed=1 -runs=3000 -timeout=60 -dict=tests/fuzz/words.dict "$found" tests/fuzz/corpus
+      rm -r "$found"
+      ;;
     tools)
       echo "== tools"
       "$(find_python)" -m pytest -q tools/tests

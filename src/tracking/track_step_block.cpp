@@ -36,13 +36,13 @@ Status take_step_bounds(const Keys& keys) {
     if (!keys.seen("ct_step_first") && t.ct_step_max < t.ct_step_first) t.ct_step_first = t.ct_step_max;
   }
   status =
-      take_real(keys, "ct_step_min", t.ct_step_min, [&t](double v) { return v > 0 && v < t.ct_step_max; });
+      take_real(keys, "ct_step_min", t.ct_step_min, [](double v) { return v > 0 && v < t.ct_step_max; });
   if (status != ok) return status;
   if (keys.seen("ct_step_min") && !keys.seen("ct_step_first") && t.ct_step_first < t.ct_step_min) {
     t.ct_step_first = t.ct_step_min;
   }
   return take_real(keys, "ct_step_first", t.ct_step_first,
-                   [&t](double v) { return v >= t.ct_step_min && v <= t.ct_step_max; });
+                   [](double v) { return v >= t.ct_step_min && v <= t.ct_step_max; });
 }
 
 Status take_growth(const Keys& keys) {

@@ -1,11 +1,15 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <filesystem>
+#include <fstream>
 #include <iterator>
 #include <random>
 #include <string>
 #include <vector>
 
+#include "support/damage.hpp"
+#include "support/deck_parts.hpp"
 #include "support/run_program.hpp"
 #include "support/whole_deck.hpp"
 
@@ -13,41 +17,6 @@
 using namespace tessaron::test;
 
 namespace {
-
-/// What a text may be replaced by, or get in, one to a line: syntax in the wrong place, the keywords of other
-/// places, and numbers at the ends of the range.
-const std::vector<std::string> strays = split_lines(
-    "}\n{\n=\n\n#eof\n#file\n#file { name = tessar.in }\nexit\n!\n,\n0\n-1\n1e300\n-1e300\n1e-300\nnan\ninf\n"
-    "2147483648\n99999999999999999999\n1.5\n1d5\n()[]\n\xff\xfe\nyes\nfile\nrelative\nnow\nundefined\n"
-    "-9.87654321e+301\ntracker\nparticles\nline { = 1 "
-    "}\n\r\n/dev/zero\n987654321\n4\ncsr_p_to_p\ncsr_p_to_m\n"
-    "csr_g_to_m\nnone");
-
-class Damage {
- public:
-  explicit Damage(unsigned seed) : generator_(seed) {}
-  std::size_t below(std::size_t n) { return n == 0 ? 0 : generator_() % n; }
-
-  /// One damage to a text: a word replaced, dropped, doubled, or bytes changed, dropped, put in, cut off.
-  void apply(std::string& text) {
-    const std::size_t at = below(text.size());
-    const std::size_t begin = text.find_last_of(" \n", at) + 1;
-    const std::size_t length = std::min(text.find_first_of(" \n", begin), text.size()) - begin;
-    const std::string& stray = strays[below(strays.size())];
-    const std::size_t kind = below(9);
-    if (kind == 0) text.erase(begin, length);
-    if (kind == 1) text.insert(begin, text.substr(begin, length) + " ");
-    if (kind == 2) text.insert(begin, stray + " ");
-    if (kind == 3) text[at] = static_cast<char>(below(256));
-    if (kind == 4) text.erase(at, 1 + below(40));
-    if (kind == 5) text.insert(at, std::string(below(600), 'x'));
-    if (kind == 5 && below(4) == 0) text.resize(at);
-    if (kind > 5) text.replace(begin, length, stray);
-  }
-
- private:
-  std::mt19937 generator_;
-};
 
 /// A deck may ask for more steps than anybody wants to wait for. Such a run is not stuck: its step lines show
 /// a bunch on its way.
@@ -97,6 +66,20 @@ void run_damaged(unsigned first, unsigned cases) {
 
 TEST(DamagedInput, EveryRunEndsInOrder1) { run_damaged(1, 100); }
 TEST(DamagedInput, EveryRunEndsInOrder2) { run_damaged(101, 100); }
+
+// What fuzzing begins with, and what it has found.
+TEST(DamagedInput, TheFuzzersCorpusEndsInOrder) {
+  int entries = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(TESSARON_SOURCE_DIR "/tests/fuzz/corpus")) {
+    std::ifstream in(entry.path(), std::ios::binary);
+    const std::string content{std::istreambuf_iterator<char>(in), {}};
+    const RunFolder folder;
+    for (const auto& [name, text] : deck_parts(content)) folder.write(name, text);
+    EXPECT_TRUE(folder.run(20).orderly()) << entry.path();
+    ++entries;
+  }
+  EXPECT_GE(entries, 5);
+}
 
 // Nothing but noise.
 TEST(DamagedInput, AnyBytesAsADeck) {

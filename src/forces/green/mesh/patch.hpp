@@ -91,7 +91,9 @@ inline void take_rows(const GreenMesh& mesh, int i, double b, GreenPatch& patch,
 /// Finds the patch around (a, b); an empty one unless the block covers the position.
 inline Cover take_patch(const GreenMesh& mesh, double a, double b, GreenPatch& patch) {
   patch.from = 1, patch.to = 0;
-  if (mesh.nxg < 2 || !((a >= mesh.line[1].x) & (a <= mesh.line[mesh.nxg].x))) return Cover::beyond_mesh;
+  if (mesh.nxg < 2) return Cover::beyond_mesh;
+  const double first = mesh.line[1].x, last = mesh.line[mesh.nxg].x;
+  if (!((a >= first) & (a <= last))) return Cover::beyond_mesh;
   const int k = strip_around(mesh, a);
   if (k < mesh.gfirst || k >= mesh.glast) return Cover::other_block;
   const GreenLine &left = mesh.line[k], &right = mesh.line[k + 1];
