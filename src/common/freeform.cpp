@@ -89,8 +89,9 @@ Status read_real(std::string_view token, double& value) {
   if (stop != end || error == std::errc::invalid_argument) return failed;
   if (error == std::errc::result_out_of_range) {
     // Too small a number reads as 0 (or a subnormal), too large a one fails.
-    if (begin != digits.data()) end = std::copy(begin, end, digits.data());
-    digits[static_cast<std::size_t>(end - begin)] = '\0';
+    const auto size = static_cast<std::size_t>(end - begin);
+    std::memmove(digits.data(), begin, size);
+    digits[size] = '\0';
     number = std::strtod(digits.data(), nullptr);
     if (!std::isfinite(number)) return failed;
   }
