@@ -332,7 +332,8 @@ TEST(RunControl, ASignalEndsARunInOrderAndASecondOneAtOnce) {
     EXPECT_FALSE(folder.exists("fc2.dat"));  // of an evaluation that was cut short
 
     const ProgramRun killed = folder.run_command({TESSARON_PROGRAM}, 60, {SIGINT, SIGTERM}, c.told);
-    EXPECT_EQ(killed.signal, SIGTERM) << c.forces;
+    // Each of two threads may take one of them: either can be the second.
+    EXPECT_TRUE(killed.signal == SIGTERM || killed.signal == SIGINT) << c.forces << ' ' << killed.signal;
   }
 }
 
