@@ -11,8 +11,10 @@ import subprocess
 import sys
 from pathlib import Path
 
-ROOT = Path(__file__).resolve().parent.parent
-sys.path.insert(0, str(ROOT / "tools"))
+ROOT = Path(__file__).resolve().parent.parent  # the source tree, or share/doc/tessaron of the place of installation
+INSTALLED = not (ROOT / "CMakeLists.txt").exists()
+PROGRAM = ROOT.parents[2] / "bin" / "tessaron" if INSTALLED else ROOT / "build" / "tessaron"
+sys.path[:0] = map(str, ROOT.parents[2].glob("lib/python3*/*-packages")) if INSTALLED else [str(ROOT / "tools")]
 try:
     import tessaron.pictures.plots  # noqa: F401  needs all that the examples need
 except ModuleNotFoundError as error:
@@ -28,8 +30,9 @@ def parser(script: str, description: str, particles: int | list[int], quick: int
     several = {"nargs": "+"} if isinstance(particles, list) else {}
     parser.add_argument("--particles", type=int, help=f"macro-particles, at most 300000 (default: {particles})", **several)
     parser.add_argument("--quick", action="store_true", help=f"a short run with {quick} particles")
-    parser.add_argument("--program", type=Path, default=ROOT / "build" / "tessaron", help="the built program")
-    parser.add_argument("--workdir", type=Path, default=Path(script).resolve().parent / "work", help="folder for runs and pictures")
+    parser.add_argument("--program", type=Path, default=PROGRAM, help="the built or installed program")
+    folder = Path.cwd() if INSTALLED else Path(script).resolve().parent
+    parser.add_argument("--workdir", type=Path, default=folder / "work", help="folder for runs and pictures (default: %(default)s)")
     parser.set_defaults(counts=(particles, quick))
     return parser
 

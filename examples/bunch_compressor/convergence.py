@@ -37,7 +37,7 @@ def deck_with(keys: dict[str, float]) -> str:
 
 def main() -> None:
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
-    parser.add_argument("--program", type=Path, default=common.ROOT / "build" / "tessaron")
+    parser.add_argument("--program", type=Path, default=common.PROGRAM)
     parser.add_argument("--workdir", type=Path, default=Path("convergence"))
     parser.add_argument("--most", type=int, default=300000, help="leave out cases with more particles")
     options = parser.parse_args()

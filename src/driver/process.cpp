@@ -25,7 +25,7 @@ void fill_standard_streams() {
   }
 }
 
-constexpr std::string_view version_text = "tessaron 1.2\n";
+constexpr std::string_view version_text = "tessaron " TESSARON_VERSION "\n";
 constexpr std::string_view help_text =
     "Tessaron follows a bunch of macro-particles through a magnet lattice and computes the\n"
     "force of the bunch on itself, above all coherent synchrotron radiation.\n"

@@ -9,6 +9,9 @@ import argparse
 import sys
 from importlib import import_module
 
+from .. import __version__
+from .completion import PrintCompletion
+
 SUBCOMMANDS = (
     "make-bunch",
     "convert",
@@ -33,6 +36,8 @@ def build_parser() -> argparse.ArgumentParser:
     parser = argparse.ArgumentParser(
         prog="tessaron-tools", description="Bunches in and out, pictures, reports and deck checks for Tessaron.",
         epilog="Lengths in metres, momenta in eV/c, energies in eV, charges in coulomb, time as c*t in metres.")
+    parser.add_argument("--version", action="version", version=f"tessaron-tools {__version__}")
+    parser.add_argument("--bash-completion", action=PrintCompletion, help="print the completion for bash, to be sourced, and end")
     parser.add_argument("--traceback", action="store_true", help="show where in the tools an error was met")
     subparsers = parser.add_subparsers(dest="command", metavar="COMMAND", required=True)
     for name in SUBCOMMANDS:
