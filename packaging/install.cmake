@@ -36,6 +36,13 @@ install(FILES tools/README.md DESTINATION ${docs}/tools)
 install(DIRECTORY docs examples DESTINATION ${docs}
         PATTERN work EXCLUDE PATTERN __pycache__ EXCLUDE PATTERN "test_*.py" EXCLUDE PATTERN site EXCLUDE PATTERN "*.sh" EXCLUDE)
 
+# The pages as a site, where Debian's mkdocs is: `cmake --build build --target docs`; installed if it was built.
+find_program(MKDOCS mkdocs)
+if(MKDOCS)
+  add_custom_target(docs COMMAND ${CMAKE_SOURCE_DIR}/docs/build.sh ${CMAKE_BINARY_DIR}/site VERBATIM)
+endif()
+install(DIRECTORY ${CMAKE_BINARY_DIR}/site/ DESTINATION ${docs}/html OPTIONAL)
+
 # Man pages, Debian's changelog and the completion of bash are made from the texts of the commands themselves, with nothing but Python.
 find_package(Python3 QUIET COMPONENTS Interpreter)
 if(Python3_FOUND)
