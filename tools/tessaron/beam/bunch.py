@@ -3,7 +3,7 @@ from __future__ import annotations
 
 from dataclasses import dataclass, field, replace
 from pathlib import Path
-from typing import TYPE_CHECKING, Any
+from typing import TYPE_CHECKING, Any, Sequence
 
 import numpy as np
 
@@ -13,6 +13,7 @@ if TYPE_CHECKING:
     from matplotlib.figure import Figure
 
     from ..files.outputs import Boundary
+    from ..lattice.lattice import Lattice
     from .analyse import Summary
     from .generate import BunchRequest
     from .slices import Slices
@@ -101,13 +102,75 @@ class Bunch:
 
             request = replace(self.request, particles=count)
             return replace(make_bunch(request), request=request)
-        if count > len(self):
+        if not 1 <= count <= len(self):
             raise ValueError(f"with_particles: {count} particles cannot be chosen from {len(self)}")
         chosen = np.sort(np.random.default_rng(seed).choice(len(self) - 1, count - 1, replace=False) + 1)
         chosen = np.insert(chosen, 0, 0)
         total = self.charge[chosen].sum()
         factor = self.charge.sum() / total if total else 1.0
         return replace(self, offsets=self.offsets[:, chosen], charge=self.charge[chosen] * factor)
+
+    def with_charge(self, charge_C: float) -> "Bunch":
+        """The same bunch of another charge in all, in equal parts where it has none."""
+        if not np.isfinite(charge_C):
+            raise ValueError(f"the charge must be a number of coulomb, not {charge_C!r}")
+        total = self.charge.sum()
+        charge = self.charge * (charge_C / total) if total else np.full(len(self), charge_C / len(self))
+        return replace(self, charge=charge, request=self.request and replace(self.request, charge=charge_C))
+
+    def at_time(self, ct_m: float) -> "Bunch":
+        """The same bunch at another bunch time c*t; nothing moves."""
+        if not np.isfinite(ct_m):
+            raise ValueError(f"the bunch time must be a number of metres, not {ct_m!r}")
+        return replace(self, ct=float(ct_m), request=self.request and replace(self.request, ct=float(ct_m)))
+
+    def centred(self, x_m: float = 0.0, y_m: float = 0.0, z_m: float = 0.0, angle: float = 0.0) -> "Bunch":
+        """With its mean place there and its mean momentum level, in the direction of the angle [rad] against the x axis."""
+        from .placing import centred
+
+        return centred(self, (x_m, y_m, z_m), angle)
+
+    def rotated(self, angle: float) -> "Bunch":
+        """Turned about the vertical through its mean place, counter-clockwise seen from above [rad]."""
+        from .placing import rotated
+
+        return rotated(self, angle)
+
+    def placed(self, lattice: "Lattice | list[Boundary]", marker: str, centre: bool = True) -> "Bunch":
+        """On the design orbit of a lattice, or of its boundaries, at a marker.
+
+        :param centre: with its mean place on the orbit and its mean momentum along it; otherwise its own x axis is laid along the
+            orbit. Half of it is then behind the marker: `flown_back` brings it ahead of a magnet that begins there.
+        :raises ValueError: no such marker; the message lists them.
+        """
+        from .placing import boundary_at, placed
+
+        boundaries = lattice if isinstance(lattice, list) else lattice.boundaries()
+        return placed(self, boundary_at(boundaries, marker), centre)
+
+    def flown_back(self, distance_m: float) -> "Bunch":
+        """As it was when its mean place lay that far back: all particles flown back straight. The bunch time stays."""
+        from .placing import flown_back
+
+        return flown_back(self, distance_m)
+
+    def matched(self, beta_m: float | Sequence[float], alpha: float | Sequence[float]) -> "Bunch":
+        """With these Twiss parameters where it stands, by a linear map about its mean that keeps the emittances; dispersion goes
+        through the map too (`tessaron.beam.placing.matched`).
+
+        :param beta_m: one for both planes, or (in the orbit plane, vertical); alpha likewise.
+        """
+        from .makers import pair_of
+        from .placing import Twiss, matched
+
+        (beta_u, beta_w), (alpha_u, alpha_w) = pair_of("beta_m", beta_m), pair_of("alpha", alpha)
+        return matched(self, Twiss(beta_u, alpha_u), Twiss(beta_w, alpha_w))
+
+    def with_central_reference(self) -> "Bunch":
+        """With the particle nearest to the centre as particle 1, which fits the magnets and the markers' times better than any."""
+        from .placing import with_central_reference
+
+        return with_central_reference(self)
 
     def arrays(self) -> dict[str, np.ndarray]:
         """Absolute coordinates and charges by names with units: x_m, y_m, z_m, px_eV_c, py_eV_c, pz_eV_c, q_C."""

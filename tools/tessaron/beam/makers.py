@@ -39,9 +39,9 @@ def made(profile: str, particles: int = 20000, *, energy_eV: float, charge_C: fl
     coefficients = (chirp,) if np.isscalar(chirp) else tuple(chirp)
     if len(coefficients) > 3:
         raise ValueError(f"chirp takes up to three coefficients, not {len(coefficients)}")
-    pairs = {name: _pair(name, value) for name, value in (("emittance_m", emittance_m), ("beta_m", beta_m), ("alpha", alpha),
+    pairs = {name: pair_of(name, value) for name, value in (("emittance_m", emittance_m), ("beta_m", beta_m), ("alpha", alpha),
                                                           ("divergence_rad", divergence_rad))}
-    sizes = None if size_m is None else _pair("size_m", size_m)
+    sizes = None if size_m is None else pair_of("size_m", size_m)
     planes = [Plane(pairs["emittance_m"][k], pairs["beta_m"][k], pairs["alpha"][k],
                     (sizes[k], pairs["divergence_rad"][k]) if sizes else None, twiss_ahead_m) for k in (0, 1)]
     numbers = dict(particles=particles, energy_eV=energy_eV, charge_C=charge_C, length_m=length_m, spread_eV=spread_eV, x_m=x_m,
@@ -111,7 +111,8 @@ def particle_group_data(bunch: Bunch) -> dict[str, Any]:
             "weight": np.abs(bunch.charge), "status": np.ones(len(bunch), dtype=int), "species": "electron"}
 
 
-def _pair(name: str, value: Any) -> tuple[float, float]:
+def pair_of(name: str, value: Any) -> tuple[float, float]:
+    """Two numbers, for the orbit plane and the vertical, from one for both or from two."""
     numbers = (value, value) if np.isscalar(value) else tuple(value)
     if len(numbers) != 2 or any(isinstance(number, (str, bool)) or not np.isfinite(number) for number in numbers):
         raise ValueError(f"{name} must be a number or two, in the orbit plane and vertical, not {value!r}")

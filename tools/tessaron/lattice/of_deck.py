@@ -2,13 +2,14 @@
 from __future__ import annotations
 
 from dataclasses import dataclass, field
-from math import cos, radians, sin
+from math import radians
 from pathlib import Path
 
 import numpy as np
 
 from ..beam.bunch import Bunch
 from ..beam.orbit import locate
+from ..beam.placing import moved, turned_by
 from ..check.lattice import check_lattice
 from ..check.state import CheckState
 from ..files.deck import DeckEnd, DeckFault, DeckReader, Token, real_of
@@ -32,13 +33,14 @@ class Orbit:
         x0, y0, phi = self.reference_point
         if bunch.on_orbit or self.reference_point == (0.0, 0.0, 0.0):
             return bunch
-        c, s = cos(phi), sin(phi)
-        turn = np.array([[c, s], [-s, c]])
-        moved = Bunch(bunch.ct, bunch.reference.copy(), bunch.offsets.copy(), bunch.charge)
-        moved.reference[:2] = turn @ (bunch.reference[:2] - (x0, y0))
-        moved.reference[3:5] = turn @ bunch.reference[3:5]
-        moved.offsets[:2], moved.offsets[3:5] = turn @ bunch.offsets[:2], turn @ bunch.offsets[3:5]
-        return moved
+        return moved(bunch, turned_by(-phi), np.array([x0, y0, 0.0]), np.zeros(3))
+
+    def in_file(self, bunch: Bunch) -> Bunch:
+        """A bunch in the lab frame as the files of the run hold it."""
+        x0, y0, phi = self.reference_point
+        if self.reference_point == (0.0, 0.0, 0.0):
+            return bunch
+        return moved(bunch, turned_by(phi), np.zeros(3), np.array([x0, y0, 0.0]))
 
 
 def read_orbit(path: str | Path) -> Orbit:

@@ -1,0 +1,71 @@
+"""Putting a bunch elsewhere: what must stay, and where it must be, by closed formulas."""
+import numpy as np
+import pytest
+from conftest import assert_same
+
+from tessaron import Bunch, Lattice
+
+CHICANE = Lattice.chicane(0.05, 0.5, 5, 1)
+
+
+def about_mean(bunch: Bunch) -> np.ndarray:
+    """(6, N) coordinates about their charge-weighted means."""
+    return bunch.offsets - (bunch.offsets @ bunch.weight)[:, None]
+
+
+def mean(bunch: Bunch) -> np.ndarray:
+    return bunch.reference + bunch.offsets @ bunch.weight
+
+
+def test_a_bunch_at_a_marker_lies_along_the_orbit(askew):
+    # behind B1 the orbit has turned by 0.05 to the right and is 0.5 tan(0.025) beside the axis
+    bunch = askew.placed(CHICANE, "B1_out")
+    np.testing.assert_allclose(mean(bunch)[:3], [1.5, -0.5 * np.tan(0.025), 0], atol=1e-14)
+    assert np.arctan2(mean(bunch)[4], mean(bunch)[3]) == pytest.approx(-0.05) and abs(mean(bunch)[5]) < 1e-6
+    moments = bunch.moments(CHICANE.boundaries())
+    assert moments.place == pytest.approx(1 + 0.5 * 0.05 / np.sin(0.05), abs=1e-6) and moments.offset == pytest.approx(0, abs=1e-6)
+    for one, other in ((about_mean(bunch), about_mean(askew)), (bunch.reference[3:, None] + bunch.offsets[3:], askew.reference[3:, None] + askew.offsets[3:])):
+        np.testing.assert_allclose((one[:3]**2).sum(axis=0), (other[:3]**2).sum(axis=0), rtol=1e-10)  # rigid
+    with pytest.raises(ValueError, match="no marker B9; there are B1_in, B1_out"):
+        askew.placed(CHICANE, "B9")
+    with pytest.raises(ValueError, match="rad askew to it"):
+        askew.placed(CHICANE, "B1_in", centre=False)
+    # what is off its own axis stays off the orbit: 1 mm to the left and 2 mrad upwards
+    beside = Bunch.gaussian(100, energy_eV=1e8, charge_C=1e-9, length_m=1e-4).centred(7, 1e-3, 0)
+    beside.reference[5] = 2e-3 * beside.reference[3]
+    kept = beside.placed(CHICANE, "B1_out", centre=False)
+    np.testing.assert_allclose(mean(kept)[:2], [1.5 + 1e-3 * np.sin(0.05), -0.5 * np.tan(0.025) + 1e-3 * np.cos(0.05)], atol=1e-14)
+    assert kept.reference[5] == beside.reference[5]
+
+
+def test_turns_flights_charges_and_times(askew):
+    turned = askew.rotated(np.pi / 2)  # counter-clockwise: x becomes y, y becomes -x
+    np.testing.assert_allclose(about_mean(turned), about_mean(askew)[[1, 0, 2, 4, 3, 5]] * np.array([-1, 1, 1, -1, 1, 1])[:, None], atol=1e-9)
+    np.testing.assert_allclose(mean(turned)[:3], mean(askew)[:3], atol=1e-15)
+    back = askew.flown_back(0.5)
+    assert np.linalg.norm(mean(back)[:3] - mean(askew)[:3]) == pytest.approx(0.5, rel=1e-12)
+    moved = (askew.reference[:3, None] + askew.offsets[:3]) - (back.reference[:3, None] + back.offsets[:3])
+    flights = moved / (askew.reference[3:, None] + askew.offsets[3:]) * askew.energy
+    np.testing.assert_allclose(flights, flights[0, 0], rtol=1e-9)  # one time for all
+    assert_same(back.flown_back(-0.5), askew)
+    assert askew.with_charge(-3e-9).charge.sum() == pytest.approx(-3e-9) and askew.at_time(5).ct == 5
+    assert not askew.with_charge(0).charge.any() and askew.with_charge(0).with_charge(4e-9).charge == pytest.approx(np.full(40, 1e-10))
+    central = askew.with_central_reference()
+    assert sorted(central.x) == pytest.approx(sorted(askew.x), abs=1e-15) and central.charge.sum() == pytest.approx(askew.charge.sum())
+    sizes = about_mean(askew).std(axis=1)
+    assert np.linalg.norm(about_mean(central)[:, 0] / sizes) < np.median(np.linalg.norm(about_mean(askew) / sizes[:, None], axis=0))
+
+
+def test_matching_gives_the_twiss_parameters_and_keeps_the_emittances(askew):
+    bunch = askew.matched((30, 5), (-2, 1.5))
+    local, before = bunch.local(), askew.local()
+    for (u, pu), (u0, pu0), beta, alpha in (((local.u, local.pu), (before.u, before.pu), 30, -2), ((local.w, local.pw), (before.w, before.pw), 5, 1.5)):
+        now, then = (np.cov(place, momentum / ps, aweights=askew.weight, ddof=0) for place, momentum, ps in ((u, pu, local.ps), (u0, pu0, before.ps)))
+        emittance = np.sqrt(np.linalg.det(now))
+        assert emittance == pytest.approx(np.sqrt(np.linalg.det(then)), rel=1e-9)
+        assert [now[0, 0] / emittance, -now[0, 1] / emittance] == pytest.approx([beta, alpha], rel=1e-9)
+    np.testing.assert_allclose(bunch.momentum, askew.momentum, rtol=1e-13)
+    np.testing.assert_allclose(local.s, before.s, atol=1e-12)
+    assert_same(bunch.matched((30, 5), (-2, 1.5)), bunch, 1e-9)
+    with pytest.raises(ValueError, match="no emittance"):
+        Bunch.gaussian(100, energy_eV=1e8, charge_C=1e-9, length_m=1e-4, emittance_m=0).matched(1, 0)
