@@ -7,3 +7,4 @@ PER_REST_ENERGY = 1.9570478687098061e-06  # 1/eV
 
 # For files of other systems: e in the SI, which fixes the electronvolt.
 SI_ELEMENTARY_CHARGE = 1.602176634e-19  # C
+SI_ELECTRON_REST_ENERGY = 510998.95069  # eV (CODATA 2022), where a file counts momenta in m c

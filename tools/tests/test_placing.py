@@ -4,6 +4,9 @@ import pytest
 from conftest import assert_same
 
 from tessaron import Bunch, Lattice
+from tessaron.command.cli import main
+from tessaron.files.convert import load
+from tessaron.lattice.of_deck import read_orbit
 
 CHICANE = Lattice.chicane(0.05, 0.5, 5, 1)
 
@@ -69,3 +72,33 @@ def test_matching_gives_the_twiss_parameters_and_keeps_the_emittances(askew):
     assert_same(bunch.matched((30, 5), (-2, 1.5)), bunch, 1e-9)
     with pytest.raises(ValueError, match="no emittance"):
         Bunch.gaussian(100, energy_eV=1e8, charge_C=1e-9, length_m=1e-4, emittance_m=0).matched(1, 0)
+
+
+def test_one_command_puts_a_foreign_bunch_ahead_of_a_magnet(tmp_path, askew, capsys):
+    askew.save(tmp_path / "b.sdds")
+    deck = tmp_path / "run.deck"
+    deck.write_text("particles { reference_point_x = 3 reference_point_y = -1 reference_point_phi = 30 }\n" + CHICANE.deck())
+    words = f"convert {tmp_path}/b.sdds {tmp_path}/b.dat --centre --at-marker B2_in --deck {deck} --take 20 --charge 5e-10 --match 20,1 --time 2"
+    assert main(words.split()) == 0
+    told = capsys.readouterr().err
+    assert "of 20 particles stand behind B2_in" in told and "--ahead 0.00" in told
+    assert main([*words.split(), "--ahead", "0.01"]) == 0 and "stand behind" not in capsys.readouterr().err
+    orbit = read_orbit(deck)
+    bunch = load(tmp_path / "b.dat")
+    moments = orbit.in_lab(bunch).moments(orbit.boundaries)
+    boundary = next(b for b in CHICANE.boundaries() if b.marker == "B2_in")
+    assert moments.place == pytest.approx(boundary.s - 0.01, abs=1e-9) and moments.offset == pytest.approx(0, abs=1e-8)
+    assert bunch.ct == 2 and len(bunch) == 20 and bunch.charge.sum() == pytest.approx(5e-10)
+    assert moments.horizontal.beta == pytest.approx(20 + 2 * 0.01, rel=1e-3)  # beta(s) = beta - 2 alpha s at s = -0.01
+    assert_same(orbit.in_file(orbit.in_lab(bunch)), bunch)
+
+
+@pytest.mark.parametrize("arguments, words", [("--at-marker M", "--at-marker needs the lattice"), ("--deck d", "--deck has no effect without --at-marker"),
+                                              ("--page 2", "--page is for SDDS files"), ("--take 41", "41 particles cannot be chosen from 40"),
+                                              ("--take 0", "0 particles cannot be chosen"), ("--match 0,1", "beta must be a number above 0"),
+                                              ("--charge nan", "the charge must be a number"), ("--sdds ascii", "a kind of SDDS was asked for")])
+def test_what_cannot_be_done_is_told_and_nothing_written(tmp_path, monkeypatch, askew, capsys, arguments, words):
+    monkeypatch.chdir(tmp_path)
+    askew.save("b.csv")
+    assert main(f"convert b.csv c.dat {arguments}".split()) == 1 and words in capsys.readouterr().err
+    assert not (tmp_path / "c.dat").exists()

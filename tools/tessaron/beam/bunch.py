@@ -74,11 +74,12 @@ class Bunch:
         return from_particle_group(group)
 
     @classmethod
-    def from_file(cls, path: str | Path, fmt: str | None = None, charge_C: float = 0.0) -> "Bunch":
-        """A bunch from a file of any known format; None tells it by the name or the columns, charge_C is for fmt0."""
+    def from_file(cls, path: str | Path, fmt: str | None = None, charge_C: float = 0.0, page: int | None = None) -> "Bunch":
+        """A bunch from a file of any known format; None tells it by the name or what stands in it, charge_C is for files that tell
+        none, page is that of an SDDS file."""
         from ..files.convert import load
 
-        return load(path, fmt, charge_C)
+        return load(path, fmt, charge_C, page=page)
 
     @classmethod
     def from_openpmd(cls, path: str | Path) -> "Bunch":

@@ -11,8 +11,8 @@ if TYPE_CHECKING:
     from ..lattice.of_deck import Orbit
     from ..study.folder import RunFolder
 
-TEXT_FORMATS = "fmt0 fmt1 fmt2 fmt3 umbra openpmd csv".split()
-OUT_FORMATS = "fmt1 fmt2 umbra openpmd csv".split()
+TEXT_FORMATS = "fmt0 fmt1 fmt2 fmt3 umbra openpmd csv sdds astra".split()
+OUT_FORMATS = "fmt1 fmt2 umbra openpmd csv sdds astra".split()
 
 
 def add_bunch_options(parser: ArgumentParser) -> None:
@@ -20,7 +20,7 @@ def add_bunch_options(parser: ArgumentParser) -> None:
     add = parser.add_argument
     add("--from", dest="source", choices=TEXT_FORMATS, help="format of bunch files; guessed otherwise (fmt2 looks like fmt1 and "
         "must be told)")
-    add("--charge", type=float, default=0.0, metavar="C", help="total charge [C] for fmt0")
+    add("--charge", type=float, default=0.0, metavar="C", help="total charge [C] for a file that tells none, as fmt0")
     add("--frame", choices=["orbit", "straight"], help="coordinates about the design orbit, or along the mean momentum; the orbit "
         "where one is found and the bunch is on it")
     add("--lattice", metavar="FILE", help="deck or latout.dat that tells the orbit; otherwise looked for beside the bunch file")

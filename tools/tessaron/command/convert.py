@@ -1,34 +1,110 @@
-"""Convert a bunch between formats.
+"""Convert a bunch between formats, and put it where it is wanted.
 
-Converts between fmt1, fmt2, umbra, openPMD-beamphysics HDF5 and CSV; reads fmt0 and fmt3 too. The first particle is the reference
-particle. Columns of CSV: x_m, y_m, z_m, px_eV_c, py_eV_c, pz_eV_c, and if wanted q_C and ct_m; or plainly x, y, z, px, py, pz, q.
+Converts between fmt1, fmt2, umbra, openPMD-beamphysics HDF5, CSV, SDDS with elegant's columns, and Astra's files; reads fmt0 and fmt3
+too. The first particle is the reference particle. Columns of CSV: x_m, y_m, z_m, px_eV_c, py_eV_c, pz_eV_c, and if wanted q_C and
+ct_m; or plainly x, y, z, px, py, pz, q. What is asked for is done in this order: --take, --reference, --charge, --match, --centre or
+--at-marker, --rotate, --ahead, --time.
 """
 from __future__ import annotations
 
+import sys
 from argparse import ArgumentParser, Namespace
+from typing import TYPE_CHECKING
 
 from .common import OUT_FORMATS, TEXT_FORMATS, note_given, refuse_without
+
+if TYPE_CHECKING:
+    from ..beam.bunch import Bunch
 
 
 def options(parser: ArgumentParser) -> None:
     note_given(parser)
     add = parser.add_argument
     add("input", help="bunch file")
-    add("output", help="bunch file to write; its suffix tells the format: .h5, .csv, .umbra, .fmt2; .dat, .txt or none is fmt1")
-    add("--from", dest="source", choices=TEXT_FORMATS, help="format of the input; guessed from the name or the columns "
+    add("output", help="bunch file to write; its suffix tells the format: .h5, .csv, .sdds, .astra, .umbra, .fmt2; .dat, .txt or none is fmt1")
+    add("--from", dest="source", choices=TEXT_FORMATS, help="format of the input; guessed from the name or from what stands in it "
         "(fmt2 looks like fmt1 and must be told)")
     add("--to", choices=OUT_FORMATS, help="format of the output, whatever its name")
-    add("--charge", type=float, default=0.0, metavar="C", help="total charge [C] for fmt0, which holds none")
+    add("--charge", type=float, default=None, metavar="C", help="total charge [C] to scale the charges to; equal parts where the input tells none")
     add("--species", help="of an openPMD file that holds several")
     add("--iteration", help="of an openPMD file that holds several")
+    add("--page", type=int, metavar="N", help="of an SDDS file that holds several; the first otherwise")
+    add("--instant", type=float, metavar="M", help="c*t in the time of an SDDS file at which the particles are taken [m]; their mean arrival otherwise")
     add("--beam-axis", choices=["x", "z"], default="x", help="axis along the beam in a CSV file; with z the vertical is y")
     add("--openpmd", choices=["2.0.0", "1.1.0"], help="version of the standard to write; 2.0.0 otherwise")
+    add("--sdds", choices=["binary", "ascii", "big-endian"], help="kind of SDDS to write; binary is little-endian, and written otherwise")
+    wanted = parser.add_argument_group("to put the bunch where it is wanted")
+    add = wanted.add_argument
+    add("--take", type=int, metavar="N", help="a random choice of N particles, always the same one, with particle 1 and the whole charge")
+    add("--reference", choices=["first", "centre"], default="first", help="particle 1: the input's, or the one nearest to the centre")
+    add("--match", type=_twiss, metavar="BETA,ALPHA[,BETAY,ALPHAY]", help="Twiss parameters [m, 1] in the orbit plane and vertically, given by "
+        "a linear map that keeps the emittances; dispersion goes through it too")
+    add("--centre", action="store_true", help="the mean place to the origin, the mean momentum along x; at a marker on the orbit and along it")
+    add("--at-marker", metavar="NAME", help="onto the design orbit at that boundary of --deck; without --centre, the input's x axis is laid "
+        "along the orbit")
+    add("--deck", metavar="FILE", help="deck, lattice or latout.dat with the marker")
+    add("--rotate", type=float, default=0.0, metavar="DEG", help="turn about the vertical where it stands [degrees], counter-clockwise from above")
+    add("--ahead", type=float, default=0.0, metavar="M", help="flown back straight until its mean is so far ahead [m]")
+    add("--time", type=float, metavar="M", help="bunch time c*t to write [m]; nothing moves")
 
 
 def run(options: Namespace) -> None:
     from ..files import convert as formats
 
-    source = options.source or formats.SUFFIXES.get(options.input[options.input.rfind("."):].lower())
+    source = formats.format_of(options.input, options.source)
     refuse_without(options, "beam-axis", source == "csv", "on a file that is not CSV")
-    bunch = formats.load(options.input, options.source, options.charge, options.species, options.iteration, options.beam_axis)
-    print(formats.save(options.output, bunch, options.to, options.openpmd))
+    refuse_without(options, "deck", options.at_marker is not None, "without --at-marker")
+    if options.at_marker is not None and options.deck is None:
+        raise ValueError("--at-marker needs the lattice: --deck FILE, a deck, a lattice or a latout.dat")
+    bunch = formats.load(options.input, source, 0.0, options.species, options.iteration, options.beam_axis, options.page, options.instant,
+                         options.take)
+    print(formats.save(options.output, _as_wanted(bunch, options), options.to, options.openpmd, options.sdds))
+
+
+def _as_wanted(bunch: Bunch, options: Namespace) -> Bunch:
+    from math import radians
+
+    if options.reference == "centre":
+        bunch = bunch.with_central_reference()
+    if options.charge is not None:
+        bunch = bunch.with_charge(options.charge)
+    if options.match is not None:
+        bunch = bunch.matched(*options.match)
+    if options.at_marker is not None:
+        bunch = _at_marker(bunch, options)
+    else:
+        bunch = bunch.centred() if options.centre else bunch
+        bunch = bunch.rotated(radians(options.rotate)) if options.rotate else bunch
+        bunch = bunch.flown_back(options.ahead) if options.ahead else bunch
+    return bunch.at_time(options.time) if options.time is not None else bunch
+
+
+def _at_marker(bunch: Bunch, options: Namespace) -> Bunch:
+    """In the frame of the run's files; particles behind the boundary are told, for they miss what stands there."""
+    from math import radians
+
+    from ..beam.placing import beyond, boundary_at
+    from ..lattice.of_deck import read_orbit
+
+    orbit = read_orbit(options.deck)
+    try:
+        boundary = boundary_at(orbit.boundaries, options.at_marker)
+    except ValueError as error:
+        raise ValueError(f"{orbit.source}: {error}") from None
+    bunch = bunch.placed(orbit.boundaries, options.at_marker, options.centre).rotated(radians(options.rotate)).flown_back(options.ahead)
+    passed, farthest = beyond(bunch, boundary)
+    if passed:
+        print(f"{passed} of {len(bunch)} particles stand behind {options.at_marker}, by up to {farthest:.3g} m, and would start in what follows "
+              f"it; if that is a magnet: --ahead {options.ahead + 1.5 * farthest:.2g}", file=sys.stderr)
+    return orbit.in_file(bunch)
+
+
+def _twiss(text: str) -> tuple[tuple[float, float], tuple[float, float]]:
+    """(beta, beta y), (alpha, alpha y) from two or four numbers."""
+    numbers = [float(word) for word in text.split(",")]
+    if len(numbers) not in (2, 4):
+        raise ValueError(text)
+    return (numbers[0], numbers[-2]), (numbers[1], numbers[-1])
+
+
+_twiss.__name__ = "BETA,ALPHA[,BETAY,ALPHAY]"  # as argparse names what it could not read

@@ -8,11 +8,13 @@ deck's `reference_point_...` keys say otherwise; they are the deck's business an
 from __future__ import annotations
 
 import warnings
+from itertools import islice
 from pathlib import Path
 
 import numpy as np
 
 from ..beam.bunch import Bunch, frame_along, from_absolute
+from .astra import looks_like_astra
 from .deck import plain_real
 from .fixed import fixed_numbers
 from ..constants import REST_ENERGY, SPEED_OF_LIGHT
@@ -70,16 +72,16 @@ def _has_bare_exponent(text: bytes) -> bool:
 
 
 def guess_format(path: str | Path) -> str:
-    """fmt0, fmt1, fmt3 or umbra by the number of columns. fmt1 and fmt2 look alike; fmt1 is taken."""
+    """fmt0, fmt1, fmt3, umbra or astra by the columns. fmt1 and fmt2 look alike; fmt1 is taken."""
     with open(path, errors="replace") as file:
-        for line in file:
-            columns = len(tokens_of(line))
-            if columns:
-                try:
-                    return {6: "fmt0", 7: "fmt1", 10: "umbra", 12: "fmt3"}[columns]
-                except KeyError:
-                    raise ValueError(f"{path}: {columns} columns are no bunch format") from None
-    raise ValueError(f"{path}: the file is empty")
+        first = list(islice(filter(None, map(tokens_of, file)), 2))
+    if not first:
+        raise ValueError(f"{path}: the file is empty")
+    columns = len(first[0])
+    try:
+        return "astra" if looks_like_astra(first) else {6: "fmt0", 7: "fmt1", 10: "umbra", 12: "fmt3"}[columns]
+    except KeyError:
+        raise ValueError(f"{path}: {columns} columns are no bunch format") from None
 
 
 def read_bunch(path: str | Path, fmt: str | None = None, charge: float = 0.0) -> Bunch:

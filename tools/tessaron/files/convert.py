@@ -7,49 +7,71 @@ from pathlib import Path
 import numpy as np
 
 from ..beam.bunch import Bunch
-from .bunchfiles import WRITABLE, read_bunch, write_bunch
+from .astra import read_astra, write_astra
+from .bunchfiles import WRITABLE, guess_format, read_bunch, write_bunch
 from .csvfiles import read_csv, write_csv
 from .keys import CAPACITY
+from .sdds import read_sdds, write_sdds
+from .sdds_header import is_sdds
+from .sdds_pages import KINDS
 
-SUFFIXES = {".h5": "openpmd", ".hdf5": "openpmd", ".csv": "csv", ".umbra": "umbra", ".fmt0": "fmt0", ".fmt1": "fmt1", ".fmt2": "fmt2",
-            ".fmt3": "fmt3"}
-FORMLESS = ("", ".dat", ".txt", ".in", ".bunch", ".part")  #: suffixes that tell nothing; written as fmt1, read by the columns
-FORMATS = (*WRITABLE, "openpmd", "csv")
+SUFFIXES = {".h5": "openpmd", ".hdf5": "openpmd", ".csv": "csv", ".sdds": "sdds", ".astra": "astra", ".ini": "astra", ".umbra": "umbra",
+            ".fmt0": "fmt0", ".fmt1": "fmt1", ".fmt2": "fmt2", ".fmt3": "fmt3"}
+FORMLESS = ("", ".dat", ".txt", ".in", ".bunch", ".part")  #: suffixes that tell nothing; written as fmt1, read by what stands in the file
+FORMATS = (*WRITABLE, "openpmd", "csv", "sdds", "astra")
+_NAMES = {"openpmd": "openPMD", "sdds": "SDDS"}
+
+
+def format_of(path: str | Path, fmt: str | None = None) -> str:
+    """The format of a file to read: `fmt` if told, else by the suffix, else by its first words or columns."""
+    if found := fmt or SUFFIXES.get(Path(path).suffix.lower()):
+        return found
+    return "sdds" if is_sdds(path) else guess_format(path)
 
 
 def load(path: str | Path, fmt: str | None = None, charge: float = 0.0, species: str | None = None, iteration: str | None = None,
-         beam_axis: str = "x") -> Bunch:
+         beam_axis: str = "x", page: int | None = None, instant: float | None = None, take: int | None = None) -> Bunch:
     """Reads a bunch in any known format; what had to be assumed is told on standard error.
 
-    :param fmt: its format; otherwise by the suffix, else by the number of columns.
-    :param charge: [C] as in `read_bunch`; `species`, `iteration`: of an openPMD file; `beam_axis`: of a CSV file.
+    :param fmt: its format; otherwise by the suffix, else by what stands in the file.
+    :param charge: [C] of a file that tells none; `species`, `iteration`: of an openPMD file; `beam_axis`: of a CSV file; `page`,
+        `instant`: of an SDDS file, as in `read_sdds`.
+    :param take: a random choice of so many particles (`Bunch.with_particles`).
     :raises ValueError: the file holds no bunch, or one that is none: numbers that are not finite, or particles at rest.
     """
-    fmt = fmt or SUFFIXES.get(Path(path).suffix.lower())
-    for name, value, wanted in (("--species", species, "openpmd"), ("--iteration", iteration, "openpmd")):
+    fmt = format_of(path, fmt)
+    for name, value, wanted in (("species", species, "openpmd"), ("iteration", iteration, "openpmd"), ("page", page, "sdds"),
+                                ("instant", instant, "sdds")):
         if value is not None and fmt != wanted:
-            raise ValueError(f"{path}: {name} is for openPMD files")
-    if charge and fmt not in (None, "fmt0"):
-        raise ValueError(f"{path}: --charge is for fmt0, which tells none; {fmt} holds its charges")
+            raise ValueError(f"{path}: --{name} is for {_NAMES[wanted]} files")
+    told = ""
     if fmt == "openpmd":
         from .openpmd import read_openpmd  # h5py takes a while to load
 
         bunch = read_openpmd(path, species, iteration)
     elif fmt == "csv":
         bunch, told = read_csv(path, beam_axis)
-        if told:
-            print(f"{path}: {told}", file=sys.stderr)
+    elif fmt == "sdds":
+        bunch, told = read_sdds(path, page or 1, instant)
+    elif fmt == "astra":
+        bunch, told = read_astra(path)
     else:
-        bunch = read_bunch(path, fmt, charge)
+        bunch = read_bunch(path, fmt)
+    if told:
+        print(f"{path}: {told}", file=sys.stderr)
+    if charge and bunch.charge.any():
+        raise ValueError(f"{path}: --charge is for files that tell none, as fmt0; this one holds {bunch.charge.sum() * 1e9:.6g} nC")
+    bunch = bunch.with_charge(charge) if charge else bunch
+    bunch = bunch.with_particles(take) if take is not None else bunch
     refuse_bad(bunch, path)
     return bunch
 
 
-def save(path: str | Path, bunch: Bunch, fmt: str | None = None, version: str | None = None) -> str:
+def save(path: str | Path, bunch: Bunch, fmt: str | None = None, version: str | None = None, sdds: str | None = None) -> str:
     """Writes a bunch in any writable format and returns one line that tells what was written.
 
     :param fmt: the format; otherwise by the suffix, fmt1 where that tells nothing.
-    :param version: of openPMD.
+    :param version: of openPMD; `sdds`: binary, ascii or big-endian.
     :raises ValueError: a suffix that stands for another format, or a bunch that the program cannot take. Nothing is written.
     """
     suffix = Path(path).suffix.lower()
@@ -59,8 +81,9 @@ def save(path: str | Path, bunch: Bunch, fmt: str | None = None, version: str | 
                          f"{', '.join(s for s, f in SUFFIXES.items() if f in FORMATS)}")
     if fmt not in FORMATS:
         raise ValueError(f"{path}: {fmt} cannot be written; one of {', '.join(FORMATS)} can")
-    if version is not None and fmt != "openpmd":
-        raise ValueError(f"{path}: a version of openPMD was asked for, but the format is {fmt}")
+    for value, what, wanted in ((version, "a version of openPMD", "openpmd"), (sdds, "a kind of SDDS", "sdds")):
+        if value is not None and fmt != wanted:
+            raise ValueError(f"{path}: {what} was asked for, but the format is {fmt}")
     refuse_bad(bunch, path)
     if fmt == "openpmd":
         from .openpmd import VERSIONS, write_openpmd
@@ -68,10 +91,14 @@ def save(path: str | Path, bunch: Bunch, fmt: str | None = None, version: str | 
         write_openpmd(path, bunch, version or VERSIONS[0])
     elif fmt == "csv":
         write_csv(path, bunch)
+    elif fmt == "sdds":
+        write_sdds(path, bunch, sdds or KINDS[0])
+    elif fmt == "astra":
+        write_astra(path, bunch)
     else:
         write_bunch(path, bunch, fmt)
     return (f"{path}: {fmt}, {len(bunch)} particles, {bunch.charge.sum() * 1e9:.6g} nC, particle 1 with {bunch.momentum[0] * 1e-6:.6g} MeV/c, "
-            f"c*t = {bunch.ct:.6g} m")
+            f"c*t = {bunch.ct:.6g} m" + (", at the plane of particle 1" if fmt == "sdds" else ""))
 
 
 def refuse_bad(bunch: Bunch, path: str | Path) -> None:
