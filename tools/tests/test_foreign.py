@@ -64,6 +64,10 @@ def test_two_particles_at_a_plane(tmp_path, capsys, content, x_digits):
     np.testing.assert_allclose(bunch.y, np.array(X) + ahead * XP, rtol=10.0**-x_digits, atol=1e-15)
     np.testing.assert_allclose(bunch.z, [0, 1 / 1024], rtol=1e-15)
     np.testing.assert_allclose(np.array([bunch.px, bunch.py]) / 510998.95, [[1.6, 3], [1.2, 0]], rtol=1e-8)
+    assert "across the x axis, at 0 m" in save(tmp_path / "again.sdds", bunch)
+    again, read = (read_page(name, ("x", "xp", "t", "p")).columns for name in (tmp_path / "again.sdds", path))
+    for name, values in read.items():  # x to the last digit of what is flown there and back
+        np.testing.assert_allclose(again[name], values, rtol=1e-15, atol=1e-16 * (name == "x"), err_msg=name)
     late = load(path, instant=bunch.ct + 1e-3)  # everybody a millimetre of light later
     np.testing.assert_allclose(late.x - bunch.x, 1e-3 * np.array([1.6 / np.sqrt(5), 3 / np.sqrt(10)]), rtol=1e-9)
 

@@ -6,6 +6,7 @@ from conftest import assert_same
 from tessaron import Bunch, Lattice
 from tessaron.command.cli import main
 from tessaron.files.convert import load
+from tessaron.files.sdds_pages import read_page
 from tessaron.lattice.of_deck import read_orbit
 
 CHICANE = Lattice.chicane(0.05, 0.5, 5, 1)
@@ -91,9 +92,15 @@ def test_one_command_puts_a_foreign_bunch_ahead_of_a_magnet(tmp_path, askew, cap
     assert bunch.ct == 2 and len(bunch) == 20 and bunch.charge.sum() == pytest.approx(5e-10)
     assert moments.horizontal.beta == pytest.approx(20 + 2 * 0.01, rel=1e-3)  # beta(s) = beta - 2 alpha s at s = -0.01
     assert_same(orbit.in_file(orbit.in_lab(bunch)), bunch)
+    # and out again, at the plane across the orbit beside it: x is then about the orbit, and it reads back to its place
+    assert main(f"convert {tmp_path}/b.dat {tmp_path}/c.sdds --deck {deck}".split()) == 0
+    assert f"across the orbit, at s = {boundary.s - 0.01:.9g} m" in capsys.readouterr().out
+    x, xp = read_page(tmp_path / "c.sdds", ["x", "xp"]).columns.values()
+    assert bunch.weight @ x == pytest.approx(0, abs=1e-3 * x.std()) and bunch.weight @ xp == pytest.approx(0, abs=1e-2 * xp.std())
+    assert_same(load(tmp_path / "c.sdds"), bunch, 1e-11)
 
 
-@pytest.mark.parametrize("arguments, words", [("--at-marker M", "--at-marker needs the lattice"), ("--deck d", "--deck has no effect without --at-marker"),
+@pytest.mark.parametrize("arguments, words", [("--at-marker M", "--at-marker needs the lattice"), ("--deck d", "--deck has no effect without --at-marker, or an SDDS file"),
                                               ("--page 2", "--page is for SDDS files"), ("--take 41", "41 particles cannot be chosen from 40"),
                                               ("--take 0", "0 particles cannot be chosen"), ("--match 0,1", "beta must be a number above 0"),
                                               ("--charge nan", "the charge must be a number"), ("--sdds ascii", "a kind of SDDS was asked for")])

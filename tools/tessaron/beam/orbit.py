@@ -56,6 +56,17 @@ def locate(bunch: Bunch, orbit: list[Boundary]) -> tuple[int, float]:
     return best[1], best[2]
 
 
+def nearest_point(bunch: Bunch, orbit: list[Boundary]) -> tuple[np.ndarray, np.ndarray, float]:
+    """Place and tangent of the orbit beside the bunch's centre, (3,) each, and the path length there [m].
+
+    :raises ValueError: as in `locate`.
+    """
+    section, _ = locate(bunch, orbit)
+    mean = bunch.reference[:3] + bunch.offsets[:3] @ bunch.weight
+    s, u, tx, ty = (float(value[0]) for value in _project(orbit, section, mean[:1], mean[1:2]))
+    return np.array([mean[0] + u * ty, mean[1] - u * tx, 0.0]), np.array([tx, ty, 0.0]), s
+
+
 def _members(bunch: Bunch, orbit: list[Boundary], section: int, start: float):
     """The sections that particles are in, each with the particles. Only boundaries near the bunch are looked at."""
     x, y = bunch.x, bunch.y

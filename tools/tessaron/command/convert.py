@@ -15,6 +15,7 @@ from .common import OUT_FORMATS, TEXT_FORMATS, note_given, refuse_without
 
 if TYPE_CHECKING:
     from ..beam.bunch import Bunch
+    from ..files.sdds import Plane
 
 
 def options(parser: ArgumentParser) -> None:
@@ -42,7 +43,8 @@ def options(parser: ArgumentParser) -> None:
     add("--centre", action="store_true", help="the mean place to the origin, the mean momentum along x; at a marker on the orbit and along it")
     add("--at-marker", metavar="NAME", help="onto the design orbit at that boundary of --deck; without --centre, the input's x axis is laid "
         "along the orbit")
-    add("--deck", metavar="FILE", help="deck, lattice or latout.dat with the marker")
+    add("--deck", metavar="FILE", help="deck, lattice or latout.dat with the marker; on writing SDDS it sets the plane across the orbit beside the "
+        "bunch's mean")
     add("--rotate", type=float, default=0.0, metavar="DEG", help="turn about the vertical where it stands [degrees], counter-clockwise from above")
     add("--ahead", type=float, default=0.0, metavar="M", help="flown back straight until its mean is so far ahead [m]")
     add("--time", type=float, metavar="M", help="bunch time c*t to write [m]; nothing moves")
@@ -51,14 +53,31 @@ def options(parser: ArgumentParser) -> None:
 def run(options: Namespace) -> None:
     from ..files import convert as formats
 
-    source = formats.format_of(options.input, options.source)
+    source, target = formats.format_of(options.input, options.source), formats.format_to_write(options.output, options.to)
     refuse_without(options, "beam-axis", source == "csv", "on a file that is not CSV")
-    refuse_without(options, "deck", options.at_marker is not None, "without --at-marker")
+    refuse_without(options, "deck", options.at_marker is not None or target == "sdds", "without --at-marker, or an SDDS file to write")
     if options.at_marker is not None and options.deck is None:
         raise ValueError("--at-marker needs the lattice: --deck FILE, a deck, a lattice or a latout.dat")
     bunch = formats.load(options.input, source, 0.0, options.species, options.iteration, options.beam_axis, options.page, options.instant,
                          options.take)
-    print(formats.save(options.output, _as_wanted(bunch, options), options.to, options.openpmd, options.sdds))
+    bunch = _as_wanted(bunch, options)
+    plane = _plane(bunch, options) if target == "sdds" and options.deck is not None else None
+    print(formats.save(options.output, bunch, target, options.openpmd, options.sdds, plane))
+
+
+def _plane(bunch: Bunch, options: Namespace) -> Plane:
+    """Across the design orbit beside the bunch, in the frame of its file."""
+    from ..beam.orbit import nearest_point
+    from ..files.sdds import Plane
+    from ..lattice.of_deck import read_orbit
+
+    orbit = read_orbit(options.deck)
+    try:
+        place, tangent, s = nearest_point(orbit.in_lab(bunch), orbit.boundaries)
+    except ValueError as error:
+        raise ValueError(f"{orbit.source}: {error}") from None
+    place, tangent = orbit.point_in_file(place, tangent)
+    return Plane(place, tangent, f"across the orbit, at s = {s:.9g} m")
 
 
 def _as_wanted(bunch: Bunch, options: Namespace) -> Bunch:

@@ -12,7 +12,7 @@ from .common import OUT_FORMATS, note_given, refuse_together, refuse_without
 def options(parser: ArgumentParser) -> None:
     note_given(parser)
     add = parser.add_argument
-    add("output", help="file to write; .h5 gives openPMD, .csv CSV, .umbra umbra, .fmt2 fmt2; .dat, .txt or none fmt1")
+    add("output", help="file to write; .h5 gives openPMD, .csv CSV, .sdds SDDS, .astra Astra, .umbra umbra, .fmt2 fmt2; .dat, .txt or none fmt1")
     add("--format", choices=OUT_FORMATS, help="format of the output, whatever its name")
     add("-n", "--particles", type=int, default=20000, help="macro-particles, the reference particle included; at most 300000")
     add("--energy", type=float, default=1e9, metavar="EV", help="total energy of the reference particle [eV]")

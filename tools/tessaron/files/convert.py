@@ -11,7 +11,7 @@ from .astra import read_astra, write_astra
 from .bunchfiles import WRITABLE, guess_format, read_bunch, write_bunch
 from .csvfiles import read_csv, write_csv
 from .keys import CAPACITY
-from .sdds import read_sdds, write_sdds
+from .sdds import Plane, read_sdds, write_sdds
 from .sdds_header import is_sdds
 from .sdds_pages import KINDS
 
@@ -23,10 +23,28 @@ _NAMES = {"openpmd": "openPMD", "sdds": "SDDS"}
 
 
 def format_of(path: str | Path, fmt: str | None = None) -> str:
-    """The format of a file to read: `fmt` if told, else by the suffix, else by its first words or columns."""
+    """The format of a file to read: `fmt` if told, else by the suffix, else by its first words or columns.
+
+    :raises ValueError: a packed file, or columns that are no format.
+    """
+    with open(path, "rb") as file:
+        if file.read(6).startswith((b"\x1f\x8b", b"BZh", b"\xfd7zXZ")):
+            raise ValueError(f"{path} is packed; unpack it with gunzip, bunzip2 or unxz")
     if found := fmt or SUFFIXES.get(Path(path).suffix.lower()):
         return found
     return "sdds" if is_sdds(path) else guess_format(path)
+
+
+def format_to_write(path: str | Path, fmt: str | None = None) -> str:
+    """`fmt` if told, else by the suffix, fmt1 where that tells nothing.
+
+    :raises ValueError: a suffix that stands for no format.
+    """
+    suffix = Path(path).suffix.lower()
+    if found := fmt or SUFFIXES.get(suffix) or ("fmt1" if suffix in FORMLESS else None):
+        return found
+    raise ValueError(f"{path}: no format has the suffix {suffix}; name one of {', '.join(FORMATS)}, or use a suffix of "
+                     f"{', '.join(s for s, f in SUFFIXES.items() if f in FORMATS)}")
 
 
 def load(path: str | Path, fmt: str | None = None, charge: float = 0.0, species: str | None = None, iteration: str | None = None,
@@ -67,24 +85,22 @@ def load(path: str | Path, fmt: str | None = None, charge: float = 0.0, species:
     return bunch
 
 
-def save(path: str | Path, bunch: Bunch, fmt: str | None = None, version: str | None = None, sdds: str | None = None) -> str:
+def save(path: str | Path, bunch: Bunch, fmt: str | None = None, version: str | None = None, sdds: str | None = None,
+         plane: Plane | None = None) -> str:
     """Writes a bunch in any writable format and returns one line that tells what was written.
 
     :param fmt: the format; otherwise by the suffix, fmt1 where that tells nothing.
-    :param version: of openPMD; `sdds`: binary, ascii or big-endian.
+    :param version: of openPMD; `sdds`: binary, ascii or big-endian; `plane`: of SDDS, that of `plane_of` otherwise.
     :raises ValueError: a suffix that stands for another format, or a bunch that the program cannot take. Nothing is written.
     """
-    suffix = Path(path).suffix.lower()
-    fmt = fmt or SUFFIXES.get(suffix) or ("fmt1" if suffix in FORMLESS else None)
-    if fmt is None:
-        raise ValueError(f"{path}: no format has the suffix {suffix}; name one of {', '.join(FORMATS)}, or use a suffix of "
-                         f"{', '.join(s for s, f in SUFFIXES.items() if f in FORMATS)}")
+    fmt = format_to_write(path, fmt)
     if fmt not in FORMATS:
         raise ValueError(f"{path}: {fmt} cannot be written; one of {', '.join(FORMATS)} can")
     for value, what, wanted in ((version, "a version of openPMD", "openpmd"), (sdds, "a kind of SDDS", "sdds")):
         if value is not None and fmt != wanted:
             raise ValueError(f"{path}: {what} was asked for, but the format is {fmt}")
     refuse_bad(bunch, path)
+    told = ""
     if fmt == "openpmd":
         from .openpmd import VERSIONS, write_openpmd
 
@@ -92,13 +108,13 @@ def save(path: str | Path, bunch: Bunch, fmt: str | None = None, version: str | 
     elif fmt == "csv":
         write_csv(path, bunch)
     elif fmt == "sdds":
-        write_sdds(path, bunch, sdds or KINDS[0])
+        told = ", " + write_sdds(path, bunch, sdds or KINDS[0], plane)
     elif fmt == "astra":
         write_astra(path, bunch)
     else:
         write_bunch(path, bunch, fmt)
     return (f"{path}: {fmt}, {len(bunch)} particles, {bunch.charge.sum() * 1e9:.6g} nC, particle 1 with {bunch.momentum[0] * 1e-6:.6g} MeV/c, "
-            f"c*t = {bunch.ct:.6g} m" + (", at the plane of particle 1" if fmt == "sdds" else ""))
+            f"c*t = {bunch.ct:.6g} m{told}")
 
 
 def refuse_bad(bunch: Bunch, path: str | Path) -> None:

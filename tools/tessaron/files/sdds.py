@@ -6,21 +6,23 @@ a particle that arrives at t is ahead of the plane by
 
     s = v (T - t),    x + xp s,    y + yp s
 
-at the time T, so that a larger t is farther behind. The plane stands at the origin, across the x axis of the program. A
-file written here puts its plane at particle 1, across its momentum, and tells in parameters of its own, which others
-ignore, where that is (PlaneX, PlaneY, PlaneZ [m]), which way it faces (PlaneNX, PlaneNY, PlaneNZ) and c T (PlaneCt [m]);
-read back, the bunch is where it was.
+at the time T, so that a larger t is farther behind. In a file from elsewhere the plane is taken to stand at the origin, across the
+x axis of the program. A file written here tells in parameters of its own, which others ignore, where its plane is (PlaneX, PlaneY,
+PlaneZ [m]), which way it faces (PlaneNX, PlaneNY, PlaneNZ) and c T (PlaneCt [m]); read back, the bunch is where it was.
 
 p is in units of m c; it becomes a momentum in eV/c with the rest energy of the SI. elegant's particles have equal charges,
-of which `Charge` is the sum: where they are unequal, a further column q [C] tells them.
+of which `Charge` is the sum: where they are unequal, a further column q [C] tells them. pCentral is written as the mean p.
 """
 from __future__ import annotations
 
+from dataclasses import dataclass
 from pathlib import Path
 
 import numpy as np
 
 from ..beam.bunch import Bunch, frame_along
+from ..beam.orbit import FARTHEST, MOST_ASKEW
+from ..beam.placing import mean_of
 from ..constants import SI_ELECTRON_REST_ENERGY, SPEED_OF_LIGHT
 from .sdds_header import Definition
 from .sdds_pages import KINDS, Page, read_page, write_page
@@ -28,6 +30,15 @@ from .sdds_pages import KINDS, Page, read_page, write_page
 UNITS = {"x": ("m",), "xp": ("", "rad"), "y": ("m",), "yp": ("", "rad"), "t": ("s",), "p": ("m$be$nc", "")}
 _LARGEST = 1e30  # beyond any unit; its square is still a number
 _PLANE = ("PlaneX", "PlaneY", "PlaneZ", "PlaneNX", "PlaneNY", "PlaneNZ", "PlaneCt")
+
+
+@dataclass
+class Plane:
+    """Where particles are told to cross."""
+
+    place: np.ndarray  #: (3,) origin of x and y [m]
+    normal: np.ndarray  #: (3,) along the beam
+    words: str  #: for a person
 
 
 def read_sdds(path: str | Path, page: int = 1, instant: float | None = None) -> tuple[Bunch, str]:
@@ -61,19 +72,31 @@ def read_sdds(path: str | Path, page: int = 1, instant: float | None = None) -> 
     return bunch, "; ".join(told + ([] if bunch.charge.any() else ["no charges in it"]))
 
 
-def write_sdds(path: str | Path, bunch: Bunch, kind: str = KINDS[0]) -> None:
-    """Writes a bunch as it crosses the plane at particle 1, every particle flown there straight.
+def plane_of(bunch: Bunch) -> Plane:
+    """Across the x axis for a bunch that flies near it, so that what was read is written: at the origin if the bunch is astride it, else
+    at its mean. For any other bunch across its mean momentum, at its mean."""
+    mean = mean_of(bunch)
+    if np.hypot(mean[1], mean[2]) > FARTHEST or np.arctan2(np.hypot(mean[4], mean[5]), mean[3]) > MOST_ASKEW:
+        return Plane(mean[:3], mean[3:], "across its mean momentum, at its mean")
+    x = 0.0 if bunch.x.min() <= 0 <= bunch.x.max() else float(mean[0])
+    return Plane(np.array([x, 0.0, 0.0]), np.array([1.0, 0.0, 0.0]), f"across the x axis, at {x:.9g} m")
+
+
+def write_sdds(path: str | Path, bunch: Bunch, kind: str = KINDS[0], plane: Plane | None = None) -> str:
+    """Writes a bunch as it crosses a plane, every particle flown there straight, and returns words that tell which.
 
     :param kind: binary (little-endian), ascii or big-endian.
+    :param plane: that of `plane_of` unless told.
     :raises ValueError: a particle that does not fly through the plane. Nothing is written.
     """
     if kind not in KINDS:
         raise ValueError(f"SDDS {kind} is not known; there are {', '.join(KINDS)}")
-    axes = frame_along(bunch.reference[3:])
-    ahead, left, up = axes.T @ bunch.offsets[:3]
+    plane = plane or plane_of(bunch)
+    axes = frame_along(plane.normal)
+    ahead, left, up = axes.T @ (bunch.offsets[:3] + (bunch.reference[:3] - plane.place)[:, None])
     ps, pu, pw = axes.T @ (bunch.reference[3:, None] + bunch.offsets[3:])
     if np.any(ps <= 0):
-        raise ValueError(f"{path}: particle {int(np.argmin(ps)) + 1} does not fly through the plane across the momentum of particle 1")
+        raise ValueError(f"{path}: particle {int(np.argmin(ps)) + 1} does not fly through the plane {plane.words}")
     xp, yp, p = pu / ps, pw / ps, bunch.momentum / SI_ELECTRON_REST_ENERGY
     speed = p / np.sqrt(1 + p**2) / np.sqrt(1 + xp**2 + yp**2)
     columns = {"x": left - xp * ahead, "xp": xp, "y": up - yp * ahead, "yp": yp, "t": (bunch.ct - ahead / speed) / SPEED_OF_LIGHT, "p": p}
@@ -81,11 +104,12 @@ def write_sdds(path: str | Path, bunch: Bunch, kind: str = KINDS[0]) -> None:
     table.append((Definition("particleID", "long"), np.arange(1, len(bunch) + 1)))
     if np.any(bunch.charge != bunch.charge[0]) or bunch.charge[0] < 0:
         table.append((Definition("q", "double", "C"), bunch.charge))
-    numbers = {"pCentral": (p[0], "m$be$nc"), "Charge": (np.abs(bunch.charge).sum(), "C")}
-    place = zip(_PLANE, (*bunch.reference[:3], *axes[:, 0], bunch.ct), ("m", "m", "m", "", "", "", "m"))
+    numbers = {"pCentral": (bunch.weight @ p, "m$be$nc"), "Charge": (np.abs(bunch.charge).sum(), "C")}
+    place = zip(_PLANE, (*plane.place, *axes[:, 0], bunch.ct), ("m", "m", "m", "", "", "", "m"))
     numbers.update({name: (value, unit) for name, value, unit in place})
     parameters = [(Definition(name, "double", unit), float(value)) for name, (value, unit) in numbers.items()]
     write_page(path, [*parameters, (Definition("Particles", "long"), len(bunch))], table, kind)
+    return f"at a plane {plane.words}, particles flown there by up to {np.abs(ahead).max():.3g} m"
 
 
 def _check(path: str | Path, page: Page) -> None:

@@ -42,6 +42,11 @@ class Orbit:
             return bunch
         return moved(bunch, turned_by(phi), np.zeros(3), np.array([x0, y0, 0.0]))
 
+    def point_in_file(self, place: np.ndarray, direction: np.ndarray) -> tuple[np.ndarray, np.ndarray]:
+        """A place [m] and a direction in the lab, (3,) each, as the files of the run hold them."""
+        x0, y0, phi = self.reference_point
+        return turned_by(phi) @ place + np.array([x0, y0, 0.0]), turned_by(phi) @ direction
+
 
 def read_orbit(path: str | Path) -> Orbit:
     """The orbit that a deck or a latout.dat tells.
