@@ -13,6 +13,7 @@ sys.path.insert(0, str(HERE.parent))
 import common  # noqa: E402
 import numpy as np  # noqa: E402
 from evaluation import Evaluation, deviation, evaluate, gaussian, in_arc  # noqa: E402
+from tessaron.beam.bunch import Bunch  # noqa: E402
 from tessaron.pictures import plots  # noqa: E402
 
 RADIUS, ENTRANCE, ARC = 10.0, 1.0, 2.5  # m; as in the deck
@@ -20,9 +21,14 @@ LENGTH, CHARGE = 1e-4, 1e-9  # rms length [m] and charge [C] of the bunch
 WIDTH = (LENGTH**2 * RADIUS) ** (1 / 3)  # m, the characteristic transverse size
 
 
-def models(options, name: str, s: np.ndarray, u: np.ndarray, charge: np.ndarray, energy: float, **keys: float) -> list[Evaluation]:
+def bunch(particles: int, width: float = 5e-5, energy: float = 5e8) -> Bunch:
+    """Gaussian, upright on the orbit."""
+    s, u = gaussian(particles, LENGTH, width)
+    return in_arc(s, u, np.full(s.size, CHARGE / s.size), energy, RADIUS, ENTRANCE, ARC)
+
+
+def models(options, name: str, bunch: Bunch, **keys: float) -> list[Evaluation]:
     """The projected and the direct force on one bunch."""
-    bunch = in_arc(s, u, charge, energy, RADIUS, ENTRANCE, ARC)
     deck = (HERE / "tessar.in").read_text()
     return [evaluate(options.program, options.workdir / name / kind, common.changed(deck, type=kind, **keys), bunch)
             for kind in ("projected", "csr_p_to_p")]
@@ -34,9 +40,7 @@ def picture(options, widths: list[float], energy: float) -> None:
     print(f"{options.particles} particles, {energy * 1e-6:g} MeV; rms width, then differences along in % of the largest projected force")
     print("    width    rms  largest   seconds per evaluation: projected  csr_p_to_p")
     for (top, bottom), width in zip(axes.T, widths):
-        s, u = gaussian(options.particles, LENGTH, width)
-        charge = np.full(s.size, CHARGE / s.size)
-        projected, direct = models(options, f"{width * 1e6:.0f}um", s, u, charge, energy)
+        projected, direct = models(options, f"{width * 1e6:.0f}um", bunch(options.particles, width, energy))
         largest = np.abs(projected.along).max()
         rms, most = deviation(direct.along, projected.along, largest)
         print(f"  {width * 1e6:4.0f} um {100 * rms:6.2f} {100 * most:8.2f} {projected.seconds:38.4f} {direct.seconds:11.3f}", flush=True)
@@ -75,7 +79,7 @@ def trend(options) -> None:
     for energy, ratio in cases[:: 3 if options.quick else 1]:
         s, u, charge = ribbon(ratio)
         name = f"{energy * 1e-6:.0f}MeV_{ratio:.4f}"
-        projected, direct = models(options, name, s, u, charge, energy, sigma_long=LENGTH)
+        projected, direct = models(options, name, in_arc(s, u, charge, energy, RADIUS, ENTRANCE, ARC), sigma_long=LENGTH)
         seen = slice(17, None)  # the observers
         largest = np.abs(projected.along[seen]).max()
         rms, most = deviation(direct.along[seen], projected.along[seen], largest)

@@ -6,6 +6,7 @@ from pathlib import Path
 
 import common
 import numpy as np
+from tessaron.beam.bunch import Bunch
 from evaluation import Evaluation, deviation, evaluate, gaussian, in_arc
 
 RADIUS, ENTRANCE = 10.0, 1.0  # m; as in the deck
@@ -23,6 +24,12 @@ class Case:
     arc: float = 1.0  #: m, how far the bunch is behind the entrance
 
 
+def bunch(particles: int, arc: float = 1.0) -> Bunch:
+    """Gaussian, upright on the orbit, some metres behind the entrance."""
+    s, u = gaussian(particles, LENGTH, WIDTH)
+    return in_arc(s, u, np.full(s.size, CHARGE / s.size), ENERGY, RADIUS, ENTRANCE, arc)
+
+
 @dataclass
 class Runner:
     """Runs cases in folders of their own below `workdir`."""
@@ -38,10 +45,8 @@ class Runner:
         return self._run(case, 0.0 if case.kind == "none" else self._overhead(case))
 
     def _run(self, case: Case, overhead: float) -> Evaluation:
-        s, u = gaussian(case.particles, LENGTH, WIDTH)
-        bunch = in_arc(s, u, np.full(s.size, CHARGE / s.size), ENERGY, RADIUS, ENTRANCE, case.arc)
         deck = common.changed(self.deck, type=case.kind, sbox=case.box, rbox=case.box)
-        return evaluate(self.program, self.folder(case), deck, bunch, overhead)
+        return evaluate(self.program, self.folder(case), deck, bunch(case.particles, case.arc), overhead)
 
     def _overhead(self, case: Case) -> float:
         """Processor time of everything but the force [s]."""

@@ -19,7 +19,7 @@ from tessaron.beam.generate import BunchRequest, make_bunch  # noqa: E402
 from tessaron.files.outputs import read_force  # noqa: E402
 
 
-def bunch(particles: int, quiet: bool) -> Bunch:
+def bunch(particles: int, quiet: bool = True) -> Bunch:
     """1 GeV, 1 nC, 0.1 mm."""
     return make_bunch(BunchRequest(particles, energy=1e9, charge=1e-9, length=1e-4, quiet=quiet))
 

@@ -11,6 +11,7 @@ HERE = Path(__file__).resolve().parent
 sys.path.insert(0, str(HERE.parent))
 import common  # noqa: E402
 import numpy as np  # noqa: E402
+from tessaron.beam.bunch import Bunch  # noqa: E402
 from tessaron.pictures import plots  # noqa: E402
 from tessaron.files.bunchfiles import write_bunch  # noqa: E402
 from tessaron.beam.generate import BunchRequest, Plane, make_bunch  # noqa: E402
@@ -21,6 +22,12 @@ from theory import free_loss, share  # noqa: E402
 RADIUS, LENGTH, CHARGE = 10.0, 1e-4, 1e-12  # little charge and emittance: the bunch keeps its length
 CASES = [(1, "kernel"), (0.1, "kernel"), (0.1, "bunch")]  # relative_long and shield_reach
 DISTANCES = [0.006, 0.008, 0.01, 0.014, 0.02, 0.03, 0.05]  # m
+
+
+def bunch(particles: int) -> Bunch:
+    """1 GeV, thin."""
+    thin = Plane(emittance=1e-10)
+    return make_bunch(BunchRequest(particles, energy=1e9, charge=CHARGE, length=LENGTH, horizontal=thin, vertical=thin))
 
 
 def effective(relative: float) -> float:
@@ -56,9 +63,7 @@ def picture(distances: list[float], shares: dict[tuple[float, str], list[float]]
 def main() -> None:
     options = common.parse(common.parser(__file__, __doc__, 20000, 2000))
     distances = DISTANCES[::2] if options.quick else DISTANCES
-    thin = Plane(emittance=1e-10)
-    write_bunch(options.workdir / "bunch.dat", make_bunch(BunchRequest(
-        options.particles, energy=1e9, charge=CHARGE, length=LENGTH, horizontal=thin, vertical=thin)), "fmt1")
+    write_bunch(options.workdir / "bunch.dat", bunch(options.particles), "fmt1")
     shares = {}
     for relative, reach in CASES:
         free = mean_loss(options, 0, relative, reach)

@@ -11,6 +11,7 @@ HERE = Path(__file__).resolve().parent
 sys.path.insert(0, str(HERE.parent))
 import common  # noqa: E402
 import numpy as np  # noqa: E402
+from tessaron.beam.bunch import Bunch  # noqa: E402
 from tessaron.pictures import plots  # noqa: E402
 from tessaron.files.bunchfiles import write_bunch  # noqa: E402
 from tessaron.beam.generate import BunchRequest, Plane, make_bunch  # noqa: E402
@@ -21,6 +22,12 @@ import wakes  # noqa: E402
 LENGTH, CHARGE, SIGMA_LONG = 20e-6, 1e-12, 2e-6  # little charge: the bunch keeps its profile
 TABLE_RMS, TABLE_STEP = 1e-6, 0.25e-6  # m; the rms length must not be above sigma_long / sqrt(2)
 ANGLE = -0.09  # rad; 0.1 m before its end the arc has turned the bunch
+
+
+def bunch(particles: int) -> Bunch:
+    """1 GeV, thin."""
+    thin = Plane(emittance=1e-10)
+    return make_bunch(BunchRequest(particles, energy=1e9, charge=CHARGE, length=LENGTH, horizontal=thin, vertical=thin))
 
 
 def force(options, name: str, **keys) -> tuple[np.ndarray, np.ndarray]:
@@ -37,9 +44,7 @@ def force(options, name: str, **keys) -> tuple[np.ndarray, np.ndarray]:
 
 def main() -> None:
     options = common.parse(common.parser(__file__, __doc__, 20000, 2000))
-    thin = Plane(emittance=1e-10)
-    write_bunch(options.workdir / "bunch.dat", make_bunch(BunchRequest(
-        options.particles, energy=1e9, charge=CHARGE, length=LENGTH, horizontal=thin, vertical=thin)), "fmt1")
+    write_bunch(options.workdir / "bunch.dat", bunch(options.particles), "fmt1")
     figure, axes = plots.plt.subplots(1, 3, figsize=(12, 3.8))
     print("                 mean force           convolution   largest difference\n"
           "                 / (eV/m)             / (eV/m)      / % of the largest force")

@@ -1,5 +1,8 @@
 """Decks with planted faults: each is found on its line, in plain words, and nothing else is reported."""
+import importlib
 import re
+import sys
+from dataclasses import replace
 from pathlib import Path
 
 import numpy as np
@@ -10,7 +13,7 @@ from tessaron.files.bunchfiles import write_bunch
 from tessaron.check.particles import array_words
 from tessaron.check.walk import check_deck
 from tessaron.files.deck import DeckReader, integer_of, real_of, split_line
-from tessaron.beam.generate import BunchRequest, make_bunch
+from tessaron.beam.generate import BunchRequest, Plane, make_bunch
 
 DECK = """\
 lattice {
@@ -28,14 +31,20 @@ monitor { name = end.dat }
 
 @pytest.fixture(scope="module")
 def bunch_file(tmp_path_factory) -> Path:
+    """Of 1 GeV, quiet, 80 particles per tenth of the rms length; beside it others that do not suit the deck."""
     path = tmp_path_factory.mktemp("bunch") / "bunch.dat"
-    write_bunch(path, make_bunch(BunchRequest(2000, 1e9, 1e-9, 1e-4)), "fmt1")
+    good = BunchRequest(2000, 1e9, 1e-9, 1e-4)
+    others = {"random.dat": dict(quiet=False), "slow.dat": dict(energy=1e8), "wide.dat": dict(horizontal=Plane(sizes=(2e-3, 1e-6))), "bunch.dat": {},
+              "chirped.dat": dict(chirp=(200.0, 0, 0))}
+    for name, numbers in others.items():
+        write_bunch(path.parent / name, make_bunch(replace(good, **numbers)), "fmt1")
     return path
 
 
 def findings(folder: Path, bunch: Path | None, deck: str) -> list[str]:
-    if bunch is not None:
-        (folder / "bunch.dat").write_bytes(bunch.read_bytes())
+    for path in bunch.parent.iterdir() if bunch is not None else ():
+        if not (folder / path.name).exists():
+            (folder / path.name).symlink_to(path)
     (folder / "tessar.in").write_text(deck)
     return [str(finding) for finding in check_deck(folder / "tessar.in")]
 
@@ -50,107 +59,121 @@ def test_an_array_is_read_at_once_as_it_is_line_by_line(tmp_path, line, monkeypa
     assert found[0] == found[1] and len(found[0][0]) >= 3
 
 
-def test_a_good_deck_has_no_findings(tmp_path, bunch_file):
-    assert findings(tmp_path, bunch_file, DECK) == []
+@pytest.mark.parametrize("old, new", [
+    ("", ""), ("0.1 }", "0.1 shield = 0.02 shield_reach = bunch }"), ("0.1 }", "1 shield = 0.02 }"), ("relative_long = 0.1", "relative_long = 0.01"),
+    ("delta_s = 0.5 m", "delta_s = 15.7 m"), ("monitor { name = end.dat }", "monitor { name = end.dat } io_path { logfile = run.log }")])
+def test_a_good_deck_has_no_findings(tmp_path, bunch_file, old, new):
+    assert findings(tmp_path, bunch_file, DECK.replace(old, new, 1)) == []
 
 
-# What is replaced by what, the line it stands on, kind, and words of the finding. Only this one must come.
-ERRORS = [
-    ("marker = in }", "markr = in }", 2, "no key 'markr'; did you mean marker"),
-    ("delta_s = 0.5", "delta_s = 0,5x", 2, "no key '5x'"),
-    ("r = 5", "r = five", 2, "must be a number in m"),
-    ("r = 5", "strength = 5", 2, "no key 'strength'"),
-    ("position { delta_s = 0.5 marker = out }", "position { psi = 0 }", 2, "rho or delta_s"),
-    ("dipole { position { delta_s = 2 m", "sextupole { position { delta_s = 2 m", 3, "no element 'sextupole'"),
-    ("delta_s = 2 ", "delta_s = 0 ", 3, "length above 0"),
-    ("delta_s = 0.5 m", "delta_s = 31.5 m", 2, "turns by 360.963 degrees"),
-    ("dipole { position { delta_s = 2 m", "thin_quadrupole { position { delta_s = 2 m", 3, "needs position and properties"),
-    ("name = bunch.dat", "name = bunch.txt", 5, "does not exist"),
-    ("fmt1", "fmt3", 5, "must be one of fmt1, fmt2, umbra"),
-    ("fmt1 array", "umbra array", 1, "no whole records of 10"),
-    ("projected", "csr", 6, "must be one of none"),
-    ("type = projected", "", 6, "forces needs type"),
-    ("= 0.1 }", "= 2.5 }", 6, "above 0 and at most 2"),
-    ("relative_long = 0.1", "", 6, "needs relative_long"),
-    ("sigma_long = relative relative_long = 0.1", "sigma_long = file", 6, "not specified"),
-    ("0.1 }", "0.1 wake_file = w.dat }", 6, "w.dat does not exist"),
-    ("ct_step_min = 0.01", "ct_step_min = 0.1", 7, "ct_step_min must be below ct_step_max, which is 0.1 m"),
-    ("ct_step_min = 0.01", "ct_step_first = 0.2", 7, "between ct_step_min and ct_step_max, here 0.01 m and 0.1 m"),
-    ("ct_step_min = 0.01", "iterative = 2.5", 7, "must be an integer"),
-    ("ct_step_min = 0.01", "time_grid_file = g.dat", 7, "g.dat does not exist"),
-    ("type = steps", "type = stepz", 8, "must be one of phase"),
-    ("start_time_c0 = now ", "", 8, "needs start_time_c0 or start_time_marker"),
-    ("tracker { end_time_marker = end }", "tracker { end_time_marker = ende }", 9, "no field boundary has the marker ende"),
-    ("tracker { end_time_marker = end }", "tracker { end_time_c0 = 0 }", 9, "is not behind the bunch time"),
-    ("tracker { end_time_marker = end }", "tracker { }", 9, "end time is undefined"),
-    ("monitor { name = end.dat }", "monitor { format = fmt1 }", 10, "monitor needs name"),
-    ("monitor { name = end.dat }", "monitor { name = out/end.dat }", 10, "does not exist"),
-    ("monitor { name = end.dat }", "moniter { name = end.dat }", 10, "unknown command 'moniter'"),
-    ("monitor { name = end.dat }", "monitor { name = end.dat", 10, "the deck ends inside monitor"),
-    ("monitor { name = end.dat }", "#include x", 10, "unknown global command #include"),
-    ("monitor { name = end.dat }", "monitor { name = #file { name = x } }", 10, "#file is not carried out"),
-    ("monitor { name = end.dat }", "io_path { logfile = none/log }", 10, "cannot be written"),
-    ("monitor { name = end.dat }", "io_path { logfile = ./tessar.in }", 10, "is being read as the deck"),
-    ("name = s.dat", "name = tessar.in", 8, "is being read as the deck"),
+@pytest.mark.parametrize("example, maker", [("bunch_compressor", "make_bunch"), ("direct_sum", "run"), ("models_compared", "setup"),
+                                            ("quiet_start", "run"), ("shielding", "run"), ("wake", "run")])
+def test_every_example_passes(tmp_path, monkeypatch, example, maker):
+    """Its deck, with the bunch that its script makes."""
+    folder = ROOT / "examples" / example
+    monkeypatch.setattr(sys, "path", [str(folder), str(folder.parent), *sys.path])
+    monkeypatch.delitem(sys.modules, maker, raising=False)
+    script = importlib.import_module(maker)
+    monkeypatch.delitem(sys.modules, maker)
+    write_bunch(tmp_path / "bunch.dat", script.bunch(1000), "fmt1")
+    if example == "wake":
+        script.wakes.write_table(tmp_path / "wake.txt", "wake", script.wakes.resistive, script.TABLE_RMS, script.TABLE_STEP, 14 * script.LENGTH)
+    (tmp_path / "tessar.in").write_bytes((folder / "tessar.in").read_bytes())
+    assert check_deck(tmp_path / "tessar.in") == []
+    assert set(path.parent.name for path in folder.parent.glob("*/tessar*.in")) == {"bunch_compressor", "direct_sum", "models_compared", "quiet_start", "shielding", "wake"}
+
+
+# What is replaced by what, the line and kind of the one finding, and words of it.
+ERROR, WARNING = "error", "warning"
+UP_TO_ARRAY = DECK[DECK.index("{ r = 5"):DECK.index("array")]
+SLANTED = UP_TO_ARRAY.replace("r = 5", "r = 1").replace("delta_s = 0.5", "delta_s = 1.57 delta_psi = 70").replace("fmt1", "fmt1 reference_momentum = 1.05e9")
+MISTAKES = [
+    ("marker = in }", "markr = in }", 2, ERROR, "no key 'markr'; did you mean marker"),
+    ("delta_s = 0.5", "delta_s = 0.5,5x", 2, ERROR, "no key '5x'"),
+    ("r = 5", "r = five", 2, ERROR, "must be a number in m"),
+    ("r = 5", "strength = 5", 2, ERROR, "no key 'strength'"),
+    ("position { delta_s = 0.5 marker = out }", "position { psi = 0 }", 2, ERROR, "rho or delta_s"),
+    ("dipole { position { delta_s = 2 m", "sextupole { position { delta_s = 2 m", 3, ERROR, "no element 'sextupole'"),
+    ("delta_s = 2 ", "delta_s = 0 ", 3, ERROR, "length above 0"),
+    ("delta_s = 0.5 m", "delta_s = 31.5 m", 2, ERROR, "turns by 360.963 degrees"),
+    ("dipole { position { delta_s = 2 m", "thin_quadrupole { position { delta_s = 2 m", 3, ERROR, "needs position and properties"),
+    (UP_TO_ARRAY, SLANTED, 5, ERROR, "never meets the boundary out at s = 2.57 m: it has a radius of 0.952381 m here"),
+    ("name = bunch.dat", "name = bunch.txt", 5, ERROR, "does not exist"),
+    ("fmt1", "fmt3", 5, ERROR, "must be one of fmt1, fmt2, umbra"),
+    ("fmt1 array", "umbra array", 1, ERROR, "no whole records of 10"),
+    ("projected", "csr", 6, ERROR, "must be one of none"),
+    ("type = projected", "", 6, ERROR, "forces needs type"),
+    ("= 0.1 }", "= 2.5 }", 6, ERROR, "above 0 and at most 2"),
+    ("relative_long = 0.1", "", 6, ERROR, "needs relative_long"),
+    ("sigma_long = relative relative_long = 0.1", "sigma_long = file", 6, ERROR, "not specified"),
+    ("0.1 }", "0.1 wake_file = w.dat }", 6, ERROR, "w.dat does not exist"),
+    ("ct_step_min = 0.01", "ct_step_min = 0.1", 7, ERROR, "ct_step_min must be below ct_step_max, which is 0.1 m"),
+    ("ct_step_min = 0.01", "ct_step_first = 0.2", 7, ERROR, "between ct_step_min and ct_step_max, here 0.01 m and 0.1 m"),
+    ("ct_step_min = 0.01", "iterative = 2.5", 7, ERROR, "must be an integer"),
+    ("ct_step_min = 0.01", "time_grid_file = g.dat", 7, ERROR, "g.dat does not exist"),
+    ("type = steps", "type = stepz", 8, ERROR, "must be one of phase"),
+    ("start_time_c0 = now ", "", 8, ERROR, "needs start_time_c0 or start_time_marker"),
+    ("tracker { end_time_marker = end }", "tracker { end_time_marker = ende }", 9, ERROR, "no field boundary has the marker ende"),
+    ("tracker { end_time_marker = end }", "tracker { end_time_c0 = 0 }", 9, ERROR, "is not behind the bunch time"),
+    ("tracker { end_time_marker = end }", "tracker { }", 9, ERROR, "end time is undefined"),
+    ("monitor { name = end.dat }", "monitor { format = fmt1 }", 10, ERROR, "monitor needs name"),
+    ("monitor { name = end.dat }", "monitor { name = out/end.dat }", 10, ERROR, "does not exist"),
+    ("monitor { name = end.dat }", "moniter { name = end.dat }", 10, ERROR, "unknown command 'moniter'"),
+    ("monitor { name = end.dat }", "monitor { name = end.dat", 10, ERROR, "the deck ends inside monitor"),
+    ("lattice {", "lattice", 1, ERROR, "expected { behind lattice, found 'dipole'"),
+    ("marker = out } }", "marker = out }", 2, ERROR, "dipole is not closed: dipole at tessar.in:3 begins inside it"),
+    ("0.1 }", "0.1", 6, ERROR, "forces is not closed: track_step at tessar.in:7 begins inside it"),
+    ("0.1 }", "0.1 } }", 6, ERROR, "a } too many"),
+    ("monitor { name = end.dat }", "#include x", 10, ERROR, "unknown global command #include"),
+    ("monitor { name = end.dat }", "monitor { name = #file { name = x } }", 10, ERROR, "#file is not carried out"),
+    ("monitor { name = end.dat }", "io_path { logfile = none/log }", 10, ERROR, "cannot be written"),
+    ("monitor { name = end.dat }", "io_path { logfile = ./tessar.in }", 10, ERROR, "is being read as the deck"),
+    ("name = s.dat", "name = tessar.in", 8, ERROR, "is being read as the deck"),
+    ("monitor { name = end.dat }", "io_path { output = none }", 10, WARNING, "does not exist; make it"),
+    ("= relative relative_long = 0.1", "= 1e-2", 6, WARNING, "washes out a bunch of 9.99e-05 m rms"),
+    ("name = bunch.dat", "name = random.dat", 6, WARNING, "only about 79.8 particles per sigma_long"),
+    ("= relative relative_long = 0.1", "= 1e-7", 6, WARNING, "below a hundredth"),
+    ("ct_step_max = 0.1", "ct_step_max = 1", 7, WARNING, "above the overtaking length of 0.391 m"),
+    ("end_time_marker = end time_step", "end_time_c0 = -1 time_step", 8, WARNING, "can never write: it ends"),
+    ("start_time_c0 = now", "start_time_c0 = 99", 8, WARNING, "can never write: it ends at c*t = 3.5 m, before"),
+    ("end_time_marker = end time_step", "end_time_marker = nowhere time_step", 8, WARNING, "will not become active"),
+    (" time_step_c0 = all", "", 8, WARNING, "will not become active"),
+    ("type = steps", "particle = 2001", 8, WARNING, "particle 2001 of 2000"),
+    ("type = steps", "type = green", 8, WARNING, "forces are projected here"),
+    ("name = s.dat ", "", 8, WARNING, "without name is ignored"),
+    ("duty = no", "duty = never", 3, WARNING, "counts as no"),
+    ("marker = out", "marker = in", 2, WARNING, "a second time"),
+    ("name = end.dat", "name = ./s.dat", 10, ERROR, "the file of tessar.in:8 already"),
+    ("name = end.dat }", "name = end.dat }\nmonitor { name = ./end.dat }", 11, WARNING, "written a second time"),
+    ("type = steps", "", 8, WARNING, "the whole bunch is written at every step"),
+    ("name = end.dat", "name = latout.dat", 10, WARNING, "a file of its own"),
+    ("name = end.dat", "name = ./bunch.dat", 10, WARNING, "has been read; its content is written over"),
+    ("0.1 }", "0.1 sbox = 2 }", 6, WARNING, "sbox has no effect with type projected"),
+    ("0.1 }", "0.1 shield = 0.5 }", 6, WARNING, "no image takes part"),
+    ("0.1 }", "0.1 shield = 0.02 }", 6, WARNING, "write shield_reach = bunch"),
+    ("name = bunch.dat", "name = wide.dat", 6, WARNING, "0.54 times (sigma^2 R)^(1/3)"),
+    ("name = bunch.dat", "name = slow.dat", 6, WARNING, "about 27 % of that of the radiation"),
+    ("delta_s = 0.5 m", "delta_s = 20 m", 2, WARNING, "turns by 229.2 degrees; delta_s is a length in metres, 20 degrees of this radius are 1.74533 m"),
+    ("delta_s = 0.5 m", "delta_s = 12 } } dipole { position { delta_s = 1 } properties { r = 5 } position { delta_s = 12 } } dipole { position { delta_s = 1 } properties { r = 5 } position { delta_s = 12 m", 1, WARNING,
+     "further than a full circle"),
+    ("name = bunch.dat } }\nforces { type = projected", "name = chirped.dat } }\nforces { type = csr_g_to_m", 6, WARNING, "chirp of 2 % rms parts them"),
+    ("forces { type = projected sigma_long = relative relative_long = 0.1 }\n", "", 8, WARNING, "no forces block"),
+    ("format = fmt1 array", "reference_momentum = 2e9 array", 5, WARNING, "far from the 1e+09 eV/c of particle 1"),
+    ("format = fmt1 array", "reference_point_y = 0.01 array", 5, WARNING, "10 mm beside the design orbit"),
+    ("format = fmt1 array", "reference_point_phi = 1 array", 5, WARNING, "1 degrees to the design orbit"),
+    ("monitor { name = end.dat }", "exit\nmonitor { name = end.dat }", 11, WARNING, "behind exit is never read"),
+    ("monitor { name = end.dat }", "track_accuracy { any { thing } }", 10, WARNING, "changes nothing"),
+    ("monitor { name = end.dat }", "monitor {\tname = end.dat }", 10, ERROR, "a tab does not separate words"),
+    ("tracker { end_time_marker = end }", "tracker { end_time_marker = end end_time_c0 = 3 }", 9, WARNING, "no effect beside end_time_marker"),
 ]
 
 
-@pytest.mark.parametrize("old, new, line, words", ERRORS)
-def test_what_would_fail(tmp_path, bunch_file, old, new, line, words):
+@pytest.mark.parametrize("old, new, line, kind, words", MISTAKES)
+def test_a_mistake_gives_one_message(tmp_path, bunch_file, old, new, line, kind, words):
     assert old in DECK
     found = findings(tmp_path, bunch_file, DECK.replace(old, new, 1))
-    first = found[0] if len(found) == 1 else next((text for text in found if words in text), "")
-    assert words in first and ": error: " in first
-    if not first.startswith("bunch.dat"):
-        assert first.startswith(f"tessar.in:{line}:")
-    assert sum("error" in text for text in found) <= 2
-
-
-WARNINGS = [
-    ("monitor { name = end.dat }", "io_path { output = none }", 10, "does not exist; make it"),
-    ("= relative relative_long = 0.1", "= 1e-2", 6, "washes out a bunch of 9.99e-05 m rms"),
-    ("relative_long = 0.1", "relative_long = 0.01", 6, "particles per sigma_long"),
-    ("= relative relative_long = 0.1", "= 1e-7", 6, "below a hundredth"),
-    ("ct_step_max = 0.1", "ct_step_max = 1", 7, "above the overtaking length of 0.391 m"),
-    ("end_time_marker = end time_step", "end_time_c0 = -1 time_step", 8, "can never write: it ends"),
-    ("start_time_c0 = now", "start_time_c0 = 99", 8, "can never write: it ends at c*t = 3.5 m, before"),
-    ("end_time_marker = end time_step", "end_time_marker = nowhere time_step", 8, "will not become active"),
-    (" time_step_c0 = all", "", 8, "will not become active"),
-    ("type = steps", "particle = 2001", 8, "particle 2001 of 2000"),
-    ("type = steps", "type = green", 8, "forces are projected here"),
-    ("name = s.dat ", "", 8, "without name is ignored"),
-    ("duty = no", "duty = never", 3, "counts as no"),
-    ("marker = end", "marker = out", 3, "a second time"),
-    ("name = end.dat", "name = s.dat", 10, "written a second time"),
-    ("name = end.dat", "name = ./bunch.dat", 10, "has been read; its content is written over"),
-    ("0.1 }", "0.1 sbox = 2 }", 6, "sbox has no effect with type projected"),
-    ("0.1 }", "0.1 shield = 0.5 }", 6, "no image takes part"),
-    ("0.1 }", "0.1 shield = 0.02 }", 6, "write shield_reach = bunch"),
-    ("format = fmt1 array = #file { name = bunch.dat }", "array = 0 0 0 0 0 0 0 0 0 0 1e9 0 0 1e-9\n -1e-4 1e-2 0 0 0 0 1e-9 -2e-4 -1e-2 0 0 0 0 1e-9", 7,
-     "times (sigma^2 R)^(1/3)"),
-    ("forces { type = projected sigma_long = relative relative_long = 0.1 }\n", "", 8, "no forces block"),
-    ("format = fmt1 array", "reference_momentum = 2e9 array", 5, "far from the 1e+09 eV/c of particle 1"),
-    ("format = fmt1 array", "reference_point_y = 0.01 array", 5, "10 mm beside the design orbit"),
-    ("format = fmt1 array", "reference_point_phi = 1 array", 5, "1 degrees to the design orbit"),
-    ("monitor { name = end.dat }", "exit\nmonitor { name = end.dat }", 11, "behind exit is never read"),
-    ("monitor { name = end.dat }", "track_accuracy { any { thing } }", 10, "changes nothing"),
-    ("monitor { name = end.dat }", "monitor {\tname = end.dat }", 10, "a tab does not separate words"),
-    ("tracker { end_time_marker = end }", "tracker { end_time_marker = end end_time_c0 = 3 }", 9, "no effect beside end_time_marker"),
-]
-
-
-@pytest.mark.parametrize("old, new, line, words", WARNINGS)
-def test_what_is_suspicious(tmp_path, bunch_file, old, new, line, words):
-    assert old in DECK
-    found = findings(tmp_path, bunch_file, DECK.replace(old, new, 1))
-    assert any(text.startswith(f"tessar.in:{line}: warning: ") and words in text for text in found), found
-
-
-def test_a_wrong_end_is_the_only_fault(tmp_path, bunch_file):
-    """Nobody knows then what a monitor that starts later would write."""
-    later = DECK.replace("start_time_c0 = now", "start_time_marker = out").replace("tracker { end_time_marker = end }", "tracker { end_time_marker = ende }")
-    found = findings(tmp_path, bunch_file, later)
-    assert len(found) == 1 and "no field boundary has the marker ende" in found[0], found
+    assert len(found) == 1 and words in found[0], found
+    assert re.match(rf"(tessar.in:{line}|bunch.dat:1): {kind}: ", found[0])
 
 
 def test_monitors_ahead_of_their_particles_or_behind_the_last_tracker(tmp_path, bunch_file):
@@ -261,7 +284,7 @@ def test_mutated_decks_never_break_the_check(tmp_path, bunch_file):
     """Bytes dropped, doubled, exchanged and inserted: there may be any findings, but an orderly end."""
     random = np.random.default_rng(11)
     text = DECK + "io_path { output = . }\n" + (ROOT / "examples/bunch_compressor/tessar.in").read_text()
-    for _ in range(150):
+    for _ in range(100):
         characters = list(text)
         for _ in range(random.integers(1, 6)):
             k = int(random.integers(len(characters)))

@@ -1,20 +1,21 @@
 """The `forces` block, and what is suspicious about it for the bunch and the lattice at hand."""
 from __future__ import annotations
 
-from math import hypot, sqrt
+from math import pi, sqrt
 
-from ..beam.bunch import Bunch
+import numpy as np
+
 from ..files.blocks import Value, read_block
+from .doubts import doubt_model, noise_of, plane_distance
 from .lattice import smallest_radius
 from .state import CheckState
 from ..files.datafiles import Faults, read_subbunch_table, read_wake
 from ..files.deck import DeckReader, Place, Token
 from ..files.keys import CAPACITY, FORCES
 
-FEWEST_PER_SIGMA = 50
+FEWEST_RANDOM, FEWEST_QUIET = 100, 3  # particles per sigma_long; both leave some 12 % of noise in the largest projected force
+RANDOM = 0.5  # noise of the density over that of independent particles, above which a bunch counts as random
 MANY_PAIRS = 5000
-GREATEST_SPREAD = 0.01  # rms of the momentum over its mean, for the models with one path for all
-GREATEST_WIDTH = 0.3  # rms width over (sigma^2 R)^(1/3), for the line charge (Derbenev et al., TESLA-FEL 95-05)
 SUB_BUNCH = ("csr_p_to_p", "csr_p_to_m", "csr_g_to_p", "csr_g_to_m")
 _ELLIPSOID_ONLY = ("sigma_rad", "sigma_vert", "relative_vert", "sbox", "rbox")
 
@@ -94,6 +95,7 @@ def _data_file(state: CheckState, value: Value, path, read) -> None:
     if not path.is_file():
         state.error(value.place, f"{path} does not exist; the program would create it empty and fail")
         return
+    state.inputs.append(path)
     faults: Faults = read()
     for line, text in faults:
         state.error(Place(str(path.name), line), text)
@@ -127,7 +129,7 @@ def check_forces_on_beam(state: CheckState) -> None:
     sigma = _sigma(state)
     if sigma is not None:
         _compare_sigma(state, once, place, sigma)
-    _doubt_model(state, once)
+    doubt_model(state, once, sigma)
     _compare_steps(state, once)
 
 
@@ -144,15 +146,13 @@ def _sigma(state: CheckState) -> float | None:
 
 def _compare_sigma(state: CheckState, once, place: Place, sigma: float) -> None:
     length = state.beam.length
-    if sigma > 0.5 * length:
+    # with the kernel's own grid planes need it long
+    if sigma > (1.5 if plane_distance(state) else 0.5) * length:
         once("long", place, f"sigma_long of {sigma:.3g} m washes out a bunch of {length:.3g} m rms; a tenth is usual")
     if sigma < 0.01 * length:
         once("short", place, f"sigma_long of {sigma:.3g} m is below a hundredth of the rms bunch length {length:.3g} m; expect noise")
-    # particles per sigma_long at the peak of a Gaussian bunch
-    per_sigma = state.beam.sources * sigma / (sqrt(6.2831853) * length)
-    if per_sigma < FEWEST_PER_SIGMA:
-        once("few", place, f"only about {per_sigma:.3g} particles per sigma_long of {sigma:.3g} m where the bunch is densest; "
-             f"at least {FEWEST_PER_SIGMA} are wanted: more particles, a quiet start or a longer sigma_long")
+    else:
+        _count_per_sigma(state, once, place, sigma)
     grid = (state.beam.bunch.local().s.ptp() + 7.07 * sigma) / (0.2 * 0.7071 * sigma)
     if state.force_type == "projected" and grid + 25 > CAPACITY["nsamax"]:
         if "grid" not in state.force_checked:
@@ -160,35 +160,19 @@ def _compare_sigma(state: CheckState, once, place: Place, sigma: float) -> None:
             state.error(place, f"the force needs a grid of {grid:.0f} points for this sigma_long; the program holds {CAPACITY['nsamax']}")
 
 
-def _doubt_model(state: CheckState, once) -> None:
-    """Where a force model stops being true: planes without the whole kernel, one path for a chirped bunch, a line for a wide one."""
-    beam, kind, radius = state.beam, state.force_type, smallest_radius(state.boundaries)
-    where = state.forces["type"].place
-    if kind in ("csr_g_to_p", "csr_g_to_m"):
-        momentum = beam.bunch.momentum[beam.bunch.charge != 0]
-        spread = float(momentum.std() / momentum.mean())
-        if spread > GREATEST_SPREAD:
-            once("spread", where, f"{kind} gives all sub-bunches the path of one; a momentum spread or chirp of {100 * spread:.3g} % rms parts them, "
-                 "above one percent it is not to be trusted; csr_p_to_m holds")
-    if kind != "projected" or radius is None:
+def _count_per_sigma(state: CheckState, once, place: Place, sigma: float) -> None:
+    """Shot noise: the particles per sigma_long at the peak of a Gaussian bunch."""
+    bunch, length = state.beam.bunch, state.beam.length
+    charge = np.abs(bunch.charge[bunch.charge != 0])
+    count = charge.sum() ** 2 / (charge**2).sum() / (sqrt(2 * pi) * length)  # per metre
+    if count * sigma >= FEWEST_RANDOM:
         return
-    reach = (radius * beam.length**2) ** (1 / 3)
-    shield, most, over = (state.forces.get(name) for name in ("shield", "shield_max", "shield_reach"))
-    distance = shield.number if shield is not None and shield.number else 0.0
-    if 0 < distance < min(most.number if most is not None and most.number else 0.3, 20 * reach) and (over is None or over.text != "bunch"):
-        once("planes", shield.place, f"planes {distance:g} m apart: the kernel ends before the bunch does, so that most of the shielding is lost; "
-             "write shield_reach = bunch")
-    width = _width(beam.bunch)
-    if width / reach > GREATEST_WIDTH:
-        once("wide", where, f"the bunch is {width:.3g} m rms wide in the plane, {width / reach:.2g} times (sigma^2 R)^(1/3); projected takes it for a "
-             f"line, which holds below {GREATEST_WIDTH}")
-
-
-def _width(bunch: Bunch) -> float:
-    """Rms width across the direction of particle 1 in the plane, over the sources [m]."""
-    px, py = bunch.reference[3:5]
-    across = (px * bunch.offsets[1] - py * bunch.offsets[0])[bunch.charge != 0] / (hypot(px, py) or 1.0)
-    return float(across.std())
+    direction = bunch.reference[3:5] / np.hypot(*bunch.reference[3:5])
+    random = noise_of(bunch, direction, max(min(sigma, 0.2 * length), 5 / count)) > RANDOM
+    fewest = FEWEST_RANDOM if random else FEWEST_QUIET
+    if count * sigma < fewest:
+        once("few", place, f"only about {count * sigma:.3g} particles per sigma_long of {sigma:.3g} m where the bunch is densest, which is "
+             f"{'random' if random else 'quiet'}; at least {fewest} are wanted: more particles{', a quiet start' if random else ''} or a longer sigma_long")
 
 
 def _compare_steps(state: CheckState, once) -> None:

@@ -1,7 +1,7 @@
 """The `lattice` block: reading it, building its orbit, and what is suspicious about it."""
 from __future__ import annotations
 
-from math import atan2, degrees, pi
+from math import asin, atan2, cos, degrees, pi, radians, sin
 
 from ..files.blocks import Value, read_block
 from .state import CheckState
@@ -61,8 +61,10 @@ def _element(state: CheckState, reader: DeckReader, kind: Token, pools: dict[str
             continue
         done.append(token.text)
         if token.text == "properties":
+            blamed = len(state.findings)
             properties = read_block(reader, f"properties of {kind.text}", PROPERTIES[kind.text], state.error, state.warn)
-            _properties(state, token, kind.text, properties)
+            if len(state.findings) == blamed:
+                _properties(state, token, kind.text, properties)
         else:
             radius = properties.get("r") if len(done) == 3 else None
             _position(state, reader, token, kind.text, radius.number or 0.0 if radius else 0.0)
@@ -106,10 +108,20 @@ def _position(state: CheckState, reader: DeckReader, token: Token, kind: str, r:
         state.error(token.place, f"this boundary lies {where} the one ahead of it; sections need a length above 0")
         state.lattice_good = False
     if before is not None and r and (turn := abs(boundary.s - before.s) / abs(r)) >= 2 * pi * (1 - 1e-12):
-        state.error(token.place, f"this arc turns by {degrees(turn):.6g} degrees; one dipole bends by less than 360")
+        state.error(token.place, f"this arc turns by {degrees(turn):.6g} degrees; one dipole bends by less than 360{_as_angle(numbers, r)}")
         state.lattice_good = False
+    elif before is not None and r and turn > pi * (1 + 1e-9) and "rho" not in numbers:
+        state.warn(token.place, f"this arc turns by {degrees(turn):.4g} degrees{_as_angle(numbers, r)}")
     if abs(boundary.nx * boundary.tx + boundary.ny * boundary.ty) < 0.2:
         state.warn(token.place, "the boundary line runs nearly along the orbit")
+
+
+def _as_angle(numbers: dict[str, float], r: float) -> str:
+    """What to write where an angle was given as the length of an arc."""
+    if "delta_s" not in numbers:
+        return ""
+    angle = numbers["delta_s"]
+    return f"; delta_s is a length in metres, {angle:g} degrees of this radius are {abs(r) * radians(angle):.6g} m"
 
 
 def _order(kind: str, properties: dict[str, Value]) -> int:
@@ -161,9 +173,18 @@ def _grow(state: CheckState, token: Token, pools: dict[str, int], integers: int,
 
 
 def _suspicions(state: CheckState, command: Token) -> None:
-    """A lattice of bends that comes nearly, but not quite, back to its axis or direction."""
+    """A lattice that turns round more than once, or of bends that come nearly, but not quite, back to their axis or direction."""
+    turned = 0.0
+    if not state.lattice_good:
+        return
+    for first, b in zip(state.boundaries, state.boundaries[1:]):
+        turn = (b.s - first.s) / b.r if b.r else 0.0
+        turned += turn
+        if abs(turned) > 2 * pi * (1 + 1e-9) and abs(turn) <= pi * (1 + 1e-9):
+            state.warn(command.place, f"the lattice turns by {degrees(abs(turned)):.4g} degrees in one sense by s = {b.s:.6g} m, further than a full circle")
+            return
     bends = [(first, b) for first, b in zip(state.boundaries, state.boundaries[1:]) if b.r]
-    if not state.lattice_good or len(bends) < 2 or len({b.r > 0 for _, b in bends}) < 2:
+    if len(bends) < 2 or len({b.r > 0 for _, b in bends}) < 2:
         return
     last = state.boundaries[-1]
     total = sum(abs((b.s - first.s) / b.r) for first, b in bends)
@@ -175,6 +196,45 @@ def _suspicions(state: CheckState, command: Token) -> None:
     widest = max(abs(b.y) for b in state.boundaries)
     if abs(angle) <= 1e-9 * total and 1e-9 * widest < abs(last.y) < 0.3 * widest:
         state.warn(command.place, f"the lattice does not close: the orbit leaves along its first line, but {last.y * 1e3:.4g} mm beside it")
+
+
+def check_way(state: CheckState) -> None:
+    """Called ahead of a tracker: whether particle 1, with its own momentum, meets all boundaries ahead of it.
+
+    Drifts and dipoles are followed, up to the first other element.
+    """
+    beam, boundaries = state.beam, state.boundaries
+    if beam is None or beam.tracked or not boundaries or not state.lattice_good or not beam.reference_momentum:
+        return
+    x, y, px, py = beam.lab
+    scale, angle = float(beam.bunch.momentum[0]) / beam.reference_momentum, atan2(py, px)
+    for b in (boundary for boundary in boundaries if boundary.s > beam.path):
+        if b.element != (1, 0):
+            return
+        normal = atan2(b.ny, b.nx)
+        if b.r == 0:
+            approach = cos(normal - angle)
+            if abs(approach) < 1e-6:
+                _unmet(state, b, "flies along it")
+                return
+            way = ((b.x - x) * b.nx + (b.y - y) * b.ny) / approach
+            x, y = x + way * cos(angle), y + way * sin(angle)
+            continue
+        r = b.r * scale
+        x, y = x + r * sin(angle), y - r * cos(angle)  # the centre of its circle, on which it is at -r sin, r cos of its angle
+        sine = ((b.x - x) * b.nx + (b.y - y) * b.ny) / r  # of normal less angle, where the circle meets the line
+        if abs(sine) > 1 + 1e-9:
+            _unmet(state, b, f"has a radius of {abs(r):.6g} m here, by its own momentum and the reference momentum")
+            return
+        turn = asin(max(-1.0, min(1.0, sine)))
+        angle = normal - (turn if b.nx * b.tx + b.ny * b.ty > 0 else pi - turn)
+        x, y = x - r * sin(angle), y + r * cos(angle)
+
+
+def _unmet(state: CheckState, boundary: Boundary, why: str) -> None:
+    name = f"{boundary.marker} " if boundary.marker else ""
+    state.error(state.beam.place, f"particle 1 never meets the boundary {name}at s = {boundary.s:.6g} m: it {why}")
+    state.lattice_good = False
 
 
 def smallest_radius(boundaries: list[Boundary]) -> float | None:

@@ -2,6 +2,7 @@
 from __future__ import annotations
 
 from ..files.blocks import Value, read_block
+from .outputs import note_output
 from .particles import place_beam
 from .state import CheckState, OnlineMonitor, OutputFile
 from ..files.deck import DeckReader, Place, Token
@@ -16,8 +17,7 @@ def check_monitor(state: CheckState, reader: DeckReader, command: Token) -> None
     if "name" not in values:
         state.error(command.place, "monitor needs name")
         return
-    _note_output(state, values["name"].text, command.place)
-    state.spare_inputs(values["name"].text, values["name"].place)
+    note_output(state, values["name"].text, command.place)
     state.outputs.append(OutputFile(values["name"].text, "bunch", values["format"].text if "format" in values else "fmt1"))
     if "format" in values and values["format"].text == "fmt3" and not state.boundaries:
         state.warn(values["format"].place, "fmt3 needs a lattice")
@@ -42,8 +42,6 @@ def check_online_monitor(state: CheckState, reader: DeckReader, command: Token) 
     if same:
         state.warn(command.place, f"online_monitor {name} stands a second time; it replaces the one at {same[0].place} and overwrites its file")
         state.monitors.remove(same[0])
-    else:
-        _note_output(state, name, command.place)
     if len(state.monitors) >= CAPACITY["maxmon"]:
         state.error(command.place, f"more than {CAPACITY['maxmon']} online monitors at a time")
         return
@@ -53,8 +51,8 @@ def check_online_monitor(state: CheckState, reader: DeckReader, command: Token) 
     fmt = values["format"].text if "format" in values else "fmt1"
     content = ("bunch" if whole else "particle") if kind == "phase" else kind
     series = content in ("bunch", "green")
-    if not series:
-        state.spare_inputs(name, values["name"].place)
+    if not same:
+        note_output(state, name, command.place, stays_open=not series, series=series)
     state.outputs.append(OutputFile(name, content, f"fmt{fmt}" if fmt.isdigit() else fmt, series))
 
 
@@ -143,16 +141,8 @@ def _time(state: CheckState, monitor: OnlineMonitor, which: str) -> float | None
         return state.beam.ct
     time = state.marker_time(marker.text)
     if time is None:
-        state.warn(marker.place, f"no field boundary has the marker {marker.text}; online_monitor {monitor.name} will not become active")
+        if state.lattice_good:
+            state.warn(marker.place, f"no field boundary has the marker {marker.text}; online_monitor {monitor.name} will not become active")
         return None
     shift = monitor.values.get(f"{which}_time_shift_c0")
     return time + (shift.number or 0.0 if shift is not None else 0.0)
-
-
-def _note_output(state: CheckState, name: str, place: Place) -> None:
-    if name in state.written:
-        state.warn(place, f"{name} is written a second time; the output of {state.written[name]} is lost")
-    state.written[name] = place
-    folder = state.output_path(name).parent
-    if not folder.is_dir():
-        state.error(place, f"the folder {folder} for {name} does not exist")

@@ -3,11 +3,15 @@ from __future__ import annotations
 
 from dataclasses import dataclass, field
 from pathlib import Path
+from typing import TYPE_CHECKING
 
 from ..files.blocks import Value
 from ..beam.bunch import Bunch
 from ..files.deck import DeckReader, Place, Token
 from ..files.outputs import Boundary
+
+if TYPE_CHECKING:
+    from .outputs import Output
 
 STEP_DEFAULTS = {"ct_step_max": 0.1, "ct_step_min": 0.01, "ct_step_first": 0.1, "arc_factor": 0.5}
 
@@ -93,8 +97,9 @@ class CheckState:
     steps_place: Place | None = None
     time_grid: list[float] | None = None
     monitors: list[OnlineMonitor] = field(default_factory=list)
-    written: dict[str, Place] = field(default_factory=dict)  #: output files by name
-    outputs: list[OutputFile] = field(default_factory=list)  #: the same with what they hold
+    inputs: list[Path] = field(default_factory=list)  #: data files that have been read
+    written: list[Output] = field(default_factory=list)  #: output files, the log among them
+    outputs: list[OutputFile] = field(default_factory=list)  #: those of monitors, with what they hold
     logfile: str | None = None
     trackers: int = 0
     force_checked: set[str] = field(default_factory=set)
@@ -129,14 +134,6 @@ class CheckState:
     def has_marker(self, marker: str) -> bool:
         """Whether a boundary has this marker."""
         return any(boundary.marker == marker for boundary in self.boundaries)
-
-    def spare_inputs(self, name: str, place: Place) -> None:
-        """Tells of an output that is an input as well, under whatever name."""
-        path = self.output_path(name).resolve()
-        if path in (source.resolve() for source in self.reader.open_files):
-            self.error(place, f"{name} is being read as the deck, so the program does not write it")
-        elif path in (source.resolve() for source in self.reader.included):
-            self.warn(place, f"{name} has been read; its content is written over")
 
     def output_path(self, name: str) -> Path:
         """A file that the program writes."""

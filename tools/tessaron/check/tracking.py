@@ -5,6 +5,7 @@ from math import isclose
 
 from ..files.blocks import Value, read_block
 from .forces import check_forces_on_beam
+from .lattice import check_way
 from .monitors import accept_monitors, excuse_monitors, write_monitors
 from .particles import place_beam
 from .state import CheckState, StoredForces
@@ -52,6 +53,7 @@ def _time_grid(state: CheckState, reader: DeckReader, value: Value) -> None:
     if not path.is_file():
         state.error(value.place, f"{path} does not exist; the program would create it empty and fail")
         return
+    state.inputs.append(path)
     state.time_grid, faults = read_time_grid(path)
     for line, text in faults:
         state.error(Place(path.name, line), text)
@@ -62,11 +64,12 @@ def check_tracker(state: CheckState, reader: DeckReader, command: Token) -> None
     values = read_block(reader, "tracker", TRACKER, state.error, state.warn)
     state.trackers += 1
     state.need_beam(command.place, "track")
-    if not state.boundaries:
+    if not state.boundaries and state.lattice_good:
         state.warn(command.place, "there is no lattice: the bunch flies straight on")
     if state.forces_place is None:
         state.warn(command.place, "there is no forces block ahead: the bunch has no force on itself; write forces { type = none } if that is meant")
     place_beam(state)
+    check_way(state)
     check_forces_on_beam(state)
     _check_stored_forces(state, command)
     end = _end_time(state, command, values)
@@ -105,7 +108,8 @@ def _end_time(state: CheckState, command: Token, values: dict[str, Value]) -> fl
     value, beam = values[names[0]], state.beam
     if names[0] == "end_time_marker":
         if not state.has_marker(value.text):
-            state.error(value.place, f"no field boundary has the marker {value.text}")
+            if state.lattice_good:
+                state.error(value.place, f"no field boundary has the marker {value.text}")
             return None
         end = state.marker_time(value.text)
         if end is not None and shift is not None:

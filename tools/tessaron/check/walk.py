@@ -8,9 +8,11 @@ from __future__ import annotations
 from pathlib import Path
 
 from ..files.blocks import read_block
+from .braces import brace_fault
 from .forces import check_forces
 from .lattice import check_lattice
 from .monitors import check_monitor, check_online_monitor, end_of_deck
+from .outputs import note_output
 from .particles import check_particles
 from .state import CheckState, Finding
 from .tracking import check_track_step, check_tracker
@@ -24,30 +26,44 @@ def check_deck(deck: Path) -> list[Finding]:
 
 
 def walk_deck(deck: Path) -> CheckState:
-    """The state at the deck's end, with all findings."""
+    """The state at the deck's end, with all findings; of a deck with a brace missing those ahead of it, and that."""
+    state = _walked(deck, None)
+    if any(finding.severity == "error" for finding in state.findings) and state.reader is not None:
+        fault = brace_fault(deck.name, state.reader.own_lines)
+        if fault is not None:
+            state = _walked(deck, fault.command)
+            state.error(fault.place, f"{fault.text}; nothing behind it is checked")
+    return state
+
+
+def _walked(deck: Path, until: Place | None) -> CheckState:
+    """The same as far as a place, as if all braces were right."""
     state = CheckState(deck.parent)
     if not deck.is_file():
         state.error(Place(str(deck), 0), "there is no such deck; the program would create it empty and end")
         return state
     try:
-        reader = state.reader = DeckReader(deck, state.warn)
+        reader = state.reader = DeckReader(deck, state.warn, state.error)
     except DeckFault as fault:
         state.error(fault.place, fault.text)
         return state
-    _walk(state, reader)
-    end_of_deck(state)
-    if not state.trackers and not any(finding.severity == "error" for finding in state.findings):
+    _walk(state, reader, until)
+    if until is None:
+        end_of_deck(state)
+    if until is None and not state.trackers and not any(finding.severity == "error" for finding in state.findings):
         state.warn(Place(deck.name, 1), "the deck holds no tracker, so nothing moves")
     state.findings = list(dict.fromkeys(state.findings))
     return state
 
 
-def _walk(state: CheckState, reader: DeckReader) -> None:
+def _walk(state: CheckState, reader: DeckReader, until: Place | None) -> None:
     pending: Token | None = None
     while True:
         try:
             command = pending or reader.command()
             pending = None
+            if until is not None and command.place.file == until.file and command.place.line >= until.line:
+                return
             if command.text == "exit":
                 _behind_exit(state, reader)
                 return
@@ -87,11 +103,12 @@ def _io_path(state: CheckState, reader: DeckReader, command: Token) -> None:
         if not state.output_path(".").is_dir():
             state.warn(values["output"].place, f"the folder {state.output_path('.')} does not exist; make it before the run")
     if "logfile" in values:
-        state.logfile = values["logfile"].text
-        state.spare_inputs(state.logfile, values["logfile"].place)
-        path = state.output_path(state.logfile)
+        path = state.output_path(values["logfile"].text)
         if path.is_dir() or not path.parent.is_dir():
             state.error(values["logfile"].place, f"the log {path} cannot be written")
+        elif state.logfile != values["logfile"].text:
+            note_output(state, values["logfile"].text, values["logfile"].place, stays_open=True)
+        state.logfile = values["logfile"].text
 
 
 def _track_accuracy(state: CheckState, reader: DeckReader, command: Token) -> None:

@@ -48,6 +48,7 @@ def read_block(reader: DeckReader, name: str, keys: dict[str, Key], error: Repor
         token = reader.token()
         if token.text == "#file":
             error(token.place, f"#file is not carried out where the value of {key.text} is read")
+            values[key.text] = Value(token.text, token.place, None, False)
             while reader.token().text not in ("}", "#eof"):
                 pass
         elif token.text == "{" and known is None:

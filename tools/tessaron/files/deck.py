@@ -98,15 +98,18 @@ class _Level:
 class DeckReader:
     """Tokens of a deck and its included files.
 
-    :param note: is told of lines and tokens that the program would cut or misread, with their place.
+    :param note: is told of lines and tokens that the program would cut, with their place.
+    :param fault: is told of tabs in words, which then separate them, so that reading can go on; without it they are left in.
     """
 
-    def __init__(self, deck: Path, note: Callable[[Place, str], None] = lambda place, text: None) -> None:
+    def __init__(self, deck: Path, note: Callable[[Place, str], None] = lambda place, text: None,
+                 fault: Callable[[Place, str], None] | None = None) -> None:
         self.folder = deck.parent
         self.input_folder: str | None = None
-        self._note = note
+        self._note, self._fault = note, fault
         self._levels = [_Level(deck.name, deck, _lines_of(deck))]
         self._last = self._levels[0]
+        self.own_lines = self._last.lines  #: of the deck itself
         self.included: list[Path] = []  #: files that `#file` opened
 
     @property
@@ -224,8 +227,9 @@ class DeckReader:
         line = level.lines[level.number]
         level.number += 1
         tokens = split_line(line)
-        if tokens and "\t" in line and any("\t" in text for text in tokens):
-            self._note(self.place, "a tab does not separate words, it is part of them; use blanks")
+        if self._fault is not None and "\t" in line and any("\t" in text for text in tokens):
+            self._fault(self.place, "a tab does not separate words, it is part of them; use blanks")
+            tokens = split_line(line.replace("\t", " "))
         if len(line.rstrip()) > LONGEST_LINE and len(_TOKEN.findall(line)) > len(tokens):
             self._note(self.place, f"the line is longer than {LONGEST_LINE} characters; the program does not see its end")
         return tokens
