@@ -13,7 +13,7 @@ from ..files.datafiles import Faults, read_subbunch_table, read_wake
 from ..files.deck import DeckReader, Place, Token
 from ..files.keys import CAPACITY, FORCES
 
-FEWEST_RANDOM, FEWEST_QUIET = 100, 3  # particles per sigma_long; both leave some 12 % of noise in the largest projected force
+FEWEST_RANDOM, FEWEST_QUIET = 100, 3  # particles per sigma_long; both leave 6 % rms of noise, of the largest projected force
 RANDOM = 0.5  # noise of the density over that of independent particles, above which a bunch counts as random
 MANY_PAIRS = 5000
 SUB_BUNCH = ("csr_p_to_p", "csr_p_to_m", "csr_g_to_p", "csr_g_to_m")
