@@ -9,9 +9,8 @@
 
 namespace tessaron {
 
-/// What the evaluations of one observer after the other work on. Its owner keeps it from one to the next: the
-/// search for the closest point starts from the last answer. Several may evaluate at a time, each with its
-/// own.
+/// What the evaluations of one observer after the other work on; nothing in it counts for the next one.
+/// Several may evaluate at a time, each with its own.
 struct ObserverWork {
   ClosestRecord closest;
   LimitRecord limits;

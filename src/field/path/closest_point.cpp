@@ -104,8 +104,8 @@ bool newton(const PathRecord& path, const Vec3& r0, double low, double start, do
 
 void fclini(const PathRecord& path, const Vec3& r0, double s_low, double s_high, double tau,
             ClosestRecord& closest) {
-  const bool warm = s_low < closest.start && closest.start < s_high;
-  const double start = warm ? closest.start : 0.5 * (s_low + s_high);
+  const bool within = s_low < r0.x && r0.x < s_high;
+  const double start = within ? r0.x : 0.5 * (s_low + s_high);
   double s;
   if (!newton(path, r0, s_low, start, s_high, s)) {
     s = dbrent(path, r0, s_low, start, s_high, tau);
@@ -118,7 +118,7 @@ void fclini(const PathRecord& path, const Vec3& r0, double s_low, double s_high,
   const double dx = p.x - r0.x, dy = p.y - r0.y;
   // One correction; the factor 2 damps it where the path bends towards the observer.
   s -= (p.ex * dx + p.ey * dy) / (1 + 2 * p.kappa * (p.ex * dy - p.ey * dx));
-  closest.s_c = closest.start = s;
+  closest.s_c = s;
   closest.path = pthval(path, s);
   fobset(r0, closest);
 }
