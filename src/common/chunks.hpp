@@ -2,6 +2,8 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "common/table.hpp"
+
 namespace tessaron {
 
 /// Work on many things, shared among the cores of the machine.
@@ -11,7 +13,8 @@ namespace tessaron {
 /// result is the same for any number of threads, one included, as long as a chunk
 ///   - writes what belongs to its own things, or
 ///   - leaves a partial sum in a place of its own; these are added in the order of the chunks afterwards.
-/// Chunks touch neither files nor console nor a shared record.
+/// Chunks touch neither files nor a shared record. What one writes on the console waits until all before it
+/// have ended, and so does a fatal stop: the console, too, is the same for any number of threads.
 
 /// The things first..last, none if last < first.
 struct Chunk {
@@ -70,7 +73,21 @@ void with_threads(Run run) {
   with_threads([](void* p) { (*static_cast<Run*>(p))(); }, &run);
 }
 
+inline constexpr int most_threads = 256;  ///< a larger team is made no use of
+
 /// Threads of the team: 1 outside of with_threads.
 int thread_count();
+/// The number of the calling thread, 1 .. thread_count().
+int this_thread();
+/// Returns when all pieces before the one that the calling thread works on have ended; at once outside of
+/// shared work. The console asks ahead of all that it writes.
+void await_turn();
+
+/// A thing that each thread needs one of for itself, such as room to work in.
+template <class T>
+struct PerThread {
+  Table<T, most_threads> of;
+  T& mine() { return of[this_thread()]; }
+};
 
 }  // namespace tessaron

@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstdlib>
 
+#include "common/chunks.hpp"
 #include "common/end_request.hpp"
 
 namespace tessaron {
@@ -45,6 +46,7 @@ void put(const char* text, std::size_t size) {
 
 void console_line(std::string_view text) {
   if (silent) return;
+  await_turn();
   if (line_hook != nullptr) line_hook();
   // One write for a whole line, so that lines stay whole and in order whatever else writes there.
   std::array<char, 1024> line;
@@ -69,6 +71,7 @@ void pause_for_operator(std::string_view message) {
 }
 
 void fatal_stop(std::string_view line) {
+  await_turn();
   if (!line.empty()) console_line(line);
   if (stop_hook != nullptr) stop_hook(line);
   std::exit(0);

@@ -5,7 +5,8 @@ namespace tessaron {
 
 /// Writes one free-form line to the console (standard output): a blank, the text, the line's end; an empty
 /// text gives an empty line. The line is handed to the operating system at once. Nothing is written while the
-/// console is silent. The log does not get the line.
+/// console is silent. The log does not get the line. In work that threads share, lines come in the order of
+/// its pieces.
 void console_line(std::string_view text);
 
 /// Makes this process write nothing to the console (workers of a process group).

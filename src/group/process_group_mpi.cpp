@@ -55,8 +55,8 @@ void meet() {
 ProcessIdentity pgflags() { return identity; }
 
 void pgstart(int* argc, char*** argv) {
-  int provided = 0;  // the other threads of a process leave MPI alone
-  MPI_Init_thread(argc, argv, MPI_THREAD_FUNNELED, &provided);
+  int provided = 0;  // one thread at a time: a fatal stop comes from the one that meets it
+  MPI_Init_thread(argc, argv, MPI_THREAD_SERIALIZED, &provided);
   int rank = 0, size = 1;
   MPI_Comm_rank(MPI_COMM_WORLD, &rank);
   MPI_Comm_size(MPI_COMM_WORLD, &size);

@@ -2,7 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
+#include <thread>
 #include <vector>
+
+#include "common/console.hpp"
+#include "support/capture.hpp"
 
 #ifdef _OPENMP
 #include <omp.h>
@@ -56,6 +61,26 @@ TEST(Chunks, AreEachWorkedOnOnceByAnyTeam) {
     EXPECT_EQ(thread_count(), 1);
   }
 #endif
+}
+
+// The first chunks take longest, and every other one has something to say.
+TEST(Chunks, SpeakInTheirOrder) {
+  constexpr int n = 20;
+  std::vector<std::string> lines;
+  const auto speak = [&] {
+    lines = test::console_of([] {
+      over_chunks({n, n}, [](const Chunk& chunk) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(n - chunk.number));
+        if (chunk.number % 2 == 0) console_line(std::to_string(chunk.number));
+      });
+    });
+  };
+#ifdef _OPENMP
+  omp_set_num_threads(5);
+#endif
+  with_threads(speak);
+  ASSERT_EQ(lines.size(), 10u);
+  for (std::size_t k = 0; k < lines.size(); ++k) EXPECT_EQ(std::stoul(lines[k]), 2 * k + 2);
 }
 
 }  // namespace
