@@ -19,7 +19,7 @@ namespace {
 
 constexpr double sigma_long = 3e-5, rms_long = 1e-4, rms_rad = 3e-5, chirp = 1e-4;
 ForceTable forces;
-ObserverWork observer;
+ObserverTeam team;
 
 /// A bunch of n particles in the middle of a long arc of 10 m radius, p = 1000.
 void make_bunch(std::int32_t n) {
@@ -157,7 +157,7 @@ void BM_evaluation(benchmark::State& state, ForceType type) {
   settings(type, static_cast<double>(state.range(1)) / 100);
   for (auto _ : state) {
     grnrst();
-    if (force3(type, ptlcom.particle, ptlcom.section, ptlcom.ctptcl, observer, forces) != ok) {
+    if (force3(type, ptlcom.particle, ptlcom.section, ptlcom.ctptcl, team, forces) != ok) {
       state.SkipWithError("the evaluation failed");
     }
   }

@@ -5,7 +5,6 @@
 #include <cmath>
 
 #include "beam/bunch_record.hpp"
-#include "field/observer_work.hpp"
 #include "forces/force_settings_owner.hpp"
 #include "forces/models.hpp"
 #include "group/process_group.hpp"
@@ -73,10 +72,9 @@ Status frcims(ForceType& type, ParticleTable& particles, SectionTable& sections,
               ForceTable& forces) {
   pgbunch(particles, sections);
   exchange_settings(type, ct);
-  static constinit ObserverWork observer;  // all zero: it takes no room in the program file
-  const Status status = type == ForceType::csr_p_to_p
-                            ? force2(particles, sections, ct, observer, forces)
-                            : force3(type, particles, sections, ct, observer, forces);
+  static constinit ObserverTeam team;  // all zero: it takes no room in the program file
+  const Status status = type == ForceType::csr_p_to_p ? force2(particles, sections, ct, team, forces)
+                                                      : force3(type, particles, sections, ct, team, forces);
   if (status != ok) msgout("error in frcims");
   return status;
 }

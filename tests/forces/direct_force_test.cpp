@@ -118,7 +118,7 @@ TEST_F(DirectForce, WritesItsDiagnosticFile) {
   folder.make_folder("fc2.dat");
   static ForceTable table;
   Status status = ok;
-  log = test::console_of([&] { status = force2(ptlcom.particle, ptlcom.section, 0, observer, table); });
+  log = test::console_of([&] { status = force2(ptlcom.particle, ptlcom.section, 0, team, table); });
   EXPECT_NE(status, ok);
   EXPECT_EQ(log.back(), " error in force2");
   (void)close_all_files();

@@ -90,8 +90,8 @@ struct Models : ::testing::Test {
     static ForceTable table;
     log = console_of([&] {
       const Status status = type == ForceType::csr_p_to_p
-                                ? force2(ptlcom.particle, ptlcom.section, ct, observer, table)
-                                : force3(type, ptlcom.particle, ptlcom.section, ct, observer, table);
+                                ? force2(ptlcom.particle, ptlcom.section, ct, team, table)
+                                : force3(type, ptlcom.particle, ptlcom.section, ct, team, table);
       EXPECT_EQ(status, ok);
     });
     const auto run = table.run(1, ptlcom.npart);
@@ -107,7 +107,7 @@ struct Models : ::testing::Test {
   }
   static double size(const std::vector<Force>& a) { return deviation(a, std::vector<Force>(a.size())); }
 
-  static inline ObserverWork observer;
+  static inline ObserverTeam team;
   std::vector<std::string> log;
   std::mt19937 engine{99};
   double normal() { return std::normal_distribution<double>()(engine); }

@@ -15,7 +15,7 @@ namespace {
 
 struct Work {
   const char* name;
-  int particles;  ///< enough for several chunks in all loops
+  int particles;  ///< enough for several chunks in all loops that the force has
   const char* forces;
 };
 
@@ -32,6 +32,7 @@ std::string bunch(int particles) {
 std::map<std::string, std::string> files_of(const Work& work, int threads) {
   const RunFolder folder;
   folder.write("bunch", bunch(work.particles));
+  folder.write("wake", "1e-4\n1e-4\n-4\n4\n0\n1e13\n2e13\n3e13\n2e13\n1e13\n0\n0\n0\n");
   folder.write("tessar.in",
                std::string("io_path { logfile = log }\n"
                            "lattice { dipole { position { rho = 1 psi = 0 } properties { r = 10 }\n"
@@ -61,6 +62,15 @@ TEST(Threads, EveryDigitIsTheSameForAnyNumberOfThem) {
       {"projected", 17000, "type = projected sigma_long = relative relative_long = 0.1 shield = 0.02"},
       {"projected and smoothed", 17000, "type = projected sigma_long = 1e-5 par1 = 1 par2 = 100"},
       {"projected on a long grid", 17000, "type = projected sigma_long = 5e-7"},
+      {"wake", 17000, "type = projected sigma_long = 5e-5 wake_file = wake"},
+      {"no force", 17000, "type = none"},
+      {"direct", 40, "type = csr_p_to_p sigma_long = 5e-5"},
+      {"direct, shielded", 20, "type = csr_p_to_p sigma_long = 5e-5 shield = 0.02 shape = ellipsoid"},
+      {"direct on a mesh", 60, "type = csr_p_to_m sigma_long = 5e-5 shape = ellipsoid"},
+      {"Green's", 60, "type = csr_g_to_p sigma_long = 5e-5 shape = sphere"},
+      {"Green's on a mesh", 300, "type = csr_g_to_m sigma_long = 5e-5 shape = ellipsoid"},
+      {"Green's, shielded and laid anew", 100,
+       "type = csr_g_to_m sigma_long = 5e-5 shape = ellipsoid shield = 0.02 use_old_mesh = no"},
   };
   for (const Work& work : works) {
     const auto one = files_of(work, 1);

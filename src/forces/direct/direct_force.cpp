@@ -1,16 +1,14 @@
+#include <algorithm>
 #include <cmath>
 #include <string_view>
 
 #include "common/console.hpp"
 #include "common/end_request.hpp"
-#include "field/ffield.hpp"
-#include "field/observer_work.hpp"
-#include "field/source_record.hpp"
 #include "forces/field_settings.hpp"
 #include "forces/image_cost.hpp"
 #include "forces/models.hpp"
+#include "forces/source_fields.hpp"
 #include "group/process_group.hpp"
-#include "lattice/lattice_record.hpp"
 #include "run/file_table.hpp"
 #include "run/line_writer.hpp"
 
@@ -18,39 +16,41 @@ namespace tessaron {
 
 namespace {
 
-/// Adds the field of a source times q to this process's share of the targets, in the plane of the lattice
-/// [V/m]. Heights and vertical angles of the targets do not enter.
-void add_source(const FieldSource& source, double q, const ParticleTable& particles, double ct,
-                const ProcessIdentity& id, ObserverWork& observer, ForceTable& forces) {
-  std::int32_t target = 0;
+/// The test particles of this process with their fields, all in the plane of the lattice. Heights and
+/// vertical angles of particles do not enter.
+struct Targets {
+  std::int32_t n;
+  Table<std::int32_t, maxprt> particle;
+  Table<FieldObserver, maxprt> at;
+  Table<PlaneField, maxprt> field;
+};
+constinit Targets targets{};  // all zero: it takes no room in the program file
+
+void collect_targets(const ParticleTable& particles) {
+  const ProcessIdentity id = pgflags();
+  targets.n = 0;
+  std::int32_t number = 0;
   for (std::int32_t i = 1; i <= ptlcom.npart; ++i) {
-    if (end_requested() || !ptlcom.test[i] || !own_item(++target, id)) continue;
-    const Particle& at = particles[i];
-    double r[3], n[3], t;
-    pthfrm(source.path, at.x, at.y, 0, at.phi, 0, ct, r, n, t);
-    FieldResult result = ffield(source, observer, t, r, gamma_of(at), n);
-    pthlab(source.path, result.force);
-    forces[i].along += q * result.force[0];
-    forces[i].across += q * result.force[1];
+    if (!ptlcom.test[i] || !own_item(++number, id)) continue;
+    const std::int32_t k = ++targets.n;
+    targets.particle[k] = i;
+    targets.at[k] = {particles[i].x, particles[i].y, particles[i].phi, gamma_of(particles[i])};
+    targets.field[k] = {};
   }
 }
 
 void progress(std::int32_t isrc) {
   const std::int32_t npart = ptlcom.npart;
+  if (!pgflags().master) return;
   if (isrc == 1 || isrc == npart || (npart >= 900 && isrc % 100 == 0)) {
     console_line(FreeForm(" isrc       =", isrc, " npart =", npart).items());
   }
 }
 
 /// From volts per metre in the plane of the lattice to the particle's own axes and units.
-void turn_to_motion(const ParticleTable& particles, ForceTable& forces) {
-  for (std::int32_t i = 1; i <= ptlcom.npart; ++i) {
-    if (!ptlcom.test[i]) continue;
-    const double fx = forces[i].along, fy = forces[i].across;
-    const double c = std::cos(particles[i].phi), s = std::sin(particles[i].phi);
-    forces[i].along = (fx * c + fy * s) * mc_per_ev;
-    forces[i].across = (-fx * s + fy * c) * mc_per_ev;
-  }
+Force turned_to_motion(const PlaneField& field, double phi) {
+  const double c = std::cos(phi), s = std::sin(phi);
+  return {(field.x * c + field.y * s) * mc_per_ev, (-field.x * s + field.y * c) * mc_per_ev, 0};
 }
 
 /// One line of `fc2.dat`: place relative to the reference particle and the two force components.
@@ -88,28 +88,25 @@ Status diagnostics(const ParticleTable& particles, const ForceTable& forces) {
 
 }  // namespace
 
-Status force2(const ParticleTable& particles, const SectionTable& sections, double ct, ObserverWork& observer,
+Status force2(const ParticleTable& particles, const SectionTable& sections, double ct, ObserverTeam& team,
               ForceTable& forces) {
-  const ProcessIdentity id = pgflags();
-  FieldSource source;
-  pass_field_settings(particles[1], source);
-  for (std::int32_t i = 1; i <= ptlcom.npart; ++i) forces[i] = Force{};
+  FieldSource settings;
+  pass_field_settings(particles[1], settings);
   tell_image_cost_of_fields(ForceType::csr_p_to_p, ptlcom.npart, {particles[1], sections[1]}, particles, ct,
-                            observer);
-
-  for (std::int32_t isrc = 1; isrc <= ptlcom.npart && !end_requested(); ++isrc) {
-    if (ptlcom.source[isrc]) {
-      setpth(particles[isrc], sections[isrc], latcom.nlat, ct, source);
-      finit(source, "check", 0);
-      add_source(source, particles[isrc].q, particles, ct, id, observer, forces);
-    }
-    if (id.master) progress(isrc);
+                            team.mine());
+  collect_targets(particles);
+  add_source_fields(particles, sections, ct, settings, targets.at.run(1, targets.n), team, progress,
+                    targets.field.run(1, targets.n));
+  std::ranges::fill(forces.run(1, ptlcom.npart), Force{});
+  for (std::int32_t k = 1; k <= targets.n; ++k) {
+    const std::int32_t i = targets.particle[k];
+    forces[i] = turned_to_motion(targets.field[k], particles[i].phi);
   }
-  turn_to_motion(particles, forces);
   pgsum(&forces[1].along, 3, ptlcom.npart);
 
   Status status = ok;
-  if (force_settings.force_test && id.master && !end_requested()) status = diagnostics(particles, forces);
+  if (force_settings.force_test && pgflags().master && !end_requested())
+    status = diagnostics(particles, forces);
   if (status != ok) msgout("error in force2");
   return status;
 }

@@ -8,8 +8,6 @@
 #include "common/end_request.hpp"
 #include "common/sort2.hpp"
 #include "field/ffield.hpp"
-#include "field/observer_work.hpp"
-#include "field/source_record.hpp"
 #include "forces/force_settings.hpp"
 #include "forces/green/mesh/rows.hpp"
 #include "forces/image_cost.hpp"
@@ -29,17 +27,17 @@ MeshObserver mesh_observer = nullptr;
 /// path's frame.
 struct SubbunchField final : GreenField {
   const FieldSource& source;
-  ObserverWork& observer;
+  ObserverTeam& team;
   double t, n[3], gamma;
 
-  SubbunchField(const FieldSource& of, ObserverWork& on, const Particle& mean, double ct, double test_gamma)
-      : source(of), observer(on), gamma(test_gamma) {
+  SubbunchField(const FieldSource& of, ObserverTeam& on, const Particle& mean, double ct, double test_gamma)
+      : source(of), team(on), gamma(test_gamma) {
     double r[3];
     pthfrm(source.path, mean.x, mean.y, 0, mean.phi, 0, ct, r, n, t);
   }
   void at(double a, double b, GreenRow& field) const override {
     const double r[3] = {a, b, 0};
-    const FieldResult result = ffield(source, observer, t, r, gamma, n);
+    const FieldResult result = ffield(source, team.mine(), t, r, gamma, n);
     field = {result.force[0], result.force[1], result.cb[2]};
   }
 };
@@ -143,7 +141,7 @@ void green_set_capacity(std::int32_t rows) { capacity = std::clamp<std::int32_t>
 void green_observe(MeshObserver observer) { mesh_observer = observer; }
 
 void green_sums(ForceType type, const ParticleTable& particles, const SectionTable& sections, double ct,
-                FieldSource& source, ObserverWork& observer, ReferenceMotion& reference, GreenWork& work) {
+                FieldSource& source, ObserverTeam& team, ReferenceMotion& reference, GreenWork& work) {
   const ProcessIdentity id = pgflags();
   KeptMesh& kept = work.kept;
   const bool whole = work.mesh.gfirst == 1 && !work.mesh.more();
@@ -162,7 +160,7 @@ void green_sums(ForceType type, const ParticleTable& particles, const SectionTab
   reference.gamma = kept.ref_gamma;
   setpth(kept.mean.particle, kept.mean.section, latcom.nlat, ct, source);
   finit(source, "check", 0);
-  const SubbunchField field(source, observer, kept.mean.particle, ct, kept.ref_gamma);
+  const SubbunchField field(source, team, kept.mean.particle, ct, kept.ref_gamma);
   collect_tiles(particles, reference, work);
 
   bool first = true, more = false;
@@ -170,7 +168,7 @@ void green_sums(ForceType type, const ParticleTable& particles, const SectionTab
     if (!reuse) more = first ? new_mesh(source, work) : gmesh0_next(work.mesh);
     if (!reuse && first) {
       tell_image_cost_of_fields(type, 4.0 * work.points.ne, {kept.mean.particle, kept.mean.section},
-                                particles, ct, observer, static_cast<double>(work.mesh.ngreen));
+                                particles, ct, team.mine(), static_cast<double>(work.mesh.ngreen));
     }
     if (id.group_size > 1 && !reuse) green_rows_of_block(work.points, particles, field, work.mesh);
     add_sources(field, first, work);

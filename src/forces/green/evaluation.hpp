@@ -4,10 +4,9 @@
 #include "forces/green/boxes.hpp"
 #include "forces/green/polygon.hpp"
 #include "forces/green/sources.hpp"
+#include "forces/source_fields.hpp"
 
 namespace tessaron {
-
-struct ObserverWork;
 
 /// The mean of the source particles: place and momentum weighted by charge (by its size where the charges
 /// cancel to rounding), the direction without weights, in the plane, with the charge 1. Its section is the
@@ -53,7 +52,7 @@ extern const GreenWork& green_work;
 /// \param source     has its settings, and is given the path of the mean
 /// \param reference  out: the motion for which the sums hold; `beta` is given
 void green_sums(ForceType type, const ParticleTable& particles, const SectionTable& sections, double ct,
-                FieldSource& source, ObserverWork& observer, ReferenceMotion& reference, GreenWork& work);
+                FieldSource& source, ObserverTeam& team, ReferenceMotion& reference, GreenWork& work);
 
 /// Who is told of each new mesh before it is filled: the polygon that it covers, and the sections of constant
 /// curvature of the path. The monitors stand above the forces and hand their writer down through this.

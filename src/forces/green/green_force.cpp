@@ -1,14 +1,10 @@
 #include "common/console.hpp"
-#include "common/end_request.hpp"
-#include "field/ffield.hpp"
-#include "field/observer_work.hpp"
-#include "field/source_record.hpp"
 #include "forces/field_settings.hpp"
 #include "forces/green/evaluation.hpp"
 #include "forces/image_cost.hpp"
 #include "forces/models.hpp"
+#include "forces/source_fields.hpp"
 #include "group/process_group.hpp"
-#include "lattice/lattice_record.hpp"
 #include "run/line_writer.hpp"
 
 #include <cmath>
@@ -19,42 +15,40 @@ namespace {
 
 constinit GreenWork store{};  // all zero: it takes no room in the program file
 
-/// Adds the field of a source times q to this process's points, in lab axes [V/m].
-void add_source(const FieldSource& source, double q, double ct, const ReferenceMotion& reference,
-                const ProcessIdentity& id, ObserverWork& observer, ObservationPoints& points) {
-  for (std::int32_t e = 1; e <= points.ne; ++e) {
-    if (end_requested() || !own_item(e, id)) continue;
-    double r[3], n[3], t;
-    pthfrm(source.path, points.lab[e].x, points.lab[e].y, 0, reference.phi, 0, ct, r, n, t);
-    FieldResult result = ffield(source, observer, t, r, reference.gamma, n);
-    pthlab(source.path, result.force);
-    points.sum[e].f1 += q * result.force[0];
-    points.sum[e].f2 += q * result.force[1];
-    points.sum[e].bz += q * result.cb[2];
+/// The points of this process with their fields in lab axes.
+struct OwnPoints {
+  std::int32_t n;
+  Table<FieldObserver, maxprt> at;
+  Table<PlaneField, maxprt> field;
+};
+constinit OwnPoints own{};
+
+void progress(std::int32_t isrc) {
+  if (pgflags().master && ptlcom.source[isrc] && ptlcom.npart > 999 && isrc % 100 == 0) {
+    console_line(FreeForm("isrc=", isrc, " npart=", ptlcom.npart).items());
   }
 }
 
 /// Field sums of the points with a path for each source.
 void source_sums(const ParticleTable& particles, const SectionTable& sections, double ct,
-                 const ReferenceMotion& reference, FieldSource& source, ObserverWork& observer,
+                 const ReferenceMotion& reference, const FieldSource& settings, ObserverTeam& team,
                  ObservationPoints& points) {
   const ProcessIdentity id = pgflags();
   tell_image_cost_of_fields(ForceType::csr_p_to_m, points.ne, {particles[1], sections[1]}, particles, ct,
-                            observer);
-  for (std::int32_t isrc = 1; isrc <= ptlcom.npart && !end_requested(); ++isrc) {
-    if (!ptlcom.source[isrc]) continue;
-    setpth(particles[isrc], sections[isrc], latcom.nlat, ct, source);
-    finit(source, "check", 0);
-    add_source(source, particles[isrc].q, ct, reference, id, observer, points);
-    if (id.master && ptlcom.npart > 999 && isrc % 100 == 0) {
-      console_line(FreeForm("isrc=", isrc, " npart=", ptlcom.npart).items());
-    }
-  }
-  const double c0 = std::cos(reference.phi), s0 = std::sin(reference.phi);
+                            team.mine());
+  own.n = 0;
   for (std::int32_t e = 1; e <= points.ne; ++e) {
-    const GreenRow f = points.sum[e];
-    points.sum[e] = {(c0 * f.f1 + s0 * f.f2) * mc_per_ev, (-s0 * f.f1 + c0 * f.f2) * mc_per_ev,
-                     f.bz * mc_per_ev};
+    if (!own_item(e, id)) continue;
+    own.at[++own.n] = {points.lab[e].x, points.lab[e].y, reference.phi, reference.gamma};
+    own.field[own.n] = {};
+  }
+  add_source_fields(particles, sections, ct, settings, own.at.run(1, own.n), team, progress,
+                    own.field.run(1, own.n));
+  const double c0 = std::cos(reference.phi), s0 = std::sin(reference.phi);
+  for (std::int32_t e = 1, k = 0; e <= points.ne; ++e) {
+    if (!own_item(e, id)) continue;
+    const PlaneField& f = own.field[++k];
+    points.sum[e] = {(c0 * f.x + s0 * f.y) * mc_per_ev, (-s0 * f.x + c0 * f.y) * mc_per_ev, f.bz * mc_per_ev};
   }
 }
 
@@ -70,7 +64,7 @@ void grnrst() {
 bool green_kept() { return store.kept.ok; }
 
 Status force3(ForceType type, const ParticleTable& particles, const SectionTable& sections, double ct,
-              ObserverWork& observer, ForceTable& forces) {
+              ObserverTeam& team, ForceTable& forces) {
   FieldSource source;
   pass_field_settings(particles[1], source);
   ReferenceMotion reference{particles[1].phi, beta_of(particles[1]), gamma_of(particles[1])};
@@ -82,9 +76,9 @@ Status force3(ForceType type, const ParticleTable& particles, const SectionTable
          points);
   for (std::int32_t e = 1; e <= points.ne; ++e) points.sum[e] = {};
   if (use_green) {
-    green_sums(type, particles, sections, ct, source, observer, reference, store);
+    green_sums(type, particles, sections, ct, source, team, reference, store);
   } else {
-    source_sums(particles, sections, ct, reference, source, observer, points);
+    source_sums(particles, sections, ct, reference, source, team, points);
   }
   pgsum(&points.sum[1].f1, 3, points.ne);
   if (pgflags().master) frcint(particles, reference, store.boxes, points, forces);
