@@ -12,7 +12,7 @@ cd "$(dirname "$0")"
 . tools/packages.sh
 
 need g++ clang libclang-rt-14-dev cmake make libgtest-dev libbenchmark-dev dpkg-dev file mkdocs openmpi-bin libopenmpi-dev chromium \
-  python3 python3-pytest python3-numpy python3-matplotlib python3-h5py python3-tqdm \
+  python3 python3-pytest python3-numpy python3-matplotlib python3-h5py python3-tqdm python3-lark \
   python3-distributed python3-mpi4py python3-nbclient python3-ipykernel python3-scipy
 
 build_and_test() {

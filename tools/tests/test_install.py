@@ -66,7 +66,7 @@ def test_the_package_needs_what_its_files_need(unpacked):
 
 
 @pytest.mark.parametrize("words, expected", [
-    ("co", {"convert", "converge"}), ("convert a.dat --to o", {"openpmd"}), ("plot pha", {"phase"}), ("make-bunch --en", {"--energy", "--energy-spread"}),
+    ("co", {"convert", "convert-lattice", "converge"}), ("convert a.dat --to o", {"openpmd"}), ("plot pha", {"phase"}), ("make-bunch --en", {"--energy", "--energy-spread"}),
     ("--traceback analyse --fr", {"--from", "--frame"}), ("analyse st", set())])
 def test_bash_completes(unpacked, tmp_path, words, expected):
     script = f"""source {unpacked[0]}/share/bash-completion/completions/tessaron-tools

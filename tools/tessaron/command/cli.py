@@ -15,6 +15,7 @@ from .completion import PrintCompletion
 SUBCOMMANDS = (
     "make-bunch",
     "convert",
+    "convert-lattice",
     "check",
     "run",
     "analyse",
@@ -28,7 +29,7 @@ SUBCOMMANDS = (
 )
 
 PACKAGES = {"numpy": "python3-numpy", "matplotlib": "python3-matplotlib", "h5py": "python3-h5py", "tqdm": "python3-tqdm",
-            "distributed": "python3-distributed", "mpi4py": "python3-mpi4py", "tomli": "python3-tomli"}
+            "distributed": "python3-distributed", "mpi4py": "python3-mpi4py", "tomli": "python3-tomli", "lark": "python3-lark"}
 
 
 def build_parser() -> argparse.ArgumentParser:

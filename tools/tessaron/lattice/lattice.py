@@ -51,6 +51,20 @@ class Lattice:
         return lattice_of_deck(Path(deck))
 
     @classmethod
+    def from_madx(cls, path: str | Path, line: str | None = None, replace_by_drift: Iterable[str] = ()) -> "Lattice":
+        """The lattice of a line or sequence in a MAD-X file; see `tessaron.exchange.madx`. It needs python3-lark.
+
+        What has to be left out, such as fringe fields, is told on standard error.
+
+        :param line: name of the line or sequence; otherwise that of the last `use`, else the only one.
+        :param replace_by_drift: types, as MAD-X calls them, whose elements become drifts where the program has no counterpart.
+        :raises ValueError: elements without counterpart, each told by its line; a file that cannot be taken, by file, line and word.
+        """
+        from ..exchange.madx import lattice_of_madx
+
+        return lattice_of_madx(Path(path), line, replace_by_drift)[0]
+
+    @classmethod
     def chicane(cls, angle: float, length: float, drift: float, middle: float, **more: float) -> "Lattice":
         """Four rectangular dipoles; see `tessaron.lattice.chicane.chicane`."""
         from .chicane import chicane

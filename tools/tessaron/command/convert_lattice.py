@@ -1,0 +1,35 @@
+"""Convert a lattice from or to other programs.
+
+Reads MAD-X files and decks and writes a `lattice` block for a deck. Elements that the program has not are an error, each told
+by its line, unless their type is to be replaced by drifts.
+"""
+from __future__ import annotations
+
+from argparse import ArgumentParser, Namespace
+
+from .common import note_given, refuse_without
+
+
+def options(parser: ArgumentParser) -> None:
+    note_given(parser)
+    add = parser.add_argument
+    add("input", help="lattice file; its suffix tells the format: .madx, .mad, .seq; others are decks")
+    add("-o", "--output", default="lattice.in", metavar="FILE", help="lattice block to write, which a deck takes by "
+        "#file { name = FILE }")
+    add("--from", dest="source", choices=["madx", "deck"], help="format of the input, whatever its name")
+    add("--line", metavar="NAME", help="line or sequence; otherwise that in use")
+    add("--momentum", type=float, metavar="EV_C", help="reference momentum [eV/c], in place of that of a MAD-X beam; noted in the output")
+    add("--replace-by-drift", nargs="+", default=[], metavar="TYPE", help="types, as the other program calls them, whose elements become "
+        "drifts of their length where the program has no counterpart")
+
+
+def run(options: Namespace) -> None:
+    from ..exchange.convert import format_of, load, save
+
+    source = options.source or format_of(options.input)
+    for name in ("line", "replace-by-drift"):
+        refuse_without(options, name, source != "deck", "on a deck")
+    if options.momentum is not None and not options.momentum > 0:
+        raise ValueError(f"--momentum must be above 0 eV/c, not {options.momentum!r}")
+    lattice, momentum = load(options.input, source, options.line, options.momentum, options.replace_by_drift)
+    print(save(options.output, lattice, options.input, options.momentum or momentum))

@@ -1,0 +1,1 @@
+"""Lattices of other programs, in and out."""

@@ -1,0 +1,178 @@
+"""From the attributes of MAD-X and elegant, which mean the same, to elements.
+
+Both count x to the left, angles to the right, and k1 above 0 as focusing in the plane, as `lattice.elements` does. A roll by
+`tilt` is from left to up; half a turn makes a bend one to the other side.
+"""
+from __future__ import annotations
+
+from math import atan2, hypot, pi, sin
+from typing import Callable
+
+import numpy as np
+
+from ..lattice.elements import Dipole, Drift, Element, Map, Marker, Multipole, Quadrupole, ThinQuadrupole, length_of
+from .pieces import Piece
+
+ROLL = 1e-5  #: rad within which a roll counts as none or as half a turn; files write 1.5708
+HELD = "the program holds the magnets of the orbit plane alone"
+
+
+class NoCounterpart(Exception):
+    """Why an element cannot be had, and the length that a drift in its place would need [m]."""
+
+    def __init__(self, why: str, length: float) -> None:
+        super().__init__(why)
+        self.length = length
+
+
+class Numbers:
+    """The attributes of an element by their names in small letters, and the remarks that were made on it."""
+
+    def __init__(self, number: Callable[[str], float], array: Callable[[str], list[float]] = lambda name: []) -> None:
+        self._number, self.array = number, array
+        self.remarks: list[str] = []
+
+    def __call__(self, name: str) -> float:
+        """The number of an attribute, 0 where it is not given."""
+        return self._number(name)
+
+    @property
+    def length(self) -> float:
+        return self("l")
+
+    def refuse(self, length: float, names: str, words: str) -> None:
+        """No counterpart if one of the attributes is not 0."""
+        for name in names.split():
+            if value := self(name):
+                raise NoCounterpart(f"{words} ({name} = {value:.6g})", length)
+
+    def remark(self, names: str, words: str) -> None:
+        """A remark if one of the attributes is not 0."""
+        given = [f"{name} = {value:.6g}" for name in names.split() if (value := self(name))]
+        if given:
+            self.remarks.append(f"{words} ({', '.join(given)})")
+
+
+Builder = Callable[[Numbers], Element]
+
+
+def built(name: str, kind: str, place: object, builder: Builder | None, numbers: Numbers) -> Piece:
+    """The piece that a builder makes; none for a type that has no builder."""
+    try:
+        if builder is None:
+            raise NoCounterpart("no element of this kind", numbers.length)
+        element = builder(numbers)
+    except NoCounterpart as error:
+        return Piece(name, kind, place, error.length, None, str(error), tuple(numbers.remarks))
+    return Piece(name, kind, place, length_of(element), element, remarks=tuple(numbers.remarks))
+
+
+def marker(numbers: Numbers) -> Element:
+    """A place with a name."""
+    return Marker()
+
+
+def drift(numbers: Numbers) -> Element:
+    """Nothing but its length."""
+    return Drift(numbers.length)
+
+
+def monitor(numbers: Numbers) -> Element:
+    """A drift, or where it has no length a marker."""
+    return Drift(numbers.length) if numbers.length else Marker()
+
+
+def collimator(numbers: Numbers) -> Element:
+    """A drift; the program has no apertures."""
+    numbers.remarks.append("the aperture is left out")
+    return Drift(numbers.length)
+
+
+def inert(names: str, words: str) -> Builder:
+    """A drift where the attributes are 0, for example a corrector that is switched off."""
+    def build(numbers: Numbers) -> Element:
+        numbers.refuse(numbers.length, names, words)
+        return Drift(numbers.length)
+    return build
+
+
+def sector_bend(numbers: Numbers) -> Element:
+    """A bend whose length is that of the orbit."""
+    return _bend(numbers, numbers.length, 0.0)
+
+
+def rectangular_bend(chord: bool) -> Builder:
+    """A bend whose faces are parallel but for e1 and e2; `chord`: its length is the straight one."""
+    def build(numbers: Numbers) -> Element:
+        angle = numbers("angle")
+        if abs(angle) >= 2 * pi:
+            raise NoCounterpart(f"a bend by {angle:.6g} rad, more than a turn", numbers.length)
+        stretch = (angle / 2) / sin(angle / 2) if chord and angle else 1.0
+        return _bend(numbers, numbers.length * stretch, angle / 2)
+    return build
+
+
+def _bend(numbers: Numbers, length: float, face: float) -> Element:
+    angle, roll = numbers("angle"), numbers("tilt")
+    numbers.refuse(length, "k1 k1s k2 k2s k3", "a combined-function bend")
+    numbers.refuse(length, "dx dy dz etilt fse", "a bend with errors")
+    side = 1 if abs(sin(roll / 2)) < ROLL / 2 else -1
+    if angle and abs(sin(roll)) > ROLL:
+        raise NoCounterpart(f"a bend out of the plane (tilt = {roll:.6g}); {HELD}", length)
+    if not length:
+        if angle:
+            raise NoCounterpart(f"a bend without length (angle = {angle:.6g})", 0.0)
+        return Drift(0.0)
+    numbers.remark("h1 h2", "the curvature of the pole faces is left out")
+    if numbers("hgap") and (numbers("fint") or numbers("fintx")):
+        numbers.remark("hgap fint fintx", "edges are hard: the fringe fields are left out, which changes the vertical focusing")
+    return Dipole(length, side * angle, side * (face + numbers("e1")), side * (face + numbers("e2")))
+
+
+def magnet(poles: int) -> Builder:
+    """A quadrupole, or a sextupole and so on, with its skew part as a roll."""
+    order = poles // 2
+
+    def build(numbers: Numbers) -> Element:
+        length, scale = numbers.length, 1 + numbers("fse")
+        upright, skew = scale * numbers(f"k{order - 1}"), scale * numbers(f"k{order - 1}s")
+        numbers.refuse(length, "dz", "a magnet with errors")
+        numbers.refuse(length, "hkick vkick", "a steering magnet")
+        if not length:
+            if upright or skew:
+                numbers.remarks.append("has no length and so no effect")
+            return Drift(0.0)
+        roll, strength = numbers("tilt") - atan2(skew, upright) / order if skew else numbers("tilt"), hypot(upright, skew) if skew else upright
+        half_turns = round(roll * order / pi)
+        if abs(sin(roll * order)) < ROLL:  # upright again, with the other sign after every odd one
+            roll, strength = 0.0, -strength if half_turns % 2 else strength
+        more = dict(tilt=roll, du=numbers("dx"), dw=numbers("dy"))
+        return Quadrupole(length, strength, **more) if poles == 4 else Multipole(length, poles, strength, **more)
+    return build
+
+
+def thin_multipole(numbers: Numbers) -> Element:
+    """A thin quadrupole; other orders have no counterpart."""
+    upright, skew = numbers.array("knl"), numbers.array("ksl")
+    if any(skew):
+        raise NoCounterpart("a thin skew multipole", numbers.length)
+    for order, strength in enumerate(upright):
+        if strength and order == 0:
+            raise NoCounterpart(f"a thin bend (knl[0] = {strength:.6g})", numbers.length)
+        if strength and order > 1:
+            raise NoCounterpart(f"a thin multipole of {2 * order + 2} poles (knl[{order}] = {strength:.6g})", numbers.length)
+    strength = upright[1] if len(upright) > 1 else 0.0
+    half_turns = round(numbers("tilt") * 2 / pi)
+    if strength and abs(sin(2 * numbers("tilt"))) > ROLL:
+        raise NoCounterpart(f"a thin quadrupole with a roll (tilt = {numbers('tilt'):.6g})", numbers.length)
+    return ThinQuadrupole(1.0, -strength if half_turns % 2 else strength) if strength else Marker()
+
+
+def matrix(numbers: Numbers) -> Element:
+    """A linear map of the four transverse coordinates."""
+    rows = np.array([[numbers(f"rm{row}{column}") for column in range(1, 7)] for row in range(1, 7)])
+    others = rows.copy()
+    others[:4, :4] = np.eye(4)
+    if numbers.length or not np.array_equal(others, np.eye(6)) or any(numbers(f"kick{k}") for k in range(1, 7)):
+        raise NoCounterpart("a matrix with a length, a kick, or terms of time and momentum", numbers.length)
+    return Map(rows[:4, :4])

@@ -1,0 +1,62 @@
+"""Lattice files of every format by name or by suffix."""
+from __future__ import annotations
+
+from pathlib import Path
+from typing import Iterable
+
+from ..lattice.lattice import Lattice
+
+SUFFIXES = {".madx": "madx", ".mad": "madx", ".seq": "madx"}  #: others are decks
+
+
+def format_of(path: str | Path) -> str:
+    """The format that the suffix of a file tells."""
+    return SUFFIXES.get(Path(path).suffix.lower(), "deck")
+
+
+def load(path: str | Path, fmt: str | None = None, line: str | None = None, momentum: float | None = None,
+         replace_by_drift: Iterable[str] = ()) -> tuple[Lattice, float | None]:
+    """The lattice of a file, and the momentum that it tells [eV/c].
+
+    :param line: name of the line or sequence where the file has several; momentum: of the reference particle [eV/c], where the
+        file needs one.
+    :raises ValueError: with file, line and word.
+    """
+    path, fmt = Path(path), fmt or format_of(path)
+    if fmt == "madx":
+        from .madx import lattice_of_madx
+
+        return lattice_of_madx(path, line, replace_by_drift)
+    if fmt == "deck":
+        return Lattice.from_deck(path), None
+    raise ValueError(f"{path}: {fmt} is not read")
+
+
+def save(path: str | Path, lattice: Lattice, source: str, momentum: float | None = None) -> str:
+    """Writes a lattice in the format of the file's suffix and returns one line that tells what was written.
+
+    :param source: where the lattice comes from, noted in the file.
+    :raises ValueError: the file is that source, or the format cannot hold the lattice. Nothing is written.
+    """
+    path, fmt = Path(path), format_of(path)
+    if path.exists() and Path(source).exists() and path.samefile(source):
+        raise ValueError(f"{path}: is the file that is read")
+    if fmt == "deck":
+        path.write_text(_block(path, lattice, source, momentum))
+    else:
+        raise ValueError(f"{path}: {fmt} is not written")
+    turned = sum(getattr(element, "angle", 0.0) for element in lattice)
+    return (f"{path}: {'lattice block' if fmt == 'deck' else fmt}, {len(lattice.boundaries())} boundaries, {lattice.length:.9g} m, "
+            f"turns by {turned:.6g} rad" + (f", {momentum * 1e-6:.6g} MeV/c" if momentum else ""))
+
+
+def _block(path: Path, lattice: Lattice, source: str, momentum: float | None) -> str:
+    """The lattice as a file that a deck includes."""
+    lines = [f"! From {_word(Path(source).name)}. A deck takes it by #file {{ name = {_word(path.name)} }}"]
+    if momentum:
+        lines.append(f"! and its momentum by particles {{ reference_momentum = {momentum!r} ... }}   [eV/c]")
+    return "\n".join(lines) + "\n" + lattice.deck()
+
+
+def _word(name: str) -> str:
+    return "".join(char if char.isprintable() else "?" for char in name)

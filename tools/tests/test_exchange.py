@@ -1,0 +1,143 @@
+"""Lattices of other programs: against matrices and floor coordinates of the textbooks, rays of the program, and bad files."""
+import cmath
+from math import sin, tan
+
+import numpy as np
+import pytest
+
+from tessaron.command.cli import main
+from tessaron.lattice.lattice import Lattice
+from tessaron.lattice.of_deck import read_orbit
+from tessaron.lattice.tracked_optics import track_rays
+
+A = 0.1  # bend of the chicanes [rad]
+ARC = 0.5 * (A / 2) / sin(A / 2)  # of a chord of 0.5 m
+RECTANGULAR = [("D", 1), *(part for sign, gap in ((1, 2), (-1, 1), (-1, 2), (1, 1))
+                           for part in (("B", ARC, sign * A, sign * A / 2, sign * A / 2), ("D", gap)))]
+SECTOR = [("D", 1), ("B", 0.5, A, 0, A), ("D", 2), ("B", 0.5, -A, -A, 0), ("D", 1), ("B", 0.5, -A, 0, -A), ("D", 2), ("B", 0.5, A, A, 0), ("D", 1)]
+DOGLEG = [("D", 1), ("B", 0.4, 0.2, 0.03, 0.05), ("D", 0.5), ("Q", 0.2, 3.0), ("D", 0.3), ("Q", 0.1, -5.0), ("Q", 0.1, -5.0), ("D", 0.3), ("Q", 0.2, 3.0),
+          ("D", 0.5), ("B", 0.4, -0.2, -0.05, -0.03), ("D", 1)]
+FODO = [("Q", 0.15, 2.0), ("D", 1), ("Q", 0.3, -2.2), ("D", 1), ("Q", 0.15, 2.0)] * 2
+
+CASES = {
+    "fodo.madx": (FODO, """
+        beam, particle = electron, pc = 0.5;          // halves of the outer quadrupoles touch
+        lq = 0.3; kf := 2*scale; scale = 0.5;
+        qf: quadrupole, l := lq/2, k1 := kf; qd: quadrupole, l = lq k1 = -2.2;
+        cell: sequence, l = 2*lq + 2, refer = centre;
+          q1: qf, at = lq/4;  q2: qd, at = 1 + lq;  q3: qf, at = qd->l*3/4 + 1, from = q2;
+        endsequence;
+        scale = 1; two: line = (2*cell); use, period = two;"""),
+    "rectangular.madx": (RECTANGULAR, """ option, rbarc = true; a = 0.1; /* arcs count
+        in places */
+        b: rbend, l = 0.5, angle := a; c: b, angle = -a; arc := 0.5*(a/2)/sin(a/2);
+        s: sequence, refer = entry, l = 7 + 4*arc; b1: b, at = 1; b2: c, at = 3 + arc;
+        b3: c, at = 4 + 2*arc; b4: b, at = 6 + 3*arc; endsequence; use, sequence = s;"""),
+    "arcs.madx": (RECTANGULAR, """ option, rbarc = false; a = 0.1; arc = 0.5*(a/2)/sin(a/2);
+        b: rbend, l = arc, angle := a; c: rbend, l = arc, angle = a, tilt = pi;
+        s: sequence, refer = exit, l = 7 + 4*arc; b1: b, at = 1 + arc; b2: c, at = 3 + 2*arc;
+        b3: c, at = 4 + 3*arc; b4: b, at = 6 + 4*arc; endsequence;"""),
+    "sector.madx": (SECTOR, """ const real a = 5.729577951308232*raddeg; d1: drift, l = 1; d2: drift, l = 2;
+        b: sbend, l = 1.25e-1*2^2, angle = a; b1: b, e2 = a; b2: b, angle = -a, e1 = -a; b3: b, angle = -a, e2 = -a; b4: b, e1 = a;
+        m: monitor; half(x, y): line = (d1, x, d2, y); all: line = (half(b1, b2), half(b3, b4), m, d1);"""),
+    "dogleg.madx": (DOGLEG, """ b1: sbend, l = .4, angle = .2, e1 = .03, e2 = .05; b2: b1, angle = -.2, e1 = -.05, e2 = -.03;
+        q: quadrupole, l = .2, k1 = 3; h: quadrupole; h, l = .1, k1 := 5, tilt = pi/2; w: marker;
+        d5: drift, l = .5; d3: instrument, l = .3; d1: drift, l = 1;
+        half: line = (d5, q, d3, h); bend: line = (d1, b1); all: line = (bend, half, w, -half, b2, d1);"""),
+}
+
+
+def textbook(parts):
+    """Matrix of (x, x', y, y', path, delta), end point of the orbit as a complex number, its direction, its length."""
+    total, place, direction, length = np.eye(6), 0j, 0.0, 0.0
+    for kind, size, *numbers in parts:
+        m = np.eye(6)
+        angle, e1, e2 = numbers if kind == "B" else (0.0, 0.0, 0.0)
+        h, k = angle / size, numbers[0] if kind == "Q" else 0.0
+        for first, focus in ((0, h * h + k), (2, -k)):
+            root = cmath.sqrt(focus)
+            s = (cmath.sin(root * size) / root).real if focus else size
+            m[first:first + 2, first:first + 2] = [[cmath.cos(root * size).real, s], [-focus * s, cmath.cos(root * size).real]]
+        if h:
+            m[0, 5], m[1, 5], m[4, 0], m[4, 1], m[4, 5] = (1 - m[0, 0]) / h, h * m[0, 1], h * m[0, 1], (1 - m[0, 0]) / h, size - m[0, 1]
+        for e, side in ((e1, "in"), (e2, "out")):
+            edge = np.eye(6)
+            edge[1, 0], edge[3, 2] = h * tan(e), -h * tan(e)
+            m = m @ edge if side == "in" else edge @ m
+        total = m @ total
+        place += cmath.exp(1j * (direction - angle / 2)) * (size * sin(angle / 2) / (angle / 2) if angle else size)
+        direction, length = direction - angle, length + size
+    return total, place, direction, length
+
+
+def converted(folder, name, text, *options):
+    (folder / name).write_text(text)
+    assert main(["convert-lattice", str(folder / name), "-o", str(folder / "lattice.in"), *options]) == 0
+    return Lattice.from_deck(folder / "lattice.in")
+
+
+@pytest.mark.parametrize("name", CASES)
+def test_geometry_and_matrix_are_those_of_the_textbooks(tmp_path, name):
+    parts, text = CASES[name]
+    lattice = converted(tmp_path, name, text)
+    matrix, place, direction, length = textbook(parts)
+    last = lattice.boundaries()[-1]
+    assert lattice.length == pytest.approx(length, abs=2e-8)
+    assert (last.x, last.y, cmath.phase(complex(last.tx, last.ty))) == pytest.approx((place.real, place.imag, direction), abs=3e-8)
+    np.testing.assert_allclose(lattice.matrix(), matrix, atol=5e-7)
+
+
+def test_rays_of_the_program_see_the_bends_and_quadrupoles(tmp_path, program):
+    parts, text = CASES["dogleg.madx"]
+    converted(tmp_path, "dogleg.madx", text)
+    maps = track_rays(read_orbit(tmp_path / "lattice.in"), program)
+    beyond = textbook([("D", maps.s[-1] - textbook(parts)[3])])[0]
+    np.testing.assert_allclose(maps.matrix[-1], beyond @ textbook(parts)[0], atol=2e-6)
+
+
+BEGIN = "d: drift, l = 1; q: quadrupole, l = .2, k1 = 1; b: sbend, l = .5, angle = .1;\n"
+BAD = {  # file, words of the message
+    "a.madx": [
+        ("q1: quad, l = 1;", "a.madx:2: 'quad' is neither a type nor an element"), ("q1: quadrupole, l = 1 = 2;", "a.madx:2: '=' does not belong here"),
+        ("x = (1 + 2;", "a.madx:2: the statement 'x = (1 + 2' breaks off"), ("x = 1", "a.madx:2: 'x = 1' is not ended by ';'"),
+        ("/* open", "a.madx:2: the comment '/*' is not closed"), ("u: line = (d, nothing);", "a.madx:2: 'nothing' in the line u is not defined"),
+        ("u: line = (d, v); v: line = (u); use, u;", "the line u contains itself"), ("u: line = (1000000000*(d));", "more than 100000 members"),
+        ("u: line = (" + "(" * 500 + "d" + ")" * 500 + ");", "lines nest deeper than 50"),
+        ("l0: line = (d);" + "".join(f"l{k + 1}: line = (l{k}, l{k});" for k in range(45)), "more than 100000 members"),
+        ("x := y; y := x; e: drift, l := x; u: line = (e);", "a.madx:2: expressions nest deeper"), ("e: drift, l = " + "-(" * 900 + "1" + ")" * 900 + ";u: line = (q, e);", "a.madx:2: expressions nest deeper"),
+        ("e: drift, l = 1/0; u: line = (e);", "a.madx:2: an expression has no value"), ("e: drift, l = table(t); u: line = (e);", "a.madx:2: the function 'table' is not known"),
+        ("e: drift, l = -1; u: line = (d, e);", "a.madx:2: e (drift): Drift: length must be 0 or above"), ("if (x > 1) { y = 2; }", "a.madx:2: 'if': conditions, loops"),
+        ("seqedit, sequence = s;", "'seqedit'"), ("call, file = b.madx;", "a.madx:2: the called file 'b.madx' is not there"), ("call, file = a.madx;", "call each other in a ring"),
+        ("s: sequence, l = 2; q, at = 1; b, at = 1.2; endsequence;", "a.madx:2: b begins 0.15 m ahead of the end of q"),
+        ("s: sequence, l = 2; b, at = 1.9; endsequence;", "ends 0.15 m behind the end of the sequence s"),
+        ("u: line = (d); v: line = (q);", "2 lines and sequences that no other one holds (u, v)"), ("u: line = (d); use, w;", "no line or sequence 'w'; there are u"),
+        ("u: line = (100*(q, d));", "the line needs 201 field boundaries; the program holds 100"),
+        ("e: sbend, l = 1, angle = .1, k1 = 2;\nc: rfcavity, l = .3, volt = 2; k: b, tilt = pi/2; s: solenoid, l = .1, ks = 1;\nh: hkicker, kick = 1e-3;"
+         "o: hkicker, l = .1; u: line = (e, c, k, s, h, o, d);",
+         "a.madx:2: e (sbend): a combined-function bend (k1 = 2)\na.madx:3: c (rfcavity): a cavity (volt = 2)\na.madx:3: k (sbend): a bend out of the plane"
+         " (tilt = 1.5708); the program holds the magnets of the orbit plane alone\na.madx:3: s (solenoid): a solenoid (ks = 1)\na.madx:4: h (hkicker): a kick (kick = 0.001)\n--replace"),
+    ],
+}
+
+
+@pytest.mark.parametrize("name, text, words", [(name, *case) for name, cases in BAD.items() for case in cases],
+                         ids=lambda words: words[:40])
+def test_bad_files_are_told_by_file_line_and_word_and_nothing_is_written(tmp_path, monkeypatch, capsys, name, text, words):
+    monkeypatch.chdir(tmp_path)
+    (tmp_path / name).write_text(BEGIN + text)
+    assert main(["convert-lattice", name]) == 1
+    assert words in capsys.readouterr().err and not (tmp_path / "lattice.in").exists()
+
+
+def test_what_is_left_out_is_told(tmp_path, capsys):
+    lattice = converted(tmp_path, "a.madx", BEGIN + """c: rfcavity, l = .3, volt = 2;
+        f: b, fint = .5, hgap = .01; w: marker; v: marker; s: sextupole, l = .1, k2 := k2s1; t: quadrupole, l = .1, k1s = 2;
+        thin: multipole, knl = {0, .3}; u: line = (d, c, f, w, v, s, t, 2*q, d, thin, w); twiss; """, "--replace-by-drift", "RFcavity")
+    told = capsys.readouterr().err
+    for words in ("a.madx:2: c (rfcavity) is replaced by a drift of 0.3 m: a cavity", "a.madx:3: f (sbend): edges are hard", "v (marker) stands on the same place as w",
+                  "'k2s1' was never given a value and counts as 0", "passed over: twiss (line 4)"):
+        assert words in told
+    assert list(lattice.markers) == ["f_in", "w", "s_in", "s_out", "t_in", "t_out", "q_in", "q_out", "q.2_in", "q.2_out", "thin"]
+    assert lattice.s_of("thin") == lattice.length == pytest.approx(3.4, abs=1e-12)
+    skew = next(element for element in lattice if getattr(element, "entrance", "") == "t_in")
+    assert (skew.k1, skew.tilt) == pytest.approx((2, -np.pi / 4))
