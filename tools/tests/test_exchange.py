@@ -1,11 +1,14 @@
 """Lattices of other programs: against matrices and floor coordinates of the textbooks, rays of the program, and bad files."""
 import cmath
+import csv
 from math import sin, tan
+from pathlib import Path
 
 import numpy as np
 import pytest
 
 from tessaron.command.cli import main
+from tessaron.lattice.elements import Dipole, Drift, Map, Marker, Multipole, Quadrupole, ThinQuadrupole
 from tessaron.lattice.lattice import Lattice
 from tessaron.lattice.of_deck import read_orbit
 from tessaron.lattice.tracked_optics import track_rays
@@ -44,6 +47,41 @@ CASES = {
         q: quadrupole, l = .2, k1 = 3; h: quadrupole; h, l = .1, k1 := 5, tilt = pi/2; w: marker;
         d5: drift, l = .5; d3: instrument, l = .3; d1: drift, l = 1;
         half: line = (d5, q, d3, h); bend: line = (d1, b1); all: line = (bend, half, w, -half, b2, d1);"""),
+    "fodo.lte": (FODO, """! halves that touch
+% 0.3 sto lq
+% lq 2 / sto half
+Q: CHARGE, TOTAL=1e-9
+"qf": KQUAD, L="half", K1="2 1 * ", N_KICKS=10, &   ! continued
+   FSE=0
+QD: QUADRUPOLE, L=0.3, K1=-2.2
+D: EDRIFT,L=1.
+CELL: LINE=("qf", d, QD, D, "qf")
+ALL: LINE=(q, 2*cell)
+OTHER: LINE=(D)
+USE, ALL
+this is not read any more"""),
+    "rectangular.lte": (RECTANGULAR, """B: RBEN, L=0.5, ANGLE=0.1
+C: B, ANGLE=-1.e-1
+D1: DRIF, L=1;
+D2: CSRDRIFT, L="1 2 *", DZ=0.01, USE_STUPAKOV=1
+ALL: LINE=(D1, B, D2, C, D1, C, D2, B, D1)"""),
+    "sector.lte": (SECTOR, """% 0.1 sto A
+"B1:x": CSRCSBEND, L=.5, ANGLE=a, E2="A", BINS=500, SG_HALFWIDTH=1, OUTPUT_FILE="%s.b1"
+B2: CSBEND, L=.5, ANGLE="A chs", E1="0 A -", EDGE_2_EFFECTS=0
+M: MONI, L=0.5
+D2: LSCDRIFT, L=2
+HALF: LINE=(M, M, "B1:x", D2, B2)
+W: WATCH, FILENAME="%s.w1", MODE=coord
+ALL: LINE=(HALF, W, M, M, -HALF)"""),
+    "dogleg.lte": (DOGLEG, """B: CSBEND, L=0.4, ANGLE=0.2, E1=0.05, E2=0.03
+C: B, TILT="pi"
+D1: DRIFT, L=1
+D5: DRIFT, L=0.5
+Q: QUAD, L=0.2, K1=3
+H: KQUAD, L=0.1, BORE=0.01, B="-0.05 1e9 * c_mks /"
+D3: DRIFT, L=0.3
+HALF: LINE=(D5, Q, D3, H)
+ALL: LINE=(D1, -B, HALF, -HALF, C, D1)"""),
 }
 
 
@@ -79,7 +117,7 @@ def converted(folder, name, text, *options):
 @pytest.mark.parametrize("name", CASES)
 def test_geometry_and_matrix_are_those_of_the_textbooks(tmp_path, name):
     parts, text = CASES[name]
-    lattice = converted(tmp_path, name, text)
+    lattice = converted(tmp_path, name, text, "--momentum", "1e9")
     matrix, place, direction, length = textbook(parts)
     last = lattice.boundaries()[-1]
     assert lattice.length == pytest.approx(length, abs=2e-8)
@@ -87,15 +125,16 @@ def test_geometry_and_matrix_are_those_of_the_textbooks(tmp_path, name):
     np.testing.assert_allclose(lattice.matrix(), matrix, atol=5e-7)
 
 
-def test_rays_of_the_program_see_the_bends_and_quadrupoles(tmp_path, program):
-    parts, text = CASES["dogleg.madx"]
-    converted(tmp_path, "dogleg.madx", text)
+@pytest.mark.parametrize("name", ["dogleg.madx", "dogleg.lte"])
+def test_rays_of_the_program_see_the_bends_and_quadrupoles(tmp_path, program, name):
+    parts, text = CASES[name]
+    converted(tmp_path, name, text, "--momentum", "1e9")
     maps = track_rays(read_orbit(tmp_path / "lattice.in"), program)
     beyond = textbook([("D", maps.s[-1] - textbook(parts)[3])])[0]
     np.testing.assert_allclose(maps.matrix[-1], beyond @ textbook(parts)[0], atol=2e-6)
 
 
-BEGIN = "d: drift, l = 1; q: quadrupole, l = .2, k1 = 1; b: sbend, l = .5, angle = .1;\n"
+BEGIN = {".madx": "d: drift, l = 1; q: quadrupole, l = .2, k1 = 1; b: sbend, l = .5, angle = .1;\n", ".lte": "D: DRIF, L=1\n", ".in": ""}
 BAD = {  # file, words of the message
     "a.madx": [
         ("q1: quad, l = 1;", "a.madx:2: 'quad' is neither a type nor an element"), ("q1: quadrupole, l = 1 = 2;", "a.madx:2: '=' does not belong here"),
@@ -117,6 +156,17 @@ BAD = {  # file, words of the message
          "a.madx:2: e (sbend): a combined-function bend (k1 = 2)\na.madx:3: c (rfcavity): a cavity (volt = 2)\na.madx:3: k (sbend): a bend out of the plane"
          " (tilt = 1.5708); the program holds the magnets of the orbit plane alone\na.madx:3: s (solenoid): a solenoid (ks = 1)\na.madx:4: h (hkicker): a kick (kick = 0.001)\n--replace"),
     ],
+    "a.lte": [
+        ("Q: QUAD, L=\"1 x +\"\nU: LINE=(Q)", "a.lte:2: 'x' in '1 x +': is neither a number nor known here"), ("% 1 0 / sto a", "a.lte:2: '/' in"), ("% 1 +", "'+' finds too few numbers"),
+        ("Q: QUAD, L=.1 K1=2", "a.lte:2: '=' does not belong here"), ("Q: QUAD, &\n  L=.1, &\n  K1==2", "a.lte:4: '=' does not belong here"), ("Q: QUAD, &", "a.lte:2: the statement is continued"),
+        ("U: LINE=(D, E)", "a.lte:2: 'E' is neither an element nor a line"), ("U: LINE=(D", "a.lte:2: the statement 'U:LINE=(D' breaks off"), ("U: LINE=(D,-V)\nV: LINE=(2*U)", "the line V contains itself"),
+        ("U: LINE=(9999999*D)", "more than 100000 members"), ("C: FOO, L=1\nU: LINE=(C)", "a.lte:2: 'FOO' is neither a type"), ("C: CSR, L=1\nU: LINE=(C)", "several types: csrdrift, csrcsbend"),
+        ("H: KQUAD, L=.1, BORE=1, B=1\nU: LINE=(H)", "a.lte:2: H is told by its field (BORE, B), which needs --momentum"), ("#INCLUDE: b.lte", "a.lte:2: the included file 'b.lte' is not there"),
+        ("#INCLUDE: a.lte", "include each other in a ring"), ("Q: QUAD, L=-1\nU: LINE=(Q)", "a.lte:2: Q (QUAD): Quadrupole: length must be above 0"),
+        ("R: RFCA, L=1, VOLT=1e6\nB: CSBEND, L=1, ANGLE=.1, &\nK1=1\nM: MALIGN, DX=1\nU: LINE=(R, 2*B, M, D)",
+         "a.lte:2: R (RFCA): a cavity (volt = 1e+06)\na.lte:3: B (CSBEND): a combined-function bend (k1 = 1)\na.lte:5: M (MALIGN): no element of this kind\n--replace"),
+    ],
+    "a.in": [("lattice { dipole { position { } } }", "a.in:1: position needs rho or delta_s")],
 }
 
 
@@ -124,13 +174,13 @@ BAD = {  # file, words of the message
                          ids=lambda words: words[:40])
 def test_bad_files_are_told_by_file_line_and_word_and_nothing_is_written(tmp_path, monkeypatch, capsys, name, text, words):
     monkeypatch.chdir(tmp_path)
-    (tmp_path / name).write_text(BEGIN + text)
+    (tmp_path / name).write_text(BEGIN[Path(name).suffix] + text)
     assert main(["convert-lattice", name]) == 1
     assert words in capsys.readouterr().err and not (tmp_path / "lattice.in").exists()
 
 
 def test_what_is_left_out_is_told(tmp_path, capsys):
-    lattice = converted(tmp_path, "a.madx", BEGIN + """c: rfcavity, l = .3, volt = 2;
+    lattice = converted(tmp_path, "a.madx", BEGIN[".madx"] + """c: rfcavity, l = .3, volt = 2;
         f: b, fint = .5, hgap = .01; w: marker; v: marker; s: sextupole, l = .1, k2 := k2s1; t: quadrupole, l = .1, k1s = 2;
         thin: multipole, knl = {0, .3}; u: line = (d, c, f, w, v, s, t, 2*q, d, thin, w); twiss; """, "--replace-by-drift", "RFcavity")
     told = capsys.readouterr().err
@@ -141,3 +191,25 @@ def test_what_is_left_out_is_told(tmp_path, capsys):
     assert lattice.s_of("thin") == lattice.length == pytest.approx(3.4, abs=1e-12)
     skew = next(element for element in lattice if getattr(element, "entrance", "") == "t_in")
     assert (skew.k1, skew.tilt) == pytest.approx((2, -np.pi / 4))
+
+
+@pytest.mark.parametrize("elements", [
+    Lattice.chicane(0.08, 0.5, 1.0, 0.5),
+    [Drift(1 / 3), Dipole(0.5, -0.1, e1=0.2, entrance="in", exit="out"), Drift(0.2), Quadrupole(0.3, 1.5, tilt=0.3, name="q"), Marker("M"), Drift(1e-8),
+     Quadrupole(0.3, -2, name="Q.2"), Drift(1), Multipole(0.1, 6, 3.0, name="s"), Drift(1), ThinQuadrupole(1, 0.2, "thin"), Drift(2),
+     Map([[1, .2, 0, 0], [-.5, .9, 0, 0], [0, 0, 1, .1], [0, 0, .3, 1.03]], "map")],
+], ids=["chicane", "all"])
+def test_madx_files_read_back_to_the_same_lattice(tmp_path, elements):
+    lattice = Lattice(elements)
+    lattice.to_madx(tmp_path / "x.madx", momentum_eV_c=1e9)
+    again = Lattice.from_madx(tmp_path / "x.madx")
+    assert again.deck() == lattice.deck()
+
+
+def test_the_survey_is_that_of_the_boundaries(tmp_path):
+    (tmp_path / "d.madx").write_text(CASES["dogleg.madx"][1])
+    assert main(["convert-lattice", str(tmp_path / "d.madx"), "-o", str(tmp_path / "x.csv")]) == 0
+    rows = list(csv.DictReader(open(tmp_path / "x.csv")))
+    _, place, direction, length = textbook(DOGLEG)
+    assert [float(rows[-1][name]) for name in ("s_m", "x_m", "y_m", "angle_rad")] == pytest.approx([length, place.real, place.imag, direction], abs=3e-8)
+    assert [row["name"] for row in rows if row["element"] == "dipole"] == ["b1", "b2"] and float(rows[2]["angle_rad"]) == pytest.approx(-0.2)

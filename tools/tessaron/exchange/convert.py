@@ -6,7 +6,7 @@ from typing import Iterable
 
 from ..lattice.lattice import Lattice
 
-SUFFIXES = {".madx": "madx", ".mad": "madx", ".seq": "madx"}  #: others are decks
+SUFFIXES = {".madx": "madx", ".mad": "madx", ".seq": "madx", ".lte": "elegant", ".csv": "survey"}  #: others are decks
 
 
 def format_of(path: str | Path) -> str:
@@ -27,6 +27,10 @@ def load(path: str | Path, fmt: str | None = None, line: str | None = None, mome
         from .madx import lattice_of_madx
 
         return lattice_of_madx(path, line, replace_by_drift)
+    if fmt == "elegant":
+        from .elegant import lattice_of_elegant
+
+        return lattice_of_elegant(path, line, replace_by_drift, momentum), momentum
     if fmt == "deck":
         return Lattice.from_deck(path), None
     raise ValueError(f"{path}: {fmt} is not read")
@@ -41,13 +45,21 @@ def save(path: str | Path, lattice: Lattice, source: str, momentum: float | None
     path, fmt = Path(path), format_of(path)
     if path.exists() and Path(source).exists() and path.samefile(source):
         raise ValueError(f"{path}: is the file that is read")
-    if fmt == "deck":
-        path.write_text(_block(path, lattice, source, momentum))
-    else:
-        raise ValueError(f"{path}: {fmt} is not written")
+    text = _text(path, fmt, lattice, source, momentum)
+    path.write_text(text)
     turned = sum(getattr(element, "angle", 0.0) for element in lattice)
     return (f"{path}: {'lattice block' if fmt == 'deck' else fmt}, {len(lattice.boundaries())} boundaries, {lattice.length:.9g} m, "
             f"turns by {turned:.6g} rad" + (f", {momentum * 1e-6:.6g} MeV/c" if momentum else ""))
+
+
+def _text(path: Path, fmt: str, lattice: Lattice, source: str, momentum: float | None) -> str:
+    if fmt == "madx":
+        return lattice.to_madx(momentum_eV_c=momentum)
+    if fmt == "survey":
+        return lattice.survey_csv()
+    if fmt == "deck":
+        return _block(path, lattice, source, momentum)
+    raise ValueError(f"{path}: {fmt} is not written; .madx and .csv are, and the lattice block of a deck")
 
 
 def _block(path: Path, lattice: Lattice, source: str, momentum: float | None) -> str:

@@ -34,6 +34,11 @@ class Line:
         return Place(self.place.file, self.place.line + item.row - 1)
 
 
+def repeats(word: str | None) -> int:
+    """The count ahead of a member, 1 where there is none."""
+    return 1 if word is None else int(min(float(word.lower().replace("d", "e")), 1e9))
+
+
 def expanded(line: Line, find: Callable[[str], Union[Line, None]]) -> Iterator[tuple[str, bool, Place]]:
     """The names of elements in a line, whether each is reversed, and where it stands.
 

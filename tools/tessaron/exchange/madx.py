@@ -17,10 +17,10 @@ from ..lattice.lattice import Lattice
 from . import builders as to
 from .lines import Item, Line, expanded
 from .madx_sequence import Entry, Sequence, placed
-from .madx_text import Given, Statement, statement, statements
+from .madx_text import Given, statement, statements
 from .madx_values import CONSTANTS, Definition, Names
 from .pieces import Piece, lattice_of, tell
-from .source import LatticeFault
+from .source import LatticeFault, Statement
 
 _KICKER, _CAVITY = to.inert("kick hkick vkick", "a kick"), to.inert("volt", "a cavity")
 TYPES: dict[str, to.Builder | None] = {

@@ -13,8 +13,8 @@ from typing import Iterator, NamedTuple, Union
 import lark
 
 from ..files.deck import Place
-from .lines import Item
-from .source import LatticeFault, parsed, read_text
+from .lines import Item, repeats
+from .source import LatticeFault, Statement, parsed, read_text
 
 _CUT = re.compile(r"""(?P<string>"[^"]*"|'[^']*')|(?P<comment>!.*|//.*|/\*[\s\S]*?\*/|&(?=[ \t]*\n))|(?P<open>/\*)|(?P<end>;)""")
 
@@ -83,15 +83,6 @@ class Given:
     on: bool = True  #: of a flag
 
 
-@dataclass(frozen=True)
-class Statement:
-    """A statement by its kind: setting, change, line, definition or command."""
-
-    kind: str
-    parts: tuple
-    place: Place
-
-
 class _Maker(lark.Transformer):
     """Nodes and statements as the parser reduces them."""
 
@@ -148,13 +139,8 @@ class _Maker(lark.Transformer):
 
     def item(self, parts: list) -> Item:
         sign, count, what = parts[:3]
-        return Item(what if isinstance(what, tuple) else str(what), _count(count), sign == "-", (parts[3] if len(parts) > 3 else None) or (),
+        return Item(what if isinstance(what, tuple) else str(what), repeats(count), sign == "-", (parts[3] if len(parts) > 3 else None) or (),
                     getattr(what, "line", None) or _row(what))
-
-
-def _count(word: str | None) -> int:
-    value = 1.0 if word is None else float(word.lower().replace("d", "e"))
-    return int(min(value, 1e9))
 
 
 def _row(items: tuple) -> int:

@@ -1,6 +1,7 @@
 """Files of other programs: their text, and faults in them by file, line and word."""
 from __future__ import annotations
 
+from dataclasses import dataclass
 from pathlib import Path
 from typing import Any
 
@@ -16,6 +17,15 @@ class LatticeFault(ValueError):
 
     def __init__(self, place: Place, text: str) -> None:
         super().__init__(f"{place}: {text}")
+
+
+@dataclass(frozen=True)
+class Statement:
+    """A statement by its kind, for example a line or a definition."""
+
+    kind: str
+    parts: tuple
+    place: Place
 
 
 def read_text(path: Path) -> str:

@@ -65,6 +65,22 @@ class Lattice:
         return lattice_of_madx(Path(path), line, replace_by_drift)[0]
 
     @classmethod
+    def from_elegant(cls, path: str | Path, line: str | None = None, replace_by_drift: Iterable[str] = (),
+                     momentum_eV_c: float | None = None) -> "Lattice":
+        """The lattice of a line in an elegant file (.lte); see `tessaron.exchange.elegant`. It needs python3-lark.
+
+        What has to be left out, such as fringe fields, is told on standard error.
+
+        :param line: name of the line; otherwise that of `USE`, else the last one.
+        :param replace_by_drift: types, as elegant calls them, whose elements become drifts where the program has no counterpart.
+        :param momentum_eV_c: of the reference particle [eV/c], for quadrupoles that are told by their field.
+        :raises ValueError: elements without counterpart, each told by its line; a file that cannot be taken, by file, line and word.
+        """
+        from ..exchange.elegant import lattice_of_elegant
+
+        return lattice_of_elegant(Path(path), line, replace_by_drift, momentum_eV_c)
+
+    @classmethod
     def chicane(cls, angle: float, length: float, drift: float, middle: float, **more: float) -> "Lattice":
         """Four rectangular dipoles; see `tessaron.lattice.chicane.chicane`."""
         from .chicane import chicane
@@ -143,6 +159,22 @@ class Lattice:
         """The `lattice` block of a deck that makes this lattice."""
         return layout.deck_of(self._blocks)
 
+    def to_madx(self, path: str | Path | None = None, momentum_eV_c: float | None = None) -> str:
+        """The text of a MAD-X file, also written to a path, that `from_madx` reads back; see `tessaron.exchange.madx_out`.
+
+        :param momentum_eV_c: of the reference particle [eV/c], for a `beam` statement.
+        :raises ValueError: an element that MAD-X has not; nothing is written.
+        """
+        from ..exchange.madx_out import madx_of
+
+        return _written(madx_of(self, momentum_eV_c), path)
+
+    def survey_csv(self, path: str | Path | None = None) -> str:
+        """The ends of all elements as CSV, also written to a path: s, x, y [m], direction of the orbit [rad], kind and name."""
+        from ..exchange.survey import survey_csv
+
+        return _written(survey_csv(self), path)
+
     def _repr_html_(self) -> str:
         rows = "".join(f"<tr><td>{start:.6g}</td><td>{end:.6g}</td><td>{element!r}</td></tr>"
                        for start, end, element in self.placed() if not isinstance(element, Drift))
@@ -155,3 +187,9 @@ class Lattice:
     @cached_property
     def _boundaries(self) -> list[Boundary]:
         return layout.boundaries_of(self._blocks)
+
+
+def _written(text: str, path: str | Path | None) -> str:
+    if path is not None:
+        Path(path).write_text(text)
+    return text
