@@ -28,7 +28,7 @@ CASES = {
         lq = 0.3; kf := 2*scale; scale = 0.5;
         qf: quadrupole, l := lq/2, k1 := kf; qd: quadrupole, l = lq k1 = -2.2;
         cell: sequence, l = 2*lq + 2, refer = centre;
-          q1: qf, at = lq/4;  q2: qd, at = 1 + lq;  q3: qf, at = qd->l*3/4 + 1, from = q2;
+          q1: qf, at = -1 - lq*3/4, from = q2;  q2: qd, at = 1 + lq;  q3: qf, at = qd->l*3/4 + 1, from = q2;
         endsequence;
         scale = 1; two: line = (2*cell); use, period = two;"""),
     "rectangular.madx": (RECTANGULAR, """ option, rbarc = true; a = 0.1; /* arcs count
@@ -149,6 +149,7 @@ BAD = {  # file, words of the message
         ("seqedit, sequence = s;", "'seqedit'"), ("call, file = b.madx;", "a.madx:2: the called file 'b.madx' is not there"), ("call, file = a.madx;", "call each other in a ring"),
         ("s: sequence, l = 2; q, at = 1; b, at = 1.2; endsequence;", "a.madx:2: b begins 0.15 m ahead of the end of q"),
         ("s: sequence, l = 2; b, at = 1.9; endsequence;", "ends 0.15 m behind the end of the sequence s"),
+        ("s: sequence, l = 2; b, at = 1, from = c; endsequence;", "a.madx:2: from=c of b is no element with a place"),
         ("u: line = (d); v: line = (q);", "2 lines and sequences that no other one holds (u, v)"), ("u: line = (d); use, w;", "no line or sequence 'w'; there are u"),
         ("u: line = (100*(q, d));", "the line needs 201 field boundaries; the program holds 100"),
         ("e: sbend, l = 1, angle = .1, k1 = 2;\nc: rfcavity, l = .3, volt = 2; k: b, tilt = pi/2; s: solenoid, l = .1, ks = 1;\nh: hkicker, kick = 1e-3;"
@@ -162,7 +163,7 @@ BAD = {  # file, words of the message
         ("U: LINE=(D, E)", "a.lte:2: 'E' is neither an element nor a line"), ("U: LINE=(D", "a.lte:2: the statement 'U:LINE=(D' breaks off"), ("U: LINE=(D,-V)\nV: LINE=(2*U)", "the line V contains itself"),
         ("U: LINE=(9999999*D)", "more than 100000 members"), ("C: FOO, L=1\nU: LINE=(C)", "a.lte:2: 'FOO' is neither a type"), ("C: CSR, L=1\nU: LINE=(C)", "several types: csrdrift, csrcsbend"),
         ("H: KQUAD, L=.1, BORE=1, B=1\nU: LINE=(H)", "a.lte:2: H is told by its field (BORE, B), which needs --momentum"), ("#INCLUDE: b.lte", "a.lte:2: the included file 'b.lte' is not there"),
-        ("#INCLUDE: a.lte", "include each other in a ring"), ("Q: QUAD, L=-1\nU: LINE=(Q)", "a.lte:2: Q (QUAD): Quadrupole: length must be above 0"),
+        ("#INCLUDE: a.lte", "include each other in a ring"), ("Q: QUAD, L=-1\nU: LINE=(Q)", "a.lte:2: Q (QUAD): Quadrupole: length must be above 0"), ("U: LINE=(0*D)", "a.lte: the line holds nothing"),
         ("R: RFCA, L=1, VOLT=1e6\nB: CSBEND, L=1, ANGLE=.1, &\nK1=1\nM: MALIGN, DX=1\nU: LINE=(R, 2*B, M, D)",
          "a.lte:2: R (RFCA): a cavity (volt = 1e+06)\na.lte:3: B (CSBEND): a combined-function bend (k1 = 1)\na.lte:5: M (MALIGN): no element of this kind\n--replace"),
     ],

@@ -116,6 +116,9 @@ def _bend(numbers: Numbers, length: float, face: float) -> Element:
     angle, roll = numbers("angle"), numbers("tilt")
     numbers.refuse(length, "k1 k1s k2 k2s k3", "a combined-function bend")
     numbers.refuse(length, "dx dy dz etilt fse", "a bend with errors")
+    _refuse_errors(numbers, length)
+    if (field := numbers("k0")) and abs(field * length - angle) > 1e-6 * abs(angle):
+        raise NoCounterpart(f"a bend whose field is not that of its angle (k0 = {field:.6g})", length)
     side = 1 if abs(sin(roll / 2)) < ROLL / 2 else -1
     if angle and abs(sin(roll)) > ROLL:
         raise NoCounterpart(f"a bend out of the plane (tilt = {roll:.6g}); {HELD}", length)
@@ -136,7 +139,9 @@ def magnet(poles: int) -> Builder:
     def build(numbers: Numbers) -> Element:
         length, scale = numbers.length, 1 + numbers("fse")
         upright, skew = scale * numbers(f"k{order - 1}"), scale * numbers(f"k{order - 1}s")
+        numbers.refuse(length, " ".join(f"k{k} k{k}s" for k in range(4) if k != order - 1), "a combined-function magnet")
         numbers.refuse(length, "dz", "a magnet with errors")
+        _refuse_errors(numbers, length)
         numbers.refuse(length, "hkick vkick", "a steering magnet")
         if not length:
             if upright or skew:
@@ -149,6 +154,12 @@ def magnet(poles: int) -> Builder:
         more = dict(tilt=roll, du=numbers("dx"), dw=numbers("dy"))
         return Quadrupole(length, strength, **more) if poles == 4 else Multipole(length, poles, strength, **more)
     return build
+
+
+def _refuse_errors(numbers: Numbers, length: float) -> None:
+    """No counterpart for a magnet with multipole errors."""
+    if any(numbers.array("knl")) or any(numbers.array("ksl")):
+        raise NoCounterpart("a magnet with thin multipoles (knl, ksl)", length)
 
 
 def thin_multipole(numbers: Numbers) -> Element:

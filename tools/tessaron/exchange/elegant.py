@@ -170,18 +170,19 @@ class ElegantFile:
                 raise value
             return _DEFAULTS.get(name, 0.0) if value is None else value
 
-        kind = _type_of(definition)
+        kind = _type_of(definition.type, definition.place)
         numbers = to.Numbers(lambda name: _face(kind, name, number) if name in ("e1", "e2") else number(name))
         if kind in ("quad", "kquad") and number("bore"):
             numbers = to.Numbers(lambda name: self._gradient(definition, number) if name == "k1" else number(name))
-        if off := [name for name in ("edge1effects", "edge2effects") if TYPES[kind] in (_bend, _RECTANGULAR) and not number(name)]:
+        bend, rectangular = TYPES[kind] in (_bend, _RECTANGULAR), kind == "rben"
+        if off := [f"edge{k}effects" for k in "12" if bend and not number(f"edge{k}effects") and (rectangular or number(f"e{k}"))]:
             numbers.remarks.append(f"an edge without effect is taken as a face square to the orbit ({' and '.join(off)} off)")
         try:
-            return to.built(definition.name, definition.type, definition.place, TYPES[kind], numbers)
+            return to.built(definition.name, kind.upper(), definition.place, TYPES[kind], numbers)
         except ValueError as error:
             if isinstance(error, LatticeFault):
                 raise
-            raise LatticeFault(definition.place, f"{definition.name} ({definition.type}): {error}") from None
+            raise LatticeFault(definition.place, f"{definition.name} ({kind.upper()}): {error}") from None
 
     def _gradient(self, definition: Definition, number: Callable[[str], float]) -> float:
         """k1 [1/m^2] from the field at the pole tip."""
@@ -206,7 +207,7 @@ def lattice_of_elegant(path: Path, line: str | None = None, replace_by_drift: It
         raise
     except ValueError as error:
         raise ValueError(f"{path}: {error}") from None
-    return lattice_of(pieces, str(path), replace_by_drift)
+    return lattice_of(pieces, str(path), [_type_of(word, Place("--replace-by-drift", 1)) for word in replace_by_drift])
 
 
 def _face(kind: str, name: str, number: Callable[[str], float]) -> float:
@@ -216,16 +217,16 @@ def _face(kind: str, name: str, number: Callable[[str], float]) -> float:
     return -number("angle") / 2 if kind == "rben" else 0.0
 
 
-def _type_of(definition: Definition) -> str:
+def _type_of(word: str, place: Place) -> str:
     """The type that a word means: two words are one type if one begins with the other.
 
     :raises LatticeFault: several types begin with the word, or none fits.
     """
-    word = definition.type.lower()
-    if word in TYPES:
-        return word
-    longer, shorter = [name for name in TYPES if name.startswith(word)], [name for name in TYPES if word.startswith(name)]
+    small = word.lower()
+    if small in TYPES:
+        return small
+    longer, shorter = [name for name in TYPES if name.startswith(small)], [name for name in TYPES if small.startswith(name)]
     if len(longer) == 1 or (not longer and shorter):
         return longer[0] if longer else max(shorter, key=len)
-    raise LatticeFault(definition.place, f"{definition.type!r} is " + (f"the beginning of several types: {', '.join(longer)}" if longer
-                                                                        else "neither a type that is known here nor an element"))
+    raise LatticeFault(place, f"{word!r} is " + (f"the beginning of several types: {', '.join(longer)}" if longer
+                                                 else "neither a type that is known here nor an element"))

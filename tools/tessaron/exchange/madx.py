@@ -210,7 +210,7 @@ class MadxFile:
             self.sequences[name.lower()] = self._sequence
             return
         definition = self._defined(name, base, given, parts.place)
-        if base.lower() != name.lower():  # one that is called as its class is an instance of it
+        if self._sequence is None or base.lower() != name.lower():  # one that is called as its class is an instance of it
             self.names.elements[name.lower()] = definition
             self.lines.pop(name.lower(), None)
             self.names.forget()

@@ -85,19 +85,32 @@ def _laid(sequence: Sequence, names: Names, inside: Callable[[Definition, Place]
         raise LatticeFault(sequence.place, f"refer={refer} is none of entry, centre, exit")
     centres: dict[str, float] = {}
     found: list[_Laid] = []
-    for entry in sequence.entries:
-        values = entry.definition.values
-        if "at" not in values:
-            raise LatticeFault(entry.place, f"{entry.definition.name} has no place: at= is missing")
-        pieces = inside(entry.definition, entry.place)
-        length = sum(piece.length for piece in pieces)
-        at = names.number(values["at"])
-        if "from" in values:
-            other = values["from"].text.lower()
-            if other not in centres:
-                raise LatticeFault(entry.place, f"from={other} is no element ahead of {entry.definition.name} in the sequence")
-            at += centres[other]
-        begin = at - _REFER[refer] * length
-        centres.setdefault(entry.definition.name.lower(), begin + length / 2)
-        found.append(_Laid(begin, begin + length, pieces, entry))
+    waiting = list(sequence.entries)
+    while waiting:
+        later = []
+        for entry in waiting:
+            one = _one(entry, names, inside, _REFER[refer], centres)
+            if one is None:
+                later.append(entry)
+            else:
+                centres.setdefault(entry.definition.name.lower(), (one.begin + one.end) / 2)
+                found.append(one)
+        if len(later) == len(waiting):
+            other = later[0].definition.values["from"].text
+            raise LatticeFault(later[0].place, f"from={other} of {later[0].definition.name} is no element with a place in the sequence")
+        waiting = later
     return found
+
+
+def _one(entry: Entry, names: Names, inside: Callable[[Definition, Place], list[Piece]], share: float, centres: dict[str, float]) -> _Laid | None:
+    """An entry at its place; None as long as that counts from an element without a place."""
+    values = entry.definition.values
+    if "at" not in values:
+        raise LatticeFault(entry.place, f"{entry.definition.name} has no place: at= is missing")
+    other = values["from"].text.lower() if "from" in values else None
+    if other is not None and other not in centres:
+        return None
+    pieces = inside(entry.definition, entry.place)
+    length = sum(piece.length for piece in pieces)
+    begin = names.number(values["at"]) + (centres[other] if other is not None else 0.0) - share * length
+    return _Laid(begin, begin + length, pieces, entry)

@@ -30,32 +30,33 @@ formals: "(" NAME ("," NAME)* ")"
 attributes: (","? attribute)* ","?
 attribute: NAME assign value          -> given
          | NAME                       -> on
-         | "-" NAME                   -> off
+         | MINUS NAME                 -> off
          | STRING                     -> text
 ?value: sum
       | STRING                        -> string
       | "{" [value ("," value)*] "}"  -> array
-sum: product (ADD product)*
+sum: product ((PLUS | MINUS) product)*
 product: signed (MULTIPLY signed)*
 ?signed: power
-       | "-" signed                   -> negative
-       | "+" signed
+       | MINUS signed                 -> negative
+       | PLUS signed                  -> positive
 ?power: atom
       | atom "^" exponent             -> power
 ?exponent: atom
-         | "-" atom                   -> negative
-         | "+" atom
+         | MINUS atom                 -> negative
+         | PLUS atom                  -> positive
 ?atom: NUMBER                         -> number
      | NAME                           -> name
      | RANGE                          -> name
      | NAME "->" NAME                 -> attribute_of
      | NAME "(" [sum ("," sum)*] ")"  -> call
      | "(" sum ")"
-item: [SIGN] [NUMBER "*"] (NAME [arguments] | list)
+item: [sign] [NUMBER "*"] (NAME [arguments] | list)
 list: "(" item ("," item)* ")"
 arguments: "(" item ("," item)* ")"
-SIGN: "-" | "+"
-ADD: "+" | "-"
+?sign: PLUS | MINUS
+PLUS: "+"
+MINUS: "-"
 MULTIPLY: "*" | "/"
 _LINE.2: /line(?![\w.])/i
 NUMBER: /(\d+\.?\d*|\.\d+)([ed][+-]?\d+)?/i
@@ -97,7 +98,7 @@ class _Maker(lark.Transformer):
         return Given(str(parts[0]).lower(), None)
 
     def off(self, parts: list) -> Given:
-        return Given(str(parts[0]).lower(), None, on=False)
+        return Given(str(parts[1]).lower(), None, on=False)
 
     def text(self, parts: list) -> Given:
         return Given("", Node("string", (str(parts[0])[1:-1],)))
@@ -127,7 +128,10 @@ class _Maker(lark.Transformer):
         return Node("array", tuple(part for part in parts if part is not None))
 
     def negative(self, parts: list) -> Node:
-        return Node("negative", tuple(parts))
+        return Node("negative", (parts[1],))
+
+    def positive(self, parts: list) -> Node:
+        return parts[1]
 
     def power(self, parts: list) -> Node:
         return Node("power", tuple(parts))

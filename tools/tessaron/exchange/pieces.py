@@ -49,6 +49,10 @@ def lattice_of(pieces: Sequence[Piece], source: str, replace_by_drift: Iterable[
             remarks.append(f"{piece.place}: {piece.name} ({piece.type}) is replaced by a drift of {piece.length:.6g} m: {piece.lacking}")
         remarks += [f"{piece.place}: {piece.name} ({piece.type}): {remark}" for remark in piece.remarks]
         row.add(piece)
+    if not row.elements:
+        raise ValueError(f"{source}: the line holds nothing")
+    if isinstance(next(element for element in (*row.elements, None) if not isinstance(element, Marker)), Magnet):
+        remarks.append(f"{source}: the line begins with a magnet at s = 0: let the bunch start ahead of it, or put a drift into the line")
     tell(remarks + row.remarks)
     boundaries = row.boundaries
     if boundaries > CAPACITY["maxlat"]:
