@@ -194,6 +194,13 @@ def test_what_is_left_out_is_told(tmp_path, capsys):
     assert (skew.k1, skew.tilt) == pytest.approx((2, -np.pi / 4))
 
 
+def test_a_part_of_a_line(tmp_path, capsys):
+    text = BEGIN[".madx"] + "c: rfcavity, l = 1, volt = 1; m: marker; u: line = (c, 60*(q, d), m, d, b, q, 60*(d, q), c);"
+    lattice = converted(tmp_path, "a.madx", text, "--between", "M", "q")
+    assert lattice.length == pytest.approx(1 + .5 + .2 + 1e-8, abs=1e-12) and list(lattice.markers) == ["m", "b_in", "b_out", "q_in", "q_out"]
+    assert main(["convert-lattice", str(tmp_path / "a.madx"), "--between", "b", "m"]) == 1 and "no element 'm' behind b" in capsys.readouterr().err
+
+
 @pytest.mark.parametrize("elements", [
     Lattice.chicane(0.08, 0.5, 1.0, 0.5),
     [Drift(1 / 3), Dipole(0.5, -0.1, e1=0.2, entrance="in", exit="out"), Drift(0.2), Quadrupole(0.3, 1.5, tilt=0.3, name="q"), Marker("M"), Drift(1e-8),

@@ -18,6 +18,7 @@ def options(parser: ArgumentParser) -> None:
         "is a survey (s, x, y [m], angle [rad], element); others hold a lattice block, which a deck takes by #file { name = FILE }")
     add("--from", dest="source", choices=["madx", "elegant", "deck"], help="format of the input, whatever its name")
     add("--line", metavar="NAME", help="line or sequence; otherwise that in use, in elegant the last one")
+    add("--between", nargs=2, metavar=("FIRST", "LAST"), help="take the part of the line from the first element of one name to the next of another")
     add("--momentum", type=float, metavar="EV_C", help="reference momentum [eV/c], in place of that of a MAD-X beam; noted in the output; "
         "elegant's magnets that are told by their field need it")
     add("--replace-by-drift", nargs="+", default=[], metavar="TYPE", help="types, as the other program calls them, whose elements become "
@@ -26,11 +27,13 @@ def options(parser: ArgumentParser) -> None:
 
 def run(options: Namespace) -> None:
     from ..exchange.convert import format_of, load, save
+    from ..exchange.pieces import Choice
 
     source = options.source or format_of(options.input)
-    for name in ("line", "replace-by-drift"):
+    for name in ("line", "between", "replace-by-drift"):
         refuse_without(options, name, source != "deck", "on a deck")
     if options.momentum is not None and not options.momentum > 0:
         raise ValueError(f"--momentum must be above 0 eV/c, not {options.momentum!r}")
-    lattice, momentum = load(options.input, source, options.line, options.momentum, options.replace_by_drift)
+    choice = Choice(options.line, options.between, tuple(options.replace_by_drift))
+    lattice, momentum = load(options.input, source, choice, options.momentum)
     print(save(options.output, lattice, options.input, options.momentum or momentum))

@@ -147,7 +147,9 @@ def magnet(poles: int) -> Builder:
             if upright or skew:
                 numbers.remarks.append("has no length and so no effect")
             return Drift(0.0)
-        roll, strength = numbers("tilt") - atan2(skew, upright) / order if skew else numbers("tilt"), hypot(upright, skew) if skew else upright
+        roll, strength = numbers("tilt"), upright
+        if skew:
+            roll, strength = roll - atan2(skew, upright) / order, hypot(upright, skew)
         half_turns = round(roll * order / pi)
         if abs(sin(roll * order)) < ROLL:  # upright again, with the other sign after every odd one
             roll, strength = 0.0, -strength if half_turns % 2 else strength

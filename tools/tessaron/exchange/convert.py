@@ -2,9 +2,8 @@
 from __future__ import annotations
 
 from pathlib import Path
-from typing import Iterable
-
 from ..lattice.lattice import Lattice
+from .pieces import Choice
 
 SUFFIXES = {".madx": "madx", ".mad": "madx", ".seq": "madx", ".lte": "elegant", ".csv": "survey"}  #: others are decks
 
@@ -14,23 +13,22 @@ def format_of(path: str | Path) -> str:
     return SUFFIXES.get(Path(path).suffix.lower(), "deck")
 
 
-def load(path: str | Path, fmt: str | None = None, line: str | None = None, momentum: float | None = None,
-         replace_by_drift: Iterable[str] = ()) -> tuple[Lattice, float | None]:
+def load(path: str | Path, fmt: str | None = None, choice: Choice = Choice(), momentum: float | None = None) -> tuple[Lattice, float | None]:
     """The lattice of a file, and the momentum that it tells [eV/c].
 
-    :param line: name of the line or sequence where the file has several; momentum: of the reference particle [eV/c], where the
-        file needs one.
+    :param choice: what of it is taken, unless it is a deck.
+    :param momentum: of the reference particle [eV/c], where the file needs one.
     :raises ValueError: with file, line and word.
     """
     path, fmt = Path(path), fmt or format_of(path)
     if fmt == "madx":
         from .madx import lattice_of_madx
 
-        return lattice_of_madx(path, line, replace_by_drift)
+        return lattice_of_madx(path, choice)
     if fmt == "elegant":
         from .elegant import lattice_of_elegant
 
-        return lattice_of_elegant(path, line, replace_by_drift, momentum), momentum
+        return lattice_of_elegant(path, choice, momentum), momentum
     if fmt == "deck":
         return Lattice.from_deck(path), None
     raise ValueError(f"{path}: {fmt} is not read")

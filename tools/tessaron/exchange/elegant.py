@@ -2,9 +2,9 @@
 from __future__ import annotations
 
 import re
-from dataclasses import dataclass, field
+from dataclasses import dataclass, field, replace
 from pathlib import Path
-from typing import Callable, Iterable, Iterator, Union
+from typing import Callable, Iterator, Union
 
 from ..constants import SPEED_OF_LIGHT
 from ..files.deck import REAL, Place
@@ -13,7 +13,7 @@ from ..lattice.lattice import Lattice
 from . import builders as to
 from .elegant_text import statement, statements
 from .lines import Line, expanded
-from .pieces import Piece, lattice_of
+from .pieces import Choice, Piece, lattice_of
 from .rpn import Calculator
 from .source import LatticeFault
 
@@ -170,7 +170,10 @@ class ElegantFile:
                 raise value
             return _DEFAULTS.get(name, 0.0) if value is None else value
 
-        kind = _type_of(definition.type, definition.place)
+        try:
+            kind = _type_of(definition.type)
+        except ValueError as error:
+            raise LatticeFault(definition.place, str(error)) from None
         numbers = to.Numbers(lambda name: _face(kind, name, number) if name in ("e1", "e2") else number(name))
         if kind in ("quad", "kquad") and number("bore"):
             numbers = to.Numbers(lambda name: self._gradient(definition, number) if name == "k1" else number(name))
@@ -191,23 +194,22 @@ class ElegantFile:
         return number("b") / number("bore") * SPEED_OF_LIGHT / self.momentum
 
 
-def lattice_of_elegant(path: Path, line: str | None = None, replace_by_drift: Iterable[str] = (), momentum: float | None = None) -> Lattice:
-    """The lattice of a line in an elegant file.
+def lattice_of_elegant(path: Path, choice: Choice = Choice(), momentum: float | None = None) -> Lattice:
+    """The lattice of a line in an elegant file: of the name chosen, otherwise that of `USE`, else the last one.
 
-    :param line: its name; otherwise that of `USE`, else the last one.
-    :param replace_by_drift: as in `pieces.lattice_of`.
     :param momentum: of the reference particle [eV/c], which quadrupoles need that are told by their field.
     :raises ValueError: the file cannot be taken; the message names file, line and word.
     """
+    replaced = tuple(_type_of(word) for word in choice.replace_by_drift)
     file = ElegantFile(momentum)
     file.read(path)
     try:
-        pieces = list(file.pieces(line))
+        pieces = list(file.pieces(choice.line))
     except LatticeFault:
         raise
     except ValueError as error:
         raise ValueError(f"{path}: {error}") from None
-    return lattice_of(pieces, str(path), [_type_of(word, Place("--replace-by-drift", 1)) for word in replace_by_drift])
+    return lattice_of(pieces, str(path), replace(choice, replace_by_drift=replaced))
 
 
 def _face(kind: str, name: str, number: Callable[[str], float]) -> float:
@@ -217,10 +219,10 @@ def _face(kind: str, name: str, number: Callable[[str], float]) -> float:
     return -number("angle") / 2 if kind == "rben" else 0.0
 
 
-def _type_of(word: str, place: Place) -> str:
+def _type_of(word: str) -> str:
     """The type that a word means: two words are one type if one begins with the other.
 
-    :raises LatticeFault: several types begin with the word, or none fits.
+    :raises ValueError: several types begin with the word, or none fits.
     """
     small = word.lower()
     if small in TYPES:
@@ -228,5 +230,6 @@ def _type_of(word: str, place: Place) -> str:
     longer, shorter = [name for name in TYPES if name.startswith(small)], [name for name in TYPES if small.startswith(name)]
     if len(longer) == 1 or (not longer and shorter):
         return longer[0] if longer else max(shorter, key=len)
-    raise LatticeFault(place, f"{word!r} is " + (f"the beginning of several types: {', '.join(longer)}" if longer
-                                                 else "neither a type that is known here nor an element"))
+    if longer:
+        raise ValueError(f"{word!r} is the beginning of several types: {', '.join(longer)}")
+    raise ValueError(f"{word!r} is neither a type that is known here nor an element")

@@ -19,7 +19,7 @@ from .lines import Item, Line, expanded
 from .madx_sequence import Entry, Sequence, placed
 from .madx_text import Given, statement, statements
 from .madx_values import CONSTANTS, Definition, Names
-from .pieces import Piece, lattice_of, tell
+from .pieces import Choice, Piece, lattice_of, tell
 from .source import LatticeFault, Statement
 
 _KICKER, _CAVITY = to.inert("kick hkick vkick", "a kick"), to.inert("volt", "a cavity")
@@ -252,7 +252,7 @@ class MadxFile:
         if len(names) != 1 or not names[0]:
             raise LatticeFault(place, "use needs the name of one sequence or line")
         if "range" in values and not _whole(given):
-            raise LatticeFault(place, "the range of `use` is not followed; define a line of that part")
+            raise LatticeFault(place, "the range of `use` is not followed; take it out, and choose the part by --between FIRST LAST")
         self.used = names[0]
 
     def _pieces_of(self, name: str) -> Iterable[Piece]:
@@ -301,24 +301,26 @@ class MadxFile:
             raise LatticeFault(definition.place, f"{definition.name} ({kind}): {error}") from None
 
 
-def lattice_of_madx(path: Path, line: str | None = None, replace_by_drift: Iterable[str] = ()) -> tuple[Lattice, float | None]:
+def lattice_of_madx(path: Path, choice: Choice = Choice()) -> tuple[Lattice, float | None]:
     """The lattice of a line or sequence in a MAD-X file, and the momentum of its beam [eV/c] if it tells one.
 
-    :param line: its name; otherwise that of the last `use`, else the only one.
-    :param replace_by_drift: as in `pieces.lattice_of`.
+    The line is that of the name chosen, otherwise that of the last `use`, else the only one.
+
     :raises ValueError: the file cannot be taken; the message names file, line and word.
     """
+    if unknown := [name for name in choice.replace_by_drift if name.lower() not in TYPES]:
+        raise ValueError(f"{unknown[0]!r} is no type of MAD-X that is known here")
     file = MadxFile()
     file.read(path)
     try:
-        pieces = file.pieces(line)
+        pieces = file.pieces(choice.line)
     except LatticeFault:
         raise
     except ValueError as error:
         raise ValueError(f"{path}: {error}") from None
     momentum = file.momentum
     tell([*file.remarks, *file.names.remarks])
-    return lattice_of(pieces, str(path), replace_by_drift), momentum
+    return lattice_of(pieces, str(path), choice), momentum
 
 
 def _members(items: Iterable[Item]) -> set[str]:

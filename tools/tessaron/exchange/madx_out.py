@@ -4,12 +4,13 @@ from __future__ import annotations
 import re
 from textwrap import wrap
 
-from ..lattice.elements import Dipole, Drift, Element, Magnet, Map, Marker, Multipole, Quadrupole, ThinQuadrupole
+from ..lattice.elements import Dipole, Drift, Element, Magnet, Map, Quadrupole, ThinQuadrupole
 from ..lattice.lattice import Lattice
 from ..lattice.layout import number, told
 from .pieces import tell
 
 _STRENGTHS = {4: ("quadrupole", "k1"), 6: ("sextupole", "k2"), 8: ("octupole", "k3")}
+_WORDS = ("drift", "sbend", "quadrupole", "sextupole", "octupole", "multipole", "matrix", "marker", "line", "use", "beam")  #: of the file itself
 
 
 def madx_of(lattice: Lattice, momentum: float | None = None, line: str = "lattice") -> str:
@@ -21,7 +22,7 @@ def madx_of(lattice: Lattice, momentum: float | None = None, line: str = "lattic
     :param momentum: of the reference particle [eV/c], for a `beam` statement.
     :raises ValueError: an element that MAD-X has not: with offsets or slanted faces other than a bend's, or of more than 8 poles.
     """
-    names = _Names(lattice)
+    names = _Names(line)
     definitions: list[str] = []
     members: list[str] = []
     drifts: dict[float, str] = {}
@@ -38,22 +39,21 @@ def madx_of(lattice: Lattice, momentum: float | None = None, line: str = "lattic
     tell(_left_out(lattice))
     beam = [f"beam, particle = electron, pc = {number(momentum * 1e-9)};"] if momentum else []
     row = "\n".join(wrap(", ".join(members), 110, initial_indent="  ", subsequent_indent="  ", break_long_words=False, break_on_hyphens=False))
-    return "\n".join([*beam, *definitions, f"{names.new(line)}: line = (\n{row});", f"use, period = {line};"]) + "\n"
+    return "\n".join([*beam, *definitions, f"{line}: line = (\n{row});", f"use, period = {line};"]) + "\n"
 
 
 class _Names:
     """Names as MAD-X takes them: a letter, then letters, digits, points and underscores, whatever their case each once."""
 
-    def __init__(self, lattice: Lattice) -> None:
-        self._taken = {"lattice"}
-        self._reserved = {name.lower() for name in lattice.markers}
+    def __init__(self, line: str) -> None:
+        self._taken = {line.lower(), *_WORDS}
 
     def new(self, wanted: str) -> str:
         """A name that is not taken yet, as near as can be to the one wanted."""
         plain = re.sub(r"[^\w.]", "_", wanted, flags=re.ASCII)
         plain = plain if plain[:1].isalpha() else "n" + plain
         chosen, count = plain, 1
-        while chosen.lower() in self._taken and wanted != "lattice":
+        while chosen.lower() in self._taken:
             count += 1
             chosen = f"{plain}.{count}"
         self._taken.add(chosen.lower())

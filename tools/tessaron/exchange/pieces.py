@@ -27,17 +27,26 @@ class Piece:
     remarks: tuple[str, ...] = ()  #: what its element leaves out
 
 
-def lattice_of(pieces: Sequence[Piece], source: str, replace_by_drift: Iterable[str] = ()) -> Lattice:
+@dataclass(frozen=True)
+class Choice:
+    """What of a file is taken, and how."""
+
+    line: str | None = None  #: name of a line or sequence; None for that in use
+    between: tuple[str, str] | None = None  #: names of the first and the last element of a part
+    replace_by_drift: tuple[str, ...] = ()  #: types whose elements become drifts where the program has nothing that does the same
+
+
+def lattice_of(pieces: Sequence[Piece], source: str, choice: Choice = Choice()) -> Lattice:
     """The lattice of a row of pieces. What it had to leave out is told on standard error, element by element.
 
     Magnets and thin elements that touch get a drift of CONTACT between them. A name that stands several times becomes NAME,
     NAME.2, NAME.3 ...; of two markers on one place the first stays.
 
     :param source: the file, for messages.
-    :param replace_by_drift: types whose elements become drifts where the program has nothing that does the same.
     :raises ValueError: other pieces have no counterpart, each told by its line; or the lattice is longer than the program's.
     """
-    replaced = {name.lower() for name in replace_by_drift}
+    replaced = {name.lower() for name in choice.replace_by_drift}
+    pieces = _part(pieces, choice.between, source) if choice.between else pieces
     refused = [piece for piece in pieces if piece.element is None and piece.type.lower() not in replaced]
     if refused:
         raise ValueError(f"{source}: the program has no counterpart for\n" + _list(f"{p.place}: {p.name} ({p.type}): {p.lacking}" for p in refused)
@@ -57,7 +66,7 @@ def lattice_of(pieces: Sequence[Piece], source: str, replace_by_drift: Iterable[
     boundaries = row.boundaries
     if boundaries > CAPACITY["maxlat"]:
         raise ValueError(f"{source}: the line needs {boundaries} field boundaries; the program holds {CAPACITY['maxlat']}, two to a magnet "
-                         "and one to a marker. Take a part of the line")
+                         "and one to a marker. --between FIRST LAST takes a part of the line")
     try:
         return Lattice(row.elements)
     except ValueError as error:
@@ -68,6 +77,18 @@ def tell(remarks: Iterable[str]) -> None:
     """Remarks on standard error, each once."""
     if text := _list(remarks):
         print(text, file=sys.stderr)
+
+
+def _part(pieces: Sequence[Piece], between: tuple[str, str], source: str) -> Sequence[Piece]:
+    """From the first piece of one name to the next one of the other."""
+    names = [piece.name.lower() for piece in pieces]
+    first, last = (name.lower() for name in between)
+    if first not in names:
+        raise ValueError(f"{source}: no element {between[0]!r} in the line")
+    begin = names.index(first)
+    if last not in names[begin:]:
+        raise ValueError(f"{source}: no element {between[1]!r} behind {between[0]} in the line")
+    return pieces[begin:names.index(last, begin) + 1]
 
 
 def _list(lines: Iterable[str]) -> str:

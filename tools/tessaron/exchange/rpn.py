@@ -14,8 +14,8 @@ CONSTANTS = {"pi": math.pi, "log_10": math.log(10), "c_mks": SPEED_OF_LIGHT, "c_
 _ONE: dict[str, Callable[[float], float]] = {name: getattr(math, name) for name in "sin cos tan asin acos atan sqrt exp sinh cosh tanh".split()}
 _ONE |= {"d" + name: lambda x, f=getattr(math, name): f(math.radians(x)) for name in ("sin", "cos", "tan")}
 _ONE |= {"da" + name: lambda x, f=getattr(math, "a" + name): math.degrees(f(x)) for name in ("sin", "cos", "tan")}
-_ONE |= {"sqr": lambda x: x * x, "ln": math.log, "log": math.log10, "abs": abs, "chs": operator.neg, "rec": lambda x: 1 / x, "int": lambda x: float(math.trunc(x)),
-         "dtor": math.radians, "rtod": math.degrees}
+_ONE |= {"sqr": lambda x: x * x, "ln": math.log, "log": math.log10, "abs": abs, "chs": operator.neg, "rec": lambda x: 1 / x,
+         "int": lambda x: float(math.trunc(x)), "dtor": math.radians, "rtod": math.degrees}
 _TWO: dict[str, Callable[[float, float], float]] = {
     "+": operator.add, "-": operator.sub, "*": operator.mul, "/": operator.truediv, "pow": math.pow, "atan2": math.atan2,
     "max2": max, "min2": min, "hypot": math.hypot, "mult": operator.mul, "add": operator.add, "sub": operator.sub, "div": operator.truediv}

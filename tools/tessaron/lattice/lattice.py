@@ -51,34 +51,39 @@ class Lattice:
         return lattice_of_deck(Path(deck))
 
     @classmethod
-    def from_madx(cls, path: str | Path, line: str | None = None, replace_by_drift: Iterable[str] = ()) -> "Lattice":
+    def from_madx(cls, path: str | Path, line: str | None = None, between: tuple[str, str] | None = None,
+                  replace_by_drift: Iterable[str] = ()) -> "Lattice":
         """The lattice of a line or sequence in a MAD-X file; see `tessaron.exchange.madx`. It needs python3-lark.
 
         What has to be left out, such as fringe fields, is told on standard error.
 
         :param line: name of the line or sequence; otherwise that of the last `use`, else the only one.
+        :param between: names of the first and the last element of a part of it.
         :param replace_by_drift: types, as MAD-X calls them, whose elements become drifts where the program has no counterpart.
         :raises ValueError: elements without counterpart, each told by its line; a file that cannot be taken, by file, line and word.
         """
         from ..exchange.madx import lattice_of_madx
+        from ..exchange.pieces import Choice
 
-        return lattice_of_madx(Path(path), line, replace_by_drift)[0]
+        return lattice_of_madx(Path(path), Choice(line, between, tuple(replace_by_drift)))[0]
 
     @classmethod
-    def from_elegant(cls, path: str | Path, line: str | None = None, replace_by_drift: Iterable[str] = (),
-                     momentum_eV_c: float | None = None) -> "Lattice":
+    def from_elegant(cls, path: str | Path, line: str | None = None, between: tuple[str, str] | None = None,
+                     replace_by_drift: Iterable[str] = (), momentum_eV_c: float | None = None) -> "Lattice":
         """The lattice of a line in an elegant file (.lte); see `tessaron.exchange.elegant`. It needs python3-lark.
 
         What has to be left out, such as fringe fields, is told on standard error.
 
         :param line: name of the line; otherwise that of `USE`, else the last one.
+        :param between: names of the first and the last element of a part of it.
         :param replace_by_drift: types, as elegant calls them, whose elements become drifts where the program has no counterpart.
         :param momentum_eV_c: of the reference particle [eV/c], for quadrupoles that are told by their field.
         :raises ValueError: elements without counterpart, each told by its line; a file that cannot be taken, by file, line and word.
         """
         from ..exchange.elegant import lattice_of_elegant
+        from ..exchange.pieces import Choice
 
-        return lattice_of_elegant(Path(path), line, replace_by_drift, momentum_eV_c)
+        return lattice_of_elegant(Path(path), Choice(line, between, tuple(replace_by_drift)), momentum_eV_c)
 
     @classmethod
     def chicane(cls, angle: float, length: float, drift: float, middle: float, **more: float) -> "Lattice":
