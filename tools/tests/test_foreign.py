@@ -125,8 +125,9 @@ def test_pages_charges_and_directions_of_sdds(tmp_path, askew):
     path = tmp_path / "b.sdds"
     path.write_bytes(text(1).replace(b"3e-12", b"4e-12", 1))
     assert [load(path, page=k).charge.sum() for k in (1, 2)] == [4e-12, 3e-12]
-    with pytest.raises(ValueError, match="no page 3; there are 2"):
-        load(path, page=3)
+    for page, words in ((3, "no page 3; there are 2"), (0, "no page 0; pages count from 1")):
+        with pytest.raises(ValueError, match=words):
+            load(path, page=page)
     askew.offsets[3, 3] = -1e9
     with pytest.raises(ValueError, match="particle 4 does not fly through the plane"):
         save(tmp_path / "c.sdds", askew)

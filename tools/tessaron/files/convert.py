@@ -70,7 +70,7 @@ def load(path: str | Path, fmt: str | None = None, charge: float = 0.0, species:
     elif fmt == "csv":
         bunch, told = read_csv(path, beam_axis)
     elif fmt == "sdds":
-        bunch, told = read_sdds(path, page or 1, instant)
+        bunch, told = read_sdds(path, 1 if page is None else page, instant)
     elif fmt == "astra":
         bunch, told = read_astra(path)
     else:

@@ -35,6 +35,8 @@ def read_page(path: str | Path, wanted: Sequence[str], number: int = 1) -> Page:
     :raises ValueError: what is no SDDS file, a page that is not there, a word that is no number; the message names line
         and word, or the byte.
     """
+    if number < 1:
+        raise ValueError(f"{path}: no page {number}; pages count from 1")
     with open(path, "rb") as stream:
         file = SddsFile(stream, path)
         header = read_header(file)
