@@ -2,7 +2,7 @@
 # Builds Tessaron and passes its tests. Without an argument all of them:
 #   release    the optimised program: unit tests and whole runs
 #   sanitize   the same tests under the address and undefined-behaviour sanitizers, every table index checked
-#   fuzz       whole runs on mutated decks (clang, libFuzzer); clang builds program and tests without warnings
+#   fuzz       whole runs on mutated decks (clang, libFuzzer); clang builds the program without warnings
 #   mpi        the process group over Open MPI against one process
 #   tools      the Python companions
 #   examples   every example with few particles, its numbers against closed forms and independent calculations
@@ -28,7 +28,7 @@ for part in ${*:-release mpi tools examples sanitize fuzz}; do
     fuzz)
       echo "== fuzz"
       cmake --preset fuzz >/dev/null
-      cmake --build --preset fuzz -j2
+      cmake --build --preset fuzz -j2 --target tessaron_fuzz
       found=$(mktemp -d)
       build-fuzz/tessaron_fuzz -seed=1 -runs=3000 -timeout=60 -dict=tests/fuzz/words.dict "$found" tests/fuzz/corpus
       rm -r "$found"
