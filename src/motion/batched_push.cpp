@@ -21,6 +21,7 @@ struct LaneCoordinates {
 struct Batch {
   Lanes fa, fb;
   Lanes rho_p;
+  double per_time;  ///< 1/(tb - ta) of the force
 };
 
 /// All lanes of a comparison hold.
@@ -31,10 +32,16 @@ TESSARON_LANES_INLINE bool all(const LaneBits& holds) {
 struct LaneSpeed {
   Lanes beta, gamma_inverse;
 };
-/// beta = p/sqrt(p^2 + 1) and 1/gamma. For p > 100 the series in q = 1/p^2 costs one division and no root:
+
+/// Momenta that a whole push keeps above `series_from`, or any.
+enum class Momenta { large, any };
+constexpr double series_from = 100;
+
+/// beta = p/sqrt(p^2 + 1) and 1/gamma. For large p the series in q = 1/p^2 costs one division and no root:
 ///     beta = 1 - q/2 + 3 q^2/8 - 5 q^3/16 + ...,     the next term below 3e-17
+template <Momenta momenta>
 TESSARON_LANES_INLINE LaneSpeed speed(const Lanes& p) {
-  if (all(p > 100.0)) {
+  if constexpr (momenta == Momenta::large) {
     const Lanes inverse = 1.0 / p, q = inverse * inverse;
     const Lanes beta = 1.0 - q * (0.5 - q * (0.375 - q * 0.3125));
     return {beta, inverse * beta};
@@ -50,7 +57,7 @@ TESSARON_LANES_INLINE LaneCoordinates ahead(const LaneCoordinates& y, double h, 
 
 /// Self force along the motion at time t, linear between the two given times.
 TESSARON_LANES_INLINE Lanes force_at(const RhsCommon& c, const Batch& batch, double t) {
-  const double w = (c.tb - t) / (c.tb - c.ta), v = 1 - w;
+  const double w = (c.tb - t) * batch.per_time, v = 1 - w;
   return batch.fa * w + batch.fb * v;
 }
 
@@ -71,7 +78,7 @@ TESSARON_LANES_INLINE void steps(LaneCoordinates& y, double t1, double t2, int n
 }
 
 /// A drift keeps its direction, and p depends on time alone: a step is a sum of speeds.
-template <bool with_force>
+template <bool with_force, Momenta momenta>
 TESSARON_LANES_INLINE void drift(const BatchSection& s, const Batch& batch, int nstep, LaneCoordinates& y,
                                  const LaneAngles& phi, const LaneAngles& theta) {
   Lanes path;
@@ -83,14 +90,14 @@ TESSARON_LANES_INLINE void drift(const BatchSection& s, const Batch& batch, int 
     for (int step = 1; step <= nstep; ++step) {
       const Lanes f1 = force_at(c, batch, t), f2 = force_at(c, batch, t + 0.5 * h),
                   f4 = force_at(c, batch, t + h);
-      sum += speed(y.p).beta + 2.0 * speed(y.p + 0.5 * h * f1).beta + 2.0 * speed(y.p + 0.5 * h * f2).beta +
-             speed(y.p + h * f2).beta;
+      sum += speed<momenta>(y.p).beta + 2.0 * speed<momenta>(y.p + 0.5 * h * f1).beta +
+             2.0 * speed<momenta>(y.p + 0.5 * h * f2).beta + speed<momenta>(y.p + h * f2).beta;
       y.p += h / 6 * (f1 + 4.0 * f2 + f4);
       t += h;
     }
     path = h / 6 * sum;
   } else {
-    path = speed(y.p).beta * (s.t1 - s.t0);
+    path = speed<momenta>(y.p).beta * (s.t1 - s.t0);
   }
   y.x += path * theta.cosine * phi.cosine;
   y.y += path * theta.cosine * phi.sine;
@@ -99,7 +106,7 @@ TESSARON_LANES_INLINE void drift(const BatchSection& s, const Batch& batch, int 
 
 /// An arc: x and y are the deviation from the circle of radius rho_p while it is integrated, in a frame that
 /// turns with the direction; behind it the chord of the circle is added.
-template <bool with_force>
+template <bool with_force, Momenta momenta>
 TESSARON_LANES_INLINE void arc(const BatchSection& s, const Batch& batch, int nstep, LaneCoordinates& y,
                                const LaneAngles& phi, const LaneAngles& theta) {
   const LaneCoordinates start = y;
@@ -107,7 +114,7 @@ TESSARON_LANES_INLINE void arc(const BatchSection& s, const Batch& batch, int ns
   if constexpr (with_force) {
     steps(
         y, s.t0, s.t1, nstep, [&](double t, const LaneCoordinates& at) __attribute__((always_inline)) {
-          const LaneSpeed v = speed(at.p);
+          const LaneSpeed v = speed<momenta>(at.p);
           LaneCoordinates rate;
           rate.phi = -s.common.K * v.gamma_inverse;
           rate.theta = lanes_of(0);
@@ -118,7 +125,7 @@ TESSARON_LANES_INLINE void arc(const BatchSection& s, const Batch& batch, int ns
           return rate;
         });
   } else {
-    const LaneSpeed v = speed(y.p);
+    const LaneSpeed v = speed<momenta>(y.p);
     y.z += v.beta * theta.sine * (s.t1 - s.t0);
     y.phi -= s.common.K * v.gamma_inverse * (s.t1 - s.t0);
   }
@@ -161,16 +168,16 @@ TESSARON_LANES_INLINE void integer_power(Lanes& X, Lanes& Z, std::int32_t n) {
 }
 
 /// A multipole: `plane_rates` for a force along the motion.
-template <bool with_force>
+template <bool with_force, Momenta momenta>
 TESSARON_LANES_INLINE void multipole(const BatchSection& s, const Batch& batch, int nstep, LaneCoordinates& y,
                                      const LaneAngles& phi0, const LaneAngles& theta0) {
   const RhsCommon& c = s.common;
-  const LaneSpeed start = speed(y.p);
+  const LaneSpeed start = speed<momenta>(y.p);
   const Lanes phi_base = y.phi, theta_base = y.theta;
   const double gr = c.gradient.real(), gi = c.gradient.imag();
   steps(
       y, s.t0, s.t1, nstep, [&](double t, const LaneCoordinates& at) __attribute__((always_inline)) {
-        const LaneSpeed v = with_force ? speed(at.p) : start;
+        const LaneSpeed v = with_force ? speed<momenta>(at.p) : start;
         const LaneAngles phi = near(at.phi, phi_base, phi0), theta = near(at.theta, theta_base, theta0);
         Lanes X = (at.y - c.y0) * c.cos_Theta - (at.x - c.x0) * c.sin_Theta, Z = at.z - c.z0;
         if (c.order > 2) integer_power(X, Z, c.order - 1);
@@ -200,67 +207,99 @@ TESSARON_LANES_INLINE LaneCoordinates load(const Particle* q) {
 }
 
 TESSARON_LANES_INLINE void store(const LaneCoordinates& y, const Particle* from, Particle* to) {
+#pragma GCC unroll 4
   for (int i = 0; i < lane_count; ++i)
     to[i] = {y.x[i], y.y[i], y.z[i], y.p[i], y.phi[i], y.theta[i], from[i].q};
 }
 
 /// Nothing is faster than c t: a boundary farther off than the time left is not met.
-TESSARON_LANES_INLINE bool out_of_reach(const BatchSection& s, const LaneCoordinates& y) {
-  if (s.target == nullptr) return true;
+TESSARON_LANES_INLINE LaneBits out_of_reach(const BatchSection& s, const LaneCoordinates& y) {
   constexpr double margin = 1e-9;
   const Boundary& b = *s.target;
   const double turned = b.tx * b.nx + b.ty * b.ny < 0 ? -1 : 1;
   const Lanes off = (b.x - y.x) * (turned * b.nx) + (b.y - y.y) * (turned * b.ny);
-  return all(off > (s.t1 - s.t0) + margin);
+  return off > (s.t1 - s.t0) + margin;
 }
 
-TESSARON_LANES_INLINE bool only_along(const Force* f) {
-  return f[0].across == 0 && f[0].up == 0 && f[1].across == 0 && f[1].up == 0 && f[2].across == 0 &&
-         f[2].up == 0 && f[3].across == 0 && f[3].up == 0;
+TESSARON_LANES_INLINE LaneBits angles_in_reach(const LaneCoordinates& y) {
+  return (abs_of(y.phi) < largest_lane_angle) & (abs_of(y.theta) < largest_lane_angle);
+}
+
+/// The forces on a batch: those along the motion, and the bits of all others but their signs.
+struct LaneForces {
+  Lanes along;
+  LaneBits others;
+};
+TESSARON_LANES_INLINE LaneForces forces_of(const Force* f) {
+  static_assert(sizeof(Force) == 3 * sizeof(double));
+  const double* p = &f->along;
+  const Lanes first = lanes_at(p), second = lanes_at(p + 4), third = lanes_at(p + 8);
+  constexpr std::int64_t keep = INT64_MAX;
+  const LaneBits others = (reinterpret_cast<LaneBits>(first) & LaneBits{0, keep, keep, 0}) |
+                          (reinterpret_cast<LaneBits>(second) & LaneBits{keep, keep, 0, keep}) |
+                          (reinterpret_cast<LaneBits>(third) & LaneBits{keep, 0, keep, keep});
+  return {Lanes{first[0], first[3], second[2], third[1]}, others};
 }
 
 /// The Runge-Kutta steps that all lanes take, 0 if they differ or are none of a batch's.
 TESSARON_LANES_INLINE int common_steps(const BatchSection& s, const Lanes& path, const Lanes& rho_p) {
-  int n = 0;
-  for (int i = 0; i < lane_count; ++i) {
-    const int own = step_count(s.field, path[i], rho_p[i]);
-    if (i > 0 && own != n) return 0;
-    n = own;
-  }
+  const Lanes needed = steps_needed(s.field, abs_of(path), abs_of(rho_p));
+  if (!all(needed < most_steps - 1)) return 0;
+  const int n = static_cast<int>(needed[0]) + 1;
+  if (!all((needed >= n - 1.0) & (needed < 1.0 * n))) return 0;
   // A step that does not change the time is told, one particle after the other.
   return s.t1 - (s.t1 - s.t0) / (2.0 * n) != s.t1 ? n : 0;
+}
+
+/// No stage of a step takes a momentum out of the series' reach: the force is linear in time.
+template <bool with_force>
+TESSARON_LANES_INLINE bool momenta_stay_large(const BatchSection& s, const Batch& batch, const Lanes& p) {
+  if constexpr (!with_force) return all(p > series_from);
+  const Lanes f0 = abs_of(force_at(s.common, batch, s.t0)), f1 = abs_of(force_at(s.common, batch, s.t1));
+  return all(p - (f0 > f1 ? f0 : f1) * (s.t1 - s.t0) > series_from);
+}
+
+/// The steps of a batch; false if its angles have left the reach of the lanes' sines on the way.
+template <bool with_force, Momenta momenta>
+TESSARON_LANES_INLINE bool push_through(const BatchSection& s, Batch& batch, LaneCoordinates& y) {
+  const LaneAngles phi = angles_of(y.phi), theta = angles_of(y.theta);
+  const bool bends = s.field.K != 0;
+  const Lanes bh = speed<momenta>(y.p).beta * theta.cosine;
+  batch.rho_p = bends ? sqrt_of(y.p * y.p + 1.0) * bh / s.field.K : lanes_of(0);
+  const int nstep = common_steps(s, bh * (s.t1 - s.t0), batch.rho_p);
+  if (nstep == 0) return false;
+
+  if (bends) {
+    arc<with_force, momenta>(s, batch, nstep, y, phi, theta);
+  } else if (s.common.order < 2 || s.common.gradient == std::complex<double>(0, 0)) {
+    drift<with_force, momenta>(s, batch, nstep, y, phi, theta);
+  } else {
+    multipole<with_force, momenta>(s, batch, nstep, y, phi, theta);
+    return all(angles_in_reach(y));
+  }
+  return true;
 }
 
 template <bool with_force>
 TESSARON_LANES_INLINE bool push(const BatchSection& s, const Particle* from, Particle* to, const Force* fa,
                                 const Force* fb) {
   LaneCoordinates y = load(from);
-  if (!out_of_reach(s, y)) return false;
-  if (!all((abs_of(y.phi) < largest_lane_angle) & (abs_of(y.theta) < largest_lane_angle))) return false;
-  Batch batch{};
+  LaneBits simple = angles_in_reach(y);
+  if (s.target != nullptr) simple &= out_of_reach(s, y);
+  Batch batch;
   if constexpr (with_force) {
-    if (!only_along(fa) || !only_along(fb)) return false;
-    batch.fa = Lanes{fa[0].along, fa[1].along, fa[2].along, fa[3].along};
-    batch.fb = Lanes{fb[0].along, fb[1].along, fb[2].along, fb[3].along};
+    const LaneForces a = forces_of(fa), b = forces_of(fb);
+    simple &= (a.others | b.others) == 0;
+    batch.fa = a.along;
+    batch.fb = b.along;
+    batch.per_time = 1 / (s.common.tb - s.common.ta);
   }
-  const LaneAngles phi = angles_of(y.phi), theta = angles_of(y.theta);
-  const bool bends = s.field.K != 0;
-  const Lanes bh = speed(y.p).beta * theta.cosine;
-  batch.rho_p = bends ? sqrt_of(y.p * y.p + 1.0) * bh / s.field.K : lanes_of(0);
-  const int nstep = common_steps(s, bh * (s.t1 - s.t0), batch.rho_p);
-  if (nstep == 0) return false;
-
-  if (bends) {
-    arc<with_force>(s, batch, nstep, y, phi, theta);
-  } else if (s.common.order < 2 || s.common.gradient == std::complex<double>(0, 0)) {
-    drift<with_force>(s, batch, nstep, y, phi, theta);
-  } else {
-    multipole<with_force>(s, batch, nstep, y, phi, theta);
-    // The angles may have left the reach of the lanes' sines on the way: rates were wrong then.
-    if (!all((abs_of(y.phi) < largest_lane_angle) & (abs_of(y.theta) < largest_lane_angle))) return false;
-  }
-  store(y, from, to);
-  return true;
+  if (!all(simple)) return false;
+  const bool done = momenta_stay_large<with_force>(s, batch, y.p)
+                        ? push_through<with_force, Momenta::large>(s, batch, y)
+                        : push_through<with_force, Momenta::any>(s, batch, y);
+  if (done) store(y, from, to);
+  return done;
 }
 
 TESSARON_CLONES bool push_lanes(const BatchSection& s, const Particle* from, Particle* to, const Force* fa,

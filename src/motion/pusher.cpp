@@ -22,7 +22,6 @@ constexpr double along_boundary = 1e-14;
 
 /// Most Runge-Kutta steps of one segment. No magnet that bends a real bunch asks for so many; data that ask
 /// for more get this many.
-constexpr double most_steps = 1e6;
 
 const Boundary* boundary_or_none(std::int64_t i) {
   return i >= 1 && i <= latcom.nlat ? &latcom.bnd[static_cast<int>(i)] : nullptr;
@@ -207,12 +206,7 @@ bool time_left(const Boundary& target, const Prediction& end, const Coordinates&
 }  // namespace
 
 int step_count(const SectionField& field, double L, double rho_p) {
-  double steps = std::abs(L) / 0.04;
-  if (field.K != 0) {
-    steps = std::abs(L) / (0.02 * std::abs(rho_p));
-  } else if (field.order >= 2 && field.strength != 0) {
-    steps = std::abs(L * field.strength) / 0.02;
-  }
+  const double steps = steps_needed(field, std::abs(L), std::abs(rho_p));
   if (std::isnan(steps)) return 1;
   return static_cast<int>(std::min(steps, most_steps - 1)) + 1;
 }

@@ -16,8 +16,19 @@ void segment_step(Particle& state, std::int32_t& section, bool& crossing, double
 /// What is left of a crossing that ends a track: the entry edge of the section that the particle is in now.
 void finish_crossing(Particle& state, std::int32_t section);
 
-/// Number of Runge-Kutta steps on a length L in the plane: 0.02 rad of bend, 0.04 m of drift, or 0.02 of
-/// strength times length in a multipole at most.
+/// What lengths L >= 0 in the plane ask of the number of Runge-Kutta steps: 0.02 rad of bend, 0.04 m of
+/// drift, or 0.02 of strength times length in a multipole at most. Real is a number or several.
+template <class Real>
+[[gnu::always_inline]] inline Real steps_needed(const SectionField& field, const Real& L,
+                                                const Real& radius) {
+  if (field.K != 0) return L / (0.02 * radius);
+  if (field.order >= 2 && field.strength != 0) return L * std::abs(field.strength) / 0.02;
+  return L / 0.04;
+}
+
+inline constexpr double most_steps = 1e6;  ///< of one segment
+
+/// The number of steps of one particle.
 int step_count(const SectionField& field, double L, double rho_p);
 
 /// An angle near a base whose sine and cosine are known. A small difference comes from the addition theorem
