@@ -5,7 +5,16 @@
 
 namespace tessaron {
 
-constinit ParticleRecord ptlcom_store{};
+namespace {
+constinit ParticleTable particles{};
+constinit SectionTable sections{};
+constinit FlagTable source_flags{}, test_flags{};
+}  // namespace
+
+constinit ParticleRecord ptlcom_store{.particle = TableSlot(particles),
+                                      .source = TableSlot(source_flags),
+                                      .test = TableSlot(test_flags),
+                                      .section = TableSlot(sections)};
 const ParticleRecord& ptlcom = ptlcom_store;
 
 MovingBunch ptlmov() { return {ptlcom_store.particle, ptlcom_store.section, ptlcom_store.ctptcl}; }

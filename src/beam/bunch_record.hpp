@@ -21,31 +21,30 @@ using ParticleTable = Table<Particle, maxprt>;
 using SectionTable = Table<std::int32_t, maxprt>;
 using FlagTable = Table<bool, maxprt>;
 
-/// The bunch. Particle 1 is the reference particle. All start values are zero, which keeps the large tables
-/// out of the program file.
-/// Owner: particle input; the step loop advances `particle`, `section` and `ctptcl`, the preparation of a run
-/// fills `section` and `sections_valid`.
+/// The bunch. Particle 1 is the reference particle. All start values are zero; the tables lie apart, which
+/// keeps them out of the program file. Owner: particle input; the step loop advances `particle`, `section`
+/// and `ctptcl`, the preparation of a run fills `section` and `sections_valid`.
 struct ParticleRecord {
-  std::int32_t npart;
-  ParticleTable particle;
-  FlagTable source;      ///< counts as charge: total charge, moments, source terms of the forces
-  FlagTable test;        ///< the force models compute forces on it
-  SectionTable section;  ///< section i of the lattice lies before boundary i
-  bool sections_valid;
-  double ctptcl;                                ///< bunch time, c t [m]
-  double reference_momentum;                    ///< p0, in units of m c
-  double total_charge;                          ///< [C], never negative after input
-  std::int32_t charge_sign;                     ///< +1 or -1, for the printed total only
-  double reference_point_x, reference_point_y;  ///< lab place of the file frame's origin [m]
-  double reference_point_phi;                   ///< rotation between file frame and lab frame [rad]
+  std::int32_t npart = 0;
+  TableSlot<ParticleTable> particle;
+  TableSlot<FlagTable> source;      ///< counts as charge: total charge, moments, source terms of the forces
+  TableSlot<FlagTable> test;        ///< the force models compute forces on it
+  TableSlot<SectionTable> section;  ///< section i of the lattice lies before boundary i
+  bool sections_valid = false;
+  double ctptcl = 0;                                    ///< bunch time, c t [m]
+  double reference_momentum = 0;                        ///< p0, in units of m c
+  double total_charge = 0;                              ///< [C], never negative after input
+  std::int32_t charge_sign = 0;                         ///< +1 or -1, for the printed total only
+  double reference_point_x = 0, reference_point_y = 0;  ///< lab place of the file frame's origin [m]
+  double reference_point_phi = 0;                       ///< rotation between file frame and lab frame [rad]
 };
 extern const ParticleRecord& ptlcom;
 
 /// What moves with time: the places and sections of the particles, and the bunch time. The preparation of a
 /// run, the step and a worker's evaluation write it; nobody else asks for it.
 struct MovingBunch {
-  ParticleTable& particle;
-  SectionTable& section;
+  TableSlot<ParticleTable>& particle;
+  TableSlot<SectionTable>& section;
   double& ctptcl;
 };
 MovingBunch ptlmov();

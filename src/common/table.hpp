@@ -2,6 +2,7 @@
 #include <array>
 #include <cstddef>
 #include <span>
+#include <utility>
 
 namespace tessaron {
 
@@ -46,6 +47,28 @@ class Table {
     return offset(first);
   }
   std::array<T, N> cells_{};
+};
+
+/// Stands for a table and is used as one. Two slots can exchange their tables, so that nothing has to be
+/// copied.
+template <class TableType>
+class TableSlot {
+ public:
+  constexpr explicit TableSlot(TableType& table) : table_(&table) {}
+  TableSlot(const TableSlot&) = delete;
+  TableSlot& operator=(const TableSlot&) = delete;
+
+  constexpr operator TableType&() { return *table_; }
+  constexpr operator const TableType&() const { return *table_; }
+  constexpr auto& operator[](int i) { return (*table_)[i]; }
+  constexpr const auto& operator[](int i) const { return std::as_const(*table_)[i]; }
+  constexpr auto run(int first, int n) { return table_->run(first, n); }
+  constexpr auto run(int first, int n) const { return std::as_const(*table_).run(first, n); }
+
+  constexpr void exchange(TableSlot& other) { std::swap(table_, other.table_); }
+
+ private:
+  TableType* table_;
 };
 
 }  // namespace tessaron

@@ -121,7 +121,7 @@ class OrbitFields {
     line.real(gamma_of(particle.p) / gamma_reference_ - 1);
     line.real(particle.q);
     if (current_) {
-      const Force& force = ftrk[i];
+      const Force& force = ftrk()[i];
       line.vector({force.along / mc_per_ev, force.across / mc_per_ev, force.up / mc_per_ev});
     } else {
       line.zeros(3);

@@ -17,18 +17,22 @@ namespace tessaron {
 namespace {
 
 ForceTimes force_times_store;
-ForceTable ftrk_store;  // forces of the deck's model at ftrk_time
 
-/// Tables whose roles change from pass to pass, so that nothing has to be copied.
+// Tables whose roles change from pass to pass, so that nothing has to be copied.
+ParticleTable particle_tables[2];
+SectionTable section_tables[2];
 struct BunchTables {
-  ParticleTable particle;
-  SectionTable section;
+  TableSlot<ParticleTable> particle;
+  TableSlot<SectionTable> section;
 };
-BunchTables bunch_tables[2];
+BunchTables bunch_tables[2] = {{TableSlot(particle_tables[0]), TableSlot(section_tables[0])},
+                               {TableSlot(particle_tables[1]), TableSlot(section_tables[1])}};
 BunchTables *pred = &bunch_tables[0], *corr = &bunch_tables[1];
-ForceTable force_tables[2];
+ForceTable force_tables[3];
 ForceTable* fpre = &force_tables[0];    // forces of the pre-conditioning model at fpre_time
 ForceTable* fstart = &force_tables[1];  // forces at the start of a step
+ForceTable* fdeck = &force_tables[2];   // forces of the deck's model at ftrk_time, unless they are fpre
+bool deck_has_fpre = false;             // the deck's model is its own pre-conditioning model
 
 /// One step in time and the numbers that its passes share.
 struct Step {
@@ -121,21 +125,27 @@ double precondition(const Step& step, ForceType model, const char* text) {
 /// The step with the deck's model, from the end force that the pre-conditioning left or from zero. The force
 /// is worked out anew only ahead of a further pass, so `ftrk` belongs to the last predictor.
 double correct(const Step& step, ForceType model) {
-  copy_rows(step.n, ftrk_store, *fstart);
+  std::swap(fdeck, fstart);
   if (trkcom.precondition) {
-    copy_rows(step.n, *fpre, ftrk_store);
+    copy_rows(step.n, *fpre, *fdeck);
   } else {
-    clear_rows(step.n, ftrk_store);
+    clear_rows(step.n, *fdeck);
   }
-  track(step, *pred, ftrk_store);
-  evaluate(model, pred->particle, pred->section, step.t1, ftrk_store);
+  track(step, *pred, *fdeck);
+  evaluate(model, pred->particle, pred->section, step.t1, *fdeck);
   for (int passes = 1;; ++passes) {
-    track(step, *corr, ftrk_store);
+    track(step, *corr, *fdeck);
     const double err = compare(step, "                   step_error/step_time=");
     if (converged(step, err, passes)) return err;
-    evaluate(model, corr->particle, corr->section, step.t1, ftrk_store);
+    evaluate(model, corr->particle, corr->section, step.t1, *fdeck);
     take_corrector();
   }
+}
+
+/// The forces of the deck's model get a table of their own again.
+void keep_deck_forces(int n) {
+  if (deck_has_fpre) copy_rows(n, *fpre, *fdeck);
+  deck_has_fpre = false;
 }
 
 /// Both stages of a step under self force.
@@ -143,18 +153,19 @@ double advance(const Step& step, ForceType model) {
   const ForceType pre = preconditioner(model);
   const bool moves = step.t1 > step.t0;
   double err = 0;
+  if (pre != model) keep_deck_forces(step.n);
   if (has_first_stage(model)) {
     err = precondition(step, pre,
                        pre == model ? "                   step_error/step_time="
                                     : "               *** step_error/step_time=");
   }
   if (pre == model) {
-    copy_rows(step.n, *fpre, ftrk_store);
+    deck_has_fpre = true;
     force_times_store.ftrk_time = step.t1;
     force_times_store.ftrk_old = force_times_store.fpre_old;
   } else {
     if (force_times_store.ftrk_time != step.t0) {
-      evaluate(model, ptlcom.particle, ptlcom.section, step.t0, ftrk_store);
+      evaluate(model, ptlcom.particle, ptlcom.section, step.t0, *fdeck);
       force_times_store.ftrk_time = step.t0;
       force_times_store.ftrk_old = false;
     }
@@ -164,8 +175,8 @@ double advance(const Step& step, ForceType model) {
     force_times_store.ftrk_old = false;
   }
   if (moves) {
-    copy_rows(step.n, corr->particle, ptlmov().particle);
-    copy_rows(step.n, corr->section, ptlmov().section);
+    ptlmov().particle.exchange(corr->particle);
+    ptlmov().section.exchange(corr->section);
     force_times_store.fpre_time = step.t1;
   }
   return err;
@@ -174,7 +185,7 @@ double advance(const Step& step, ForceType model) {
 }  // namespace
 
 const ForceTimes& force_times = force_times_store;
-const ForceTable& ftrk = ftrk_store;
+const ForceTable& ftrk() { return deck_has_fpre ? *fpre : *fdeck; }
 
 void forget_forces() { force_times_store = ForceTimes{}; }
 

@@ -34,14 +34,15 @@ struct TrackingRecord {
 extern const TrackingRecord& trkcom;
 
 /// Forces that the step loop keeps between steps, and the times at which they are valid.
-/// Owner: tracking/trkadv.cpp.
+/// Owner: tracking/step.cpp.
 struct ForceTimes {
   double fpre_time = undefined_real;        ///< of the pre-conditioning model
   double ftrk_time = undefined_real;        ///< of the deck's model
   bool fpre_old = false, ftrk_old = false;  ///< stored before the latest particles, lattice or forces
 };
 extern const ForceTimes& force_times;
-extern const ForceTable& ftrk;
+/// The latest forces of the deck's model.
+const ForceTable& ftrk();
 
 /// A `particles`, `lattice` or `forces` command: the stored forces keep their times, but are old from now on.
 void age_forces();

@@ -96,7 +96,7 @@ TEST_F(Advance, OneStepIsPredictorAndTrapezoid) {
     model(c.type, c.precondition, 1);
     advance(0.5);
     EXPECT_NEAR(ptlcom.particle[1].p, c.end, 1e-12 * p);
-    EXPECT_NEAR(ftrk[1].along, -0.2 * c.force_of, 1e-12 * p) << c.type;
+    EXPECT_NEAR(ftrk()[1].along, -0.2 * c.force_of, 1e-12 * p) << c.type;
   }
   EXPECT_EQ(force_times.fpre_time, 0.5);
 }
