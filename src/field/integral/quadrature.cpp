@@ -12,6 +12,12 @@ namespace {
 constexpr double weights[5] = {0.077777777777777779, 0.35555555555555557, 0.13333333333333333,
                                0.35555555555555557, 0.077777777777777779};  // 7, 32, 12, 32, 7 of 90
 
+/// Where a part of the stretch a..b ends: the last one at b itself, which rounding must not carry across the
+/// kink of the integrand behind it.
+double end_of(double a, double b, double h, int part, int parts) {
+  return part + 1 < parts ? a + (part + 1) * h : b;
+}
+
 /// The integrand at the nodes of one stretch after the other; a node that ends one and starts the next is
 /// evaluated once.
 class NodeByNode {
@@ -19,10 +25,10 @@ class NodeByNode {
   NodeByNode(const FieldSource& source, const ExpansionRecord& expansion)
       : source_(source), expansion_(expansion) {}
 
-  /// Boole's rule from a to a + h.
-  Slots boole(double a, double h) {
+  /// Boole's rule from a to a + h, which is `end`.
+  Slots boole(double a, double h, double end) {
     Slots sum;
-    for (int j = 0; j <= 4; ++j) sum += (weights[j] * h) * at(a + j * h / 4);
+    for (int j = 0; j <= 4; ++j) sum += (weights[j] * h) * at(j < 4 ? a + j * h / 4 : end);
     return sum;
   }
 
@@ -47,7 +53,9 @@ void sum_node_by_node(const FieldSource& source, const ExpansionRecord& expansio
     const double a = mesh.point[i], b = mesh.point[i - 1];
     if (!(a < b)) continue;
     const double h = (b - a) / parts;
-    for (int part = 0; part < parts; ++part) total += nodes.boole(a + part * h, h);
+    for (int part = 0; part < parts; ++part) {
+      total += nodes.boole(a + part * h, h, end_of(a, b, h, part, parts));
+    }
   }
   result += total;
 }
@@ -79,7 +87,7 @@ void sum_in_batches(const FieldSource& source, const ExpansionRecord& expansion,
         list.weight[list.n] = weights[0] * h;
       }
       for (int j = 1; j <= 4; ++j) {
-        list.s[++list.n] = start + j * h / 4;
+        list.s[++list.n] = j < 4 ? start + j * h / 4 : end_of(a, b, h, part, parts);
         list.weight[list.n] = weights[j] * h;
       }
     }
