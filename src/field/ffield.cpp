@@ -58,6 +58,7 @@ FieldResult ffield(const FieldSource& source, ObserverWork& work, double t, cons
   // From a test particle that moves along the path to the true one.
   const double beta = std::sqrt(1 - 1 / (gamma * gamma));
   sum.force += cross(beta * vec3(n) - path.beta * e_c, sum.cb);
+  if (set.nopotential) sum = {sum.force, sum.cb, 0, {}, 0, {}};
   return std::bit_cast<FieldResult>(sum);
 }
 

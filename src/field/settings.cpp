@@ -36,11 +36,10 @@ struct FlagSetting {
   std::string_view key;
   bool FieldSettings::*value;
 };
-constexpr FlagSetting flag_settings[] = {{"notalman", &FieldSettings::notalman},
-                                         {"nogamma2", &FieldSettings::nogamma2},
-                                         {"zsymmetry", &FieldSettings::zsymmetry},
-                                         {"1dmirror", &FieldSettings::mirror_1d},
-                                         {"1dpoleex", &FieldSettings::poleex_1d}};
+constexpr FlagSetting flag_settings[] = {
+    {"notalman", &FieldSettings::notalman},       {"nogamma2", &FieldSettings::nogamma2},
+    {"nopotential", &FieldSettings::nopotential}, {"zsymmetry", &FieldSettings::zsymmetry},
+    {"1dmirror", &FieldSettings::mirror_1d},      {"1dpoleex", &FieldSettings::poleex_1d}};
 
 std::string_view without_trailing_blanks(std::string_view text) {
   while (!text.empty() && text.back() == ' ') text.remove_suffix(1);

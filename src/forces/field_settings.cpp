@@ -24,6 +24,7 @@ void pass_field_settings(const Particle& reference, FieldSource& source) {
   finit(source, "rintmi", s.rintmi);
   finit(source, "notalman", 0);
   finit(source, "nogamma2", 0);
+  finit(source, "nopotential", 1);
   finit(source, "1dpoleex", 0);
   finit(source, "method", static_cast<double>(s.shape_code));
   finit(source, "sigmat", s.sigma_long / (speed_of_light * beta_of(reference)));

@@ -194,6 +194,14 @@ TEST(Summation, BothWaysUseTheSameMeshAndAgreeToRounding) {
             }
             EXPECT_NEAR(fast.phi, plain.phi, 1e-7 * plain.phi);
             EXPECT_NEAR(fast.phi_t, plain.phi_t, 1e-7 * plain.phi * c / sigma);
+            finit(source, "nopotential", 1);
+            const FieldResult force_only = sum(Summation::batched);
+            finit(source, "nopotential", 0);
+            for (int i = 0; i < 3; ++i) {
+              EXPECT_EQ(force_only.force[i], fast.force[i]);
+              EXPECT_EQ(force_only.cb[i], fast.cb[i]);
+            }
+            EXPECT_EQ(force_only.phi, 0);
             // The path by its interval coefficients: another rounding, and the same field.
             source.path.query = PathQuery::coefficients;
             const FieldResult slow = sum(Summation::plain);

@@ -17,6 +17,7 @@ constexpr double c = speed_of_light;
 /// K1, K2 follow.
 struct Fixed {
   const PathRecord* path;
+  bool potentials;
   double inv_c, inv_vel;
   double t0, x0, y0, z0;
   // profile
@@ -36,6 +37,7 @@ Fixed fix(const FieldSource& source, const ExpansionRecord& x) {
   const VelocityTerms v = velocity_terms(path.gam, path.beta, x.gamma0, x.beta0);
   Fixed k;
   k.path = &path;
+  k.potentials = !source.settings.nopotential;
   k.inv_c = 1 / c;
   k.inv_vel = 1 / path.vel;
   k.t0 = x.t0, k.x0 = x.r0.x, k.y0 = x.r0.y, k.z0 = x.r0.z;
@@ -99,8 +101,9 @@ TESSARON_LANES_INLINE PathLanes path_lanes(const PathRecord& path, const PathStr
 }
 
 /// Adds four nodes. `Plane`: the observer lies in the plane of the path. `Subtract`: the expansion is taken
-/// off. The formulas are those of `zfint`, each term times the weight w.
-template <bool Plane, bool Subtract>
+/// off. `Potentials`: these are wanted as well. The formulas are those of `zfint`, each term times the weight
+/// w; what is subtracted over rho^n is added up as it stands, not as a difference to the part over R^n.
+template <bool Plane, bool Subtract, bool Potentials>
 TESSARON_LANES_INLINE void add_batch(const Fixed& k, const PathLanes& p, const Lanes& s, const Lanes& w,
                                      LaneSums& sum) {
   const Lanes rx = k.x0 - p.x, ry = k.y0 - p.y;
@@ -126,7 +129,7 @@ TESSARON_LANES_INLINE void add_batch(const Fixed& k, const PathLanes& p, const L
     sum.fy += pull * p.ey;
   }
   if constexpr (!Subtract) {
-    const Lanes wn = w * (n * inv_r3), wl = w * (lambda * inv_r), wl_t = w * (lambda_t * inv_r);
+    const Lanes wn = w * (n * inv_r3);
     const Lanes wb = k.beta_s * wn, wf = k.beta0 * wb, wc = k.b2 * wn, wk = w * (bend * inv_r);
     sum.fx += wf * (dy * cz) + wc * rx + wk * p.ey;
     sum.fy += wc * ry - wf * (dx * cz) - wk * p.ex;
@@ -136,51 +139,54 @@ TESSARON_LANES_INLINE void add_batch(const Fixed& k, const PathLanes& p, const L
       sum.bx += wb * p.ey * k.z0;
       sum.by -= wb * p.ex * k.z0;
     }
-    sum.phi += wl;
-    sum.phi_t += wl_t;
-    sum.ax += (k.beta_s * wl) * p.ex;
-    sum.ay += (k.beta_s * wl) * p.ey;
-    sum.ax_t += (k.beta_s * wl_t) * p.ex;
-    sum.ay_t += (k.beta_s * wl_t) * p.ey;
+    if constexpr (Potentials) {
+      const Lanes wl = w * (lambda * inv_r), wl_t = w * (lambda_t * inv_r);
+      sum.phi += wl;
+      sum.phi_t += wl_t;
+      sum.ax += (k.beta_s * wl) * p.ex;
+      sum.ay += (k.beta_s * wl) * p.ey;
+      sum.ax_t += (k.beta_s * wl_t) * p.ex;
+      sum.ay_t += (k.beta_s * wl_t) * p.ey;
+    }
   } else {
     const Lanes y = s - k.s_c, y2 = y * y, rho = sqrt_of(y2 + k.d2);
-    const Lanes inv_rho = 1.0 / rho, g1 = inv_r - inv_rho, g3 = inv_r3 - inv_rho * (inv_rho * inv_rho);
+    const Lanes inv_rho = 1.0 / rho, inv_rho3 = inv_rho * (inv_rho * inv_rho);
     const Lanes nh = k.a0 + k.a1 * y;
     const Lanes lh = k.a0 + k.b1 * y + k.b2_density * rho;
-    const Lanes mh = k.p0 + k.p1 * y + k.p2 * rho;
     const Lanes cpz = k.c0.z + k.c1.z * y + k.c2.z * y2;
-    const Lanes bn = k.beta_s * n, fn = k.beta0_beta_s * n, cn = k.b2 * n;
-    const Lanes bh = k.beta0 * nh, fh = k.beta0_2 * nh, ch = k.u0 * nh;
-    const Lanes half_y2 = 0.5 * y2;
-    // Each part of the field that is subtracted: in `near` x over R^3 with the integrand, and over g3.
-    const Lanes near_x = fh * (k.k1.x * y + k.k2.x * y2) + ch * (k.across.x - k.ex * y - k.kappa.x * half_y2);
-    const Lanes near_y = fh * (k.k1.y * y + k.k2.y * y2) + ch * (k.across.y - k.ey * y - k.kappa.y * half_y2);
-    const Lanes near_bz = bh * cpz;
-    const Lanes lh0 = k.curvature0 * lh;
-    sum.fx += w * ((fn * (dy * cz) + cn * rx + near_x) * inv_r3 - near_x * g3 -
-                   (lh0 * k.kappa.x - bend * p.ey) * inv_r + lh0 * k.kappa.x * g1);
-    sum.fy += w * ((cn * ry - fn * (dx * cz) + near_y) * inv_r3 - near_y * g3 -
-                   (lh0 * k.kappa.y + bend * p.ex) * inv_r + lh0 * k.kappa.y * g1);
-    sum.bz += w * ((bn * cz + near_bz) * inv_r3 - near_bz * g3);
+    const Lanes wn = w * (n * inv_r3), wh = w * (nh * inv_rho3);
+    const Lanes wb = k.beta_s * wn, wf = k.beta0 * wb, wc = k.b2 * wn;
+    const Lanes hb = k.beta0 * wh, hf = k.beta0_2 * wh, hc = k.u0 * wh;
+    const Lanes wk = w * (bend * inv_r), hk = (k.curvature0 * w) * (lh * inv_rho), half_y2 = 0.5 * y2;
+    sum.fx += (wf * (dy * cz) + wc * rx + wk * p.ey) +
+              (hf * (k.k1.x * y + k.k2.x * y2) + hc * (k.across.x - k.ex * y - k.kappa.x * half_y2) -
+               hk * k.kappa.x);
+    sum.fy += (wc * ry - wf * (dx * cz) - wk * p.ex) +
+              (hf * (k.k1.y * y + k.k2.y * y2) + hc * (k.across.y - k.ey * y - k.kappa.y * half_y2) -
+               hk * k.kappa.y);
+    sum.bz += wb * cz + hb * cpz;
     if constexpr (!Plane) {
-      const Lanes near_z = fh * (k.k1.z * y + k.k2.z * y2) + ch * k.across.z;
-      const Lanes near_bx = bh * (k.c0.x + k.c1.x * y), near_by = bh * (k.c0.y + k.c1.y * y);
-      sum.fz += w * ((cn * k.z0 - fn * ((dx * p.ex + dy * p.ey) * k.z0) + near_z) * inv_r3 - near_z * g3);
-      sum.bx += w * ((bn * (p.ey * k.z0) + near_bx) * inv_r3 - near_bx * g3);
-      sum.by += w * ((near_by - bn * (p.ex * k.z0)) * inv_r3 - near_by * g3);
+      sum.fz +=
+          (wc - wf * (dx * p.ex + dy * p.ey)) * k.z0 + (hf * (k.k1.z * y + k.k2.z * y2) + hc * k.across.z);
+      sum.bx += wb * (p.ey * k.z0) + hb * (k.c0.x + k.c1.x * y);
+      sum.by += hb * (k.c0.y + k.c1.y * y) - wb * (p.ex * k.z0);
     }
-    sum.phi += w * ((lambda + lh) * inv_r - lh * g1);
-    sum.phi_t += w * ((lambda_t + mh) * inv_r - mh * g1);
-    const Lanes bl = k.beta_s * lambda, bl_t = k.beta_s * lambda_t, hl = k.beta0 * lh, hm = k.beta0 * mh;
-    sum.ax += w * ((p.ex * bl + k.ex * hl) * inv_r - k.ex * (hl * g1));
-    sum.ay += w * ((p.ey * bl + k.ey * hl) * inv_r - k.ey * (hl * g1));
-    sum.ax_t += w * ((p.ex * bl_t + k.ex * hm) * inv_r - k.ex * (hm * g1));
-    sum.ay_t += w * ((p.ey * bl_t + k.ey * hm) * inv_r - k.ey * (hm * g1));
+    if constexpr (Potentials) {
+      const Lanes mh = k.p0 + k.p1 * y + k.p2 * rho;
+      const Lanes wl = w * (lambda * inv_r), wl_t = w * (lambda_t * inv_r);
+      const Lanes hl = w * (lh * inv_rho), hl_t = w * (mh * inv_rho);
+      sum.phi += wl + hl;
+      sum.phi_t += wl_t + hl_t;
+      sum.ax += p.ex * (k.beta_s * wl) + k.ex * (k.beta0 * hl);
+      sum.ay += p.ey * (k.beta_s * wl) + k.ey * (k.beta0 * hl);
+      sum.ax_t += p.ex * (k.beta_s * wl_t) + k.ex * (k.beta0 * hl_t);
+      sum.ay_t += p.ey * (k.beta_s * wl_t) + k.ey * (k.beta0 * hl_t);
+    }
   }
 }
 
 /// All nodes of a run, whose number is a multiple of four.
-template <bool Plane, bool Subtract>
+template <bool Plane, bool Subtract, bool Potentials>
 TESSARON_LANES_INLINE void add_run(const Fixed& fixed, const double* s, const double* w, int n,
                                    LaneSums& total) {
   const Fixed k = fixed;
@@ -189,9 +195,20 @@ TESSARON_LANES_INLINE void add_run(const Fixed& fixed, const double* s, const do
   const PathStretch* stretch = &path.stretch[path_stretch(path, s[0])];
   for (int i = 0; i < n; i += lane_count) {
     if (!(s[i] < stretch->end)) stretch = &path.stretch[path_stretch(path, s[i])];
-    add_batch<Plane, Subtract>(k, path_lanes(path, *stretch, s + i), lanes_at(s + i), lanes_at(w + i), sum);
+    add_batch<Plane, Subtract, Potentials>(k, path_lanes(path, *stretch, s + i), lanes_at(s + i),
+                                           lanes_at(w + i), sum);
   }
   total = sum;
+}
+
+template <bool Plane>
+TESSARON_LANES_INLINE void add_kind(const Fixed& k, const double* s, const double* w, int n, bool subtract,
+                                    LaneSums& sum) {
+  if (k.potentials) {
+    subtract ? add_run<Plane, true, true>(k, s, w, n, sum) : add_run<Plane, false, true>(k, s, w, n, sum);
+  } else {
+    subtract ? add_run<Plane, true, false>(k, s, w, n, sum) : add_run<Plane, false, false>(k, s, w, n, sum);
+  }
 }
 
 /// What a run adds up to, before the factors that all nodes share.
@@ -202,11 +219,7 @@ struct RunSums {
 TESSARON_CLONES void sum_run(const Fixed& k, const double* s, const double* w, int n, bool subtract,
                              RunSums& out) {
   LaneSums sum;
-  if (k.z0 == 0) {
-    subtract ? add_run<true, true>(k, s, w, n, sum) : add_run<true, false>(k, s, w, n, sum);
-  } else {
-    subtract ? add_run<false, true>(k, s, w, n, sum) : add_run<false, false>(k, s, w, n, sum);
-  }
+  k.z0 == 0 ? add_kind<true>(k, s, w, n, subtract, sum) : add_kind<false>(k, s, w, n, subtract, sum);
   out = {sum_of(sum.fx), sum_of(sum.fy), sum_of(sum.fz),   sum_of(sum.bx),
          sum_of(sum.by), sum_of(sum.bz), sum_of(sum.phi),  sum_of(sum.phi_t),
          sum_of(sum.ax), sum_of(sum.ay), sum_of(sum.ax_t), sum_of(sum.ay_t)};
