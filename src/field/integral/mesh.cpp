@@ -7,6 +7,7 @@
 #include "common/constants.hpp"
 #include "common/freeform.hpp"
 #include "common/sort2.hpp"
+#include "field/path/sight.hpp"
 
 namespace tessaron {
 
@@ -19,28 +20,25 @@ constexpr double kink_width = 1.0000000000000002e-14;  // of a cut around a kink
 struct Trial {
   double s;
   const PathStretch* stretch;
-  double distance;  // R
-  double f;         // bunch time seen from s [m]
-  double slope;     // df/ds < 0
+  Sighting seen;
+  double f;     // bunch time seen from s [m]
+  double fall;  // -R df/ds > 0 [m]
 };
 
 struct Observation {
   const PathRecord& path;
   const FieldSettings& set;
+  Sight sight;
   double s_c;  // of the closest point
-  Vec3 r0;
   double ct0;
   double inv_beta;
   double ct_per_s;  // of the path's clock
   double sigma;     // rms duration of the bunch [m]
 
-  Trial at(double s) const {
-    const PathStretch& stretch = path.stretch[path_stretch(path, s)];
-    const CurvePoint p = plane_point(path, stretch, s);
-    const double dx = r0.x - p.x, dy = r0.y - p.y;
-    const double distance = std::sqrt(dx * dx + dy * dy + (r0.z * r0.z + 1e-300));
-    return {s, &stretch, distance, ct0 - s * ct_per_s - distance,
-            (p.ex * dx + p.ey * dy) / distance - inv_beta};
+  Trial at(double s) {
+    const Sighting seen = sight.from(s);
+    return {s, &sight.stretch(), seen, ct0 - s * ct_per_s - seen.distance,
+            inv_beta * seen.distance - seen.along};
   }
 };
 
@@ -141,7 +139,7 @@ struct Corner {
 };
 
 /// The corner that a walk from s down to `next` in steps of `stride` meets first.
-Corner find_corner(const Observation& observation, const Trial& from, double next, double stride) {
+Corner find_corner(Observation& observation, const Trial& from, double next, double stride) {
   const PathRecord& path = observation.path;
   // Below `change` the curve is of the other kind; a walk can only stop in the step that passes it.
   const bool curved = from.stretch->kappa != 0;
@@ -155,8 +153,9 @@ Corner find_corner(const Observation& observation, const Trial& from, double nex
   }
   if (path_curved(path, y) == curved) return {};
 
-  const double resolution = std::max(
-      observation.set.rintmi, observation.set.relacc * std::min(from.distance, observation.at(y).distance));
+  const double resolution =
+      std::max(observation.set.rintmi,
+               observation.set.relacc * std::min(from.seen.distance, observation.at(y).seen.distance));
   double low = y, high = from.s;
   while (high - low > resolution) {
     const double middle = 0.5 * (low + high);
@@ -167,16 +166,16 @@ Corner find_corner(const Observation& observation, const Trial& from, double nex
 }
 
 /// The next point of the walk, by the scales at s; `trial` comes out as the evaluation there.
-double next_point(const Observation& observation, const Trial& at, double lo, double cap, Trial& trial) {
+double next_point(Observation& observation, const Trial& at, double lo, double cap, Trial& trial) {
   const double s = at.s, s_c = observation.s_c;
   double next = lo;
   if (s >= observation.set.slow && s - cap >= lo) next = std::max(next, s - cap);
   if (s < s_c) {
-    next = std::max(next, s - at.distance);
+    next = std::max(next, s - at.seen.distance);
   } else if (s > s_c) {
-    next = std::max(next, s - at.distance * at.distance / (2 * (s - s_c)));
+    next = std::max(next, s - at.seen.distance2 / (2 * (s - s_c)));
   }
-  if (at.slope < 0) next = std::max(next, s + observation.sigma / at.slope);
+  if (at.fall > 0) next = std::max(next, s - observation.sigma * at.seen.distance / at.fall);
   trial = observation.at(next);
   // A step over which the bunch time changes by more than sigmat is shortened in proportion.
   while (trial.f - at.f > 1.1 * observation.sigma) {
@@ -189,7 +188,7 @@ double next_point(const Observation& observation, const Trial& at, double lo, do
 }
 
 /// Lays the points of one interval, from its upper end down.
-void walk(const Observation& observation, double lo, double hi, double cap, MeshRecord& mesh) {
+void walk(Observation& observation, double lo, double hi, double cap, MeshRecord& mesh) {
   append(hi, mesh);
   double s = hi;
   Trial at = observation.at(s);
@@ -222,8 +221,8 @@ void zipnts(const FieldSource& source, const LimitRecord& limits, const Expansio
   if (list.n == 0) return;
   const PathRecord& path = source.path;
   const double cap = step_cap(source.settings, list, scale);
-  const Observation observation{path,     source.settings, x.s_c,        x.r0,
-                                c * x.t0, 1 / path.beta,   c / path.vel, c * x.sigmat};
+  Observation observation{path,     source.settings, Sight(path, x.r0), x.s_c,
+                          c * x.t0, 1 / path.beta,   c / path.vel,      c * x.sigmat};
   for (int i = list.n; i >= 1; --i) walk(observation, list.lo[i], list.hi[i], cap, mesh);
 }
 
