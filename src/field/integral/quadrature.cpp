@@ -60,6 +60,24 @@ void sum_node_by_node(const FieldSource& source, const ExpansionRecord& expansio
   result += total;
 }
 
+/// Lists the nodes of Boole's rule from `start` to `end`, h apart. `joined`: the first one is there already.
+void append_boole(double start, double h, double end, bool joined, NodeList& list) {
+  int n = list.n;
+  if (joined) {
+    list.weight[n] += weights[0] * h;
+  } else {
+    list.s[++n] = start;
+    list.weight[n] = weights[0] * h;
+  }
+  for (int j = 1; j <= 3; ++j) {
+    list.s[n + j] = start + j * h / 4;
+    list.weight[n + j] = weights[j] * h;
+  }
+  list.s[n + 4] = end;
+  list.weight[n + 4] = weights[4] * h;
+  list.n = n + 4;
+}
+
 /// Lists the nodes and weights of all stretches and sums them in batches.
 void sum_in_batches(const FieldSource& source, const ExpansionRecord& expansion, const MeshRecord& mesh,
                     NodeList& list, Slots& result) {
@@ -77,19 +95,9 @@ void sum_in_batches(const FieldSource& source, const ExpansionRecord& expansion,
         add_nodes(source, expansion, list, total);
         list.n = 0;
       }
-      const double start = a + part * h;
       // The last node of the stretch before is the first one of this.
       const bool joined = list.n > 0 && (part > 0 || a == end);
-      if (joined) {
-        list.weight[list.n] += weights[0] * h;
-      } else {
-        list.s[++list.n] = start;
-        list.weight[list.n] = weights[0] * h;
-      }
-      for (int j = 1; j <= 4; ++j) {
-        list.s[++list.n] = j < 4 ? start + j * h / 4 : end_of(a, b, h, part, parts);
-        list.weight[list.n] = weights[j] * h;
-      }
+      append_boole(a + part * h, h, end_of(a, b, h, part, parts), joined, list);
     }
     end = b;
   }

@@ -83,7 +83,7 @@ double chebev(double a, double b, const double* c, int n, double x) {
   double d = 0, dd = 0;
   for (int j = n - 1; j >= 1; --j) {
     const double before = d;
-    d = 2 * y * d - dd + c[j];
+    d = 2 * y * d + (c[j] - dd);
     dd = before;
   }
   return y * d - dd + 0.5 * c[0];
