@@ -19,7 +19,13 @@ using LaneBits = std::int64_t __attribute__((vector_size(8 * lane_count)));
 #define TESSARON_LANES_INLINE [[gnu::always_inline]] inline
 
 TESSARON_LANES_INLINE Lanes lanes_of(double value) { return Lanes{value, value, value, value}; }
-TESSARON_LANES_INLINE Lanes lanes_at(const double* p) { return Lanes{p[0], p[1], p[2], p[3]}; }
+TESSARON_LANES_INLINE Lanes lanes_at(const double* p) {
+  Lanes v;
+  __builtin_memcpy(&v, p, sizeof v);
+  return v;
+}
+TESSARON_LANES_INLINE void put_lanes(const Lanes& v, double* p) { __builtin_memcpy(p, &v, sizeof v); }
+inline constexpr Lanes first_numbers{0, 1, 2, 3};
 TESSARON_LANES_INLINE double sum_of(const Lanes& v) { return (v[0] + v[1]) + (v[2] + v[3]); }
 
 TESSARON_LANES_INLINE Lanes sqrt_of(const Lanes& v) {

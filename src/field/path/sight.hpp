@@ -29,10 +29,10 @@ class Sight {
     if (!(start_ < s && s < end_)) find_stretch(s);
     const double u = s - base_, theta = kappa_ * u, q = theta * theta;
     if (!(q <= small_angle * small_angle)) return from_far_turn(s);
-    const SmallArc arc = small_arc(q);
-    const double chord = u + u * arc.sine_rest, rise = (u * theta) * arc.versine;
-    const double sine = theta + theta * arc.sine_rest, cosine = 1 - q * arc.versine;
-    return seen(a_ - chord, b_ - rise, cosine, sine);
+    const SmallArc arc = q <= smaller_angle * smaller_angle ? smaller_arc(q) : small_arc(q);
+    const double rest = q * arc.sine_rest;
+    return seen((a_ - u) - u * rest, b_ - (u * theta) * arc.versine, 1 - q * arc.versine,
+                theta + theta * rest);
   }
 
  private:
