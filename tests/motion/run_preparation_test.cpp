@@ -160,12 +160,3 @@ TEST_F(Preparation, FindsWhenTheReferenceParticleMeetsTheBoundaries) {
     }
   }
 }
-
-TEST_F(Preparation, NeedsNeitherParticlesNorBoundaries) {
-  place({});
-  for (const char* block : {"{ dipole { position { delta_s=1 } } }", "{ }"}) {
-    ASSERT_EQ(read_lattice(block), ok);
-    EXPECT_EQ(inila2(), ok);
-    EXPECT_TRUE(latcom.narc == 1 && latcom.curv[1].s == latcom.nlat && latcom.curv[1].r == 0);
-  }
-}
