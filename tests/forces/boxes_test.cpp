@@ -101,34 +101,5 @@ TEST_F(Boxes, ShareTheirCorners) {
   EXPECT_EQ(log.at(0), "  boxes = 4  e_points= 9  p_points= 0");
 }
 
-TEST_F(Boxes, OfAThinBunchAreOneCellWide) {
-  for (const double width : {0.0, 1e-30, 1e-9}) {
-    ptlcom_store.npart = 0;
-    cloud(100, 1e-4, width, 0);
-    build();
-    EXPECT_EQ(mesh.nv, 1);
-    take([](double x, double) { return GreenRow{x, 1, 0}; }, {0, 1, 0});
-    for (std::int32_t i = 1; i <= 100; ++i) ASSERT_NEAR(at(i).along, ptlcom.particle[i].x, 1e-12);
-  }
-  ptlcom_store.npart = 0;
-  cloud(10, 0, 0, 0.3);
-  build();
-  EXPECT_EQ(log.at(0), "  boxes = 1  e_points= 4  p_points= 0");
-}
-
-// Positions that no mesh can hold: there is a result, whatever it is.
-TEST_F(Boxes, StandAnyPosition) {
-  const double bad[] = {std::nan(""), 1e300, -1e300, INFINITY, 1e12};
-  for (const double x : bad)
-    for (const double y : bad) {
-      ptlcom_store.npart = 0;
-      cloud(20, 1e-4, 1e-5, 0);
-      add(x, y, 0);
-      build();
-      take([](double, double) { return GreenRow{1, 1, 0}; }, {0, 1, 0});
-      EXPECT_LE(points.ne, ptlcom.npart);
-    }
-}
-
 }  // namespace
 }  // namespace tessaron

@@ -1,5 +1,4 @@
 #include "forces/models_fixture.hpp"
-#include "run/file_table.hpp"
 
 namespace tessaron {
 namespace {
@@ -71,57 +70,6 @@ TEST_F(DirectForce, OfADistantChargeIsThatOfAPoint) {
   const auto f = forces(csr_p_to_p);
   EXPECT_NEAR(f[1].along / (E * u), 1, 2e-3);
   EXPECT_NEAR(f[1].across / (E * v / (gamma * gamma)), 1, 2e-3);
-}
-
-TEST_F(DirectForce, TellsItsProgress) {
-  for (const int n : {899, 900}) {
-    ptlcom_store.npart = 0;
-    for (int i = 0; i < n; ++i) add(0, 0, 0, 0);
-    forces(csr_p_to_p);
-    ASSERT_EQ(log.size(), n == 899 ? 2u : 10u);
-    EXPECT_EQ(log[0], "  isrc       = 1  npart = " + std::to_string(n));
-    EXPECT_EQ(log[1],
-              "  isrc       = " + std::string(n == 899 ? "899" : "100") + "  npart = " + std::to_string(n));
-  }
-}
-
-TEST_F(DirectForce, WritesItsDiagnosticFile) {
-  const test::WorkingFolder folder;
-  ASSERT_EQ(fiinit("tessar.in"), ok);
-  cloud(3);
-  ptlcom_store.test[3] = false;
-  force_settings_store.force_test = true;
-  force_settings_store.shape_code = Shape::ellipsoid;
-  const auto f = forces(csr_p_to_p);
-  ASSERT_EQ(log.size(), 6u);
-  EXPECT_EQ(log[2].substr(0, 10), "  ctsig = ");  // sigma_long / beta, 1 / beta = sqrt(1 + 1 / p^2)
-  EXPECT_NEAR(std::stod(log[2].substr(10)), 2e-5 * (1 + 0.5e-6), 1e-16);
-  EXPECT_EQ(log[3], "  sigmar= 2e-05");
-  EXPECT_EQ(log[4], "  sigmaz= 2e-05");
-  EXPECT_EQ(log[5], "");
-  const auto lines = folder.lines("fc2.dat");
-  ASSERT_EQ(lines.size(), 3u);
-  for (const auto& line : lines) {
-    ASSERT_EQ(line.size(), 56u);
-    EXPECT_EQ(line[42], ' ');
-  }
-  EXPECT_EQ(lines[0].substr(0, 28), "  0.000000E+00  0.000000E+00");
-  EXPECT_EQ(lines[2].substr(28), "  0.000000E+00  0.000000E+00");
-  EXPECT_NEAR(std::stod(lines[1].substr(14, 14)) / (ptlcom.particle[2].y - ptlcom.particle[1].y), 1, 1e-5);
-  EXPECT_NEAR(std::stod(lines[1].substr(42, 14)) / f[1].across, 1, 1e-5);
-
-  force_settings_store.shape_code = Shape::sphere;
-  forces(csr_p_to_p);
-  EXPECT_EQ(log.size(), 4u);
-
-  std::filesystem::remove(folder.path("fc2.dat"));
-  folder.make_folder("fc2.dat");
-  static ForceTable table;
-  Status status = ok;
-  log = test::console_of([&] { status = force2(ptlcom.particle, ptlcom.section, 0, team, table); });
-  EXPECT_NE(status, ok);
-  EXPECT_EQ(log.back(), " error in force2");
-  (void)close_all_files();
 }
 
 }  // namespace

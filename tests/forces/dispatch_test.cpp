@@ -79,14 +79,5 @@ TEST_F(Dispatch, ASizeOfZeroFailsAndStoresNothingAndLeavesNoForce) {
   for (int code = 1; code <= 5; ++code) EXPECT_EQ(s.force_calls[code], calls[code - 1]) << code;
 }
 
-TEST_F(Dispatch, NoForceIsATableOfZerosAndNoCall) {
-  static ForceTable forces;
-  forces[1] = forces[2] = forces[3] = {1, 2, 3};
-  EXPECT_EQ(forcei(none, ptlcom.particle, ptlcom.section, 0, forces), ok);
-  for (const int i : {1, 2}) EXPECT_EQ(forces[i].along, 0);
-  EXPECT_EQ(forces[3].along, 1) << "behind the last particle";
-  for (int code = 1; code <= 5; ++code) EXPECT_EQ(s.force_calls[code], 0);
-}
-
 }  // namespace
 }  // namespace tessaron::test

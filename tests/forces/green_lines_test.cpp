@@ -46,29 +46,6 @@ TEST(GradedSteps, GrowToTheLimitAndAreScaledToFit) {
   }
 }
 
-TEST(GradedSteps, KeepTheirRulesInARandomSweep) {
-  Random random;
-  for (int sweep = 0; sweep < 500; ++sweep) {
-    const double h0 = random.log_uniform(1e-7, 1e-3), h1 = h0 * random.uniform(1.67, 17);
-    const double L = h0 * random.log_uniform(1e-3, 1e3), ratio = 1.5;
-    for (const FineEnd fine : {FineEnd::left, FineEnd::right, FineEnd::both}) {
-      start(-1e-3);
-      ASSERT_TRUE(gmshst(L - 1e-3, h0, h1, ratio, fine, lines));
-      ASSERT_EQ(lines.last(), L - 1e-3);
-      const int n = lines.n - 1;
-      for (int i = 1; i <= n; ++i) {
-        const double tiny = 1e-12 * L + 1e-17;
-        ASSERT_GT(step(i), 0);
-        ASSERT_LE(step(i), h1 + tiny);
-        const bool grows = fine == FineEnd::left || (fine == FineEnd::both && i <= n / 2);
-        const int inner = grows ? i - 1 : i + 1;  // the neighbour nearer to the fine end
-        const bool at_end = inner < 1 || inner > n;
-        ASSERT_LE(step(i), (at_end ? h0 : ratio * step(inner)) + tiny);
-      }
-    }
-  }
-}
-
 TEST(Zones, WithoutCurvatureInThePastThereIsOnlyTheOneAroundTheSubBunch) {
   arcs[1] = {0.5, 0.5, 0, 0.1};
   GreenZones zones;
@@ -169,19 +146,6 @@ TEST(Lines, BeginWithOneAndAHalfFineStepsBesideAZone) {
     EXPECT_NEAR(step(10 - k), length, 1e-13) << k;
     EXPECT_NEAR(step(17 + k), length, 1e-13) << k;
   }
-}
-
-// Without zones: trunc(22 / 5 + 1) = 5 steps of 4.4.
-TEST(Lines, AreEvenWithTheLargestStepAndRefusedWhereTheyDoNotFit) {
-  GreenZones zones;
-  ASSERT_TRUE(gmshx(10, 32, mesh_steps(1, false), zones, lines));
-  ASSERT_EQ(lines.n, 6);
-  for (int i = 1; i <= 5; ++i) EXPECT_NEAR(step(i), 4.4, 1e-13);
-  EXPECT_FALSE(gmshx(0, 1, mesh_steps(1e-7, false), zones, lines));
-  EXPECT_FALSE(gmshx(0, std::nan(""), mesh_steps(1, false), zones, lines));
-  EXPECT_FALSE(gmshx(-1e308, 1e308, mesh_steps(1, false), zones, lines));
-  zones.zone[++zones.n] = {0.4, 0.6, 1};
-  EXPECT_FALSE(gmshx(0, 1, mesh_steps(1e-7, true), zones, lines));
 }
 
 }  // namespace

@@ -1,7 +1,5 @@
 #include "forces/green/mesh/mesh.hpp"
 
-#include <unistd.h>
-
 #include "forces/green/mesh/lookup.hpp"
 #include "forces/green/sources.hpp"
 #include "forces/green_fixture.hpp"
@@ -113,23 +111,6 @@ TEST(GreenMesh, KeepsTheSpacingOfRows) {
   }
 }
 
-TEST(GreenMesh, FindsTheStripOfEveryPlace) {
-  for (const Case& c : cases) {
-    lay(c);
-    const GreenMesh& m = mesh;
-    int k;
-    for (int i = 1; i <= m.nxg; ++i) {
-      const double x = m.line[i].x, below = std::nextafter(x, -1e300);
-      ASSERT_TRUE(fmesh2(mesh, x, k));
-      EXPECT_EQ(k, std::min(i, m.nxg - 1));
-      ASSERT_EQ(fmesh2(mesh, below, k), i > 1);
-      EXPECT_EQ(k, std::max(i - 1, 1));
-    }
-    EXPECT_FALSE(fmesh2(mesh, std::nextafter(m.line[m.nxg].x, 1e300), k));
-    EXPECT_FALSE(fmesh2(mesh, std::nan(""), k));
-  }
-}
-
 TEST(GreenMesh, ComputesARowWhenItIsFirstNeededAndNeverAgain) {
   lay(cases[0]);
   GreenRow first, again;
@@ -139,20 +120,6 @@ TEST(GreenMesh, ComputesARowWhenItIsFirstNeededAndNeverAgain) {
   gmesh2(mesh, plane, 7.3, 2.1, again);
   EXPECT_EQ(calls, 4);
   EXPECT_EQ(first.f1, again.f1);
-}
-
-TEST(GreenMesh, MarksTheRowsThatLookupsCompute) {
-  const auto flags = [] { return std::vector<bool>(&mesh.gflag[1], &mesh.gflag[1] + mesh.nblock); };
-  for (const Case& c : cases) {
-    const auto list = places(c, 300);
-    lay(c);
-    for (const PlanePoint& p : list) EXPECT_EQ(gmesh1(mesh, p.x, p.y), Cover::inside);
-    const std::vector<bool> marked = flags();
-    lay(c);
-    GreenRow f;
-    for (const PlanePoint& p : list) gmesh2(mesh, plane, p.x, p.y, f);
-    EXPECT_EQ(marked, flags());
-  }
 }
 
 TEST(GreenMesh, TellsHowAPlaceBeyondItLies) {
@@ -195,17 +162,6 @@ TEST(GreenMeshDeath, AMeshThatDoesNotFitStopsTheRun) {
   EXPECT_EXIT(lay({0, 0, 1e6, 1, 0, 1, true}), clean_end, "");       // too many lines
   EXPECT_EXIT(lay({0, 0, 4, 1e300, 0, 1, true}), clean_end, "");     // too many rows on a line
   EXPECT_EXIT(lay({std::nan(""), 0, 4, 1, 0, 1, true}), clean_end, "");
-}
-
-TEST(GreenMeshDeath, APlaceBetweenNoTwoLinesStopsTheRun) {
-  const auto search_damaged_mesh = [] {
-    ::dup2(STDERR_FILENO, STDOUT_FILENO);
-    lay(cases[0]);
-    mesh.line[2].x = std::nan("");
-    int k;
-    (void)fmesh2(mesh, mesh.line[1].x, k);
-  };
-  EXPECT_EXIT(search_damaged_mesh(), testing::ExitedWithCode(0), " fmesh2: there is something wrong\n");
 }
 
 }  // namespace

@@ -87,15 +87,5 @@ TEST(RelativePositions, AreHeldForEverySourceAndPoint) {
   }
 }
 
-// What is no number makes corners that mean nothing, but the polygon gets done.
-TEST(Polygon, IsCompletedForNumbersThatAreNone) {
-  for (const double bad : {std::nan(""), 1e308, -1e308}) {
-    int asked = 0;
-    Polygon polygon;
-    bounda([&](double th) { return ++asked, th < 1 ? bad : 1.0; }, 0, polygon);
-    EXPECT_EQ(asked, maxcorner);
-  }
-}
-
 }  // namespace
 }  // namespace tessaron

@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "forces/projected/kernel/kernel.hpp"
+#include "support/gauss.hpp"
 
 // The retarded integral of a line charge on a curved orbit by brute force: the orbit is laid out forwards in
 // the laboratory, every source point is looked at from the observer, and the integral is done adaptively in
@@ -10,7 +11,7 @@
 
 namespace tessaron::reference {
 
-using Real = long double;
+using test::Real;
 
 struct Segment {
   double length, radius;  ///< radius > 0 turns clockwise, 0 for a straight
@@ -93,33 +94,14 @@ struct Observer {
   }
 };
 
-/// Gauss's rule of ten points on an interval that is halved until both halves agree with the whole.
-template <class Function>
-Real gauss10(const Function& f, Real a, Real b) {
-  static constexpr Real x[5] = {0.148874338981631210885L, 0.433395394129247190799L, 0.679409568299024406234L,
-                                0.865063366688984510732L, 0.973906528517171720078L};
-  static constexpr Real w[5] = {0.295524224714752870174L, 0.269266719309996355091L, 0.219086362515982043996L,
-                                0.149451349150580593146L, 0.066671344308688137594L};
-  const Real centre = (a + b) / 2, half = (b - a) / 2;
-  Real sum = 0;
-  for (int i = 0; i < 5; ++i) sum += w[i] * (f(centre - half * x[i]) + f(centre + half * x[i]));
-  return sum * half;
-}
-template <class Function>
-Real adaptive(const Function& f, Real a, Real b, Real whole, Real tolerance, int depth = 30) {
-  const Real centre = (a + b) / 2, left = gauss10(f, a, centre), right = gauss10(f, centre, b);
-  if (depth == 0 || std::abs(left + right - whole) <= tolerance) return left + right;
-  return adaptive(f, a, centre, left, tolerance / 2, depth - 1) +
-         adaptive(f, centre, b, right, tolerance / 2, depth - 1);
-}
-
 /// K(s) in V/m per coulomb for one image distance.
 inline double kernel(const Orbit& orbit, double s_ref, double gamma, double sigma, double s, double h) {
   const Observer observer{orbit, s_ref, gamma, sigma, h};
   const Real last = observer.Q(0), from = observer.path_of(s - 9 * sigma);
   if (last < s - 9 * sigma) return 0;
   const Real to = last <= s + 9 * sigma ? Real{-1e-12} * sigma : observer.path_of(s + 9 * sigma);
-  const auto f = [&](Real P) { return observer.integrand(P, s); };
+  const auto f = [&](Real P) { return test::Values<1>{observer.integrand(P, s)}; };
+  const test::Values<1> tolerance{1e-10L / (sigma * sigma) / 1000};
   std::vector<Real> cuts{from};
   for (const Real joint : orbit.joints)
     if (joint - s_ref > from && joint - s_ref < to) cuts.push_back(joint - s_ref);
@@ -132,7 +114,7 @@ inline double kernel(const Orbit& orbit, double s_ref, double gamma, double sigm
     Real a = cuts[k];
     for (int i = 1; i <= pieces; ++i) {
       const Real b = i == pieces ? cuts[k + 1] : observer.path_of(Qa + (Qb - Qa) * i / pieces);
-      if (b > a) sum += adaptive(f, a, b, gauss10(f, a, b), 1e-10L / (sigma * sigma));
+      if (b > a) sum += test::adaptive(f, a, b, tolerance, test::gauss10<1>(f, a, b))[0];
       a = b;
     }
   }

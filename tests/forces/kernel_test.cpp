@@ -1,12 +1,13 @@
 #include "forces/projected/kernel/kernel.hpp"
 
+#include <gtest/gtest.h>
+
 #include <cmath>
 #include <vector>
 
 #include "forces/kernel_reference.hpp"
 #include "forces/projected/kernel/kernel_walk.hpp"
 #include "forces/projected/spline.hpp"
-#include "support/capture.hpp"
 
 namespace tessaron {
 namespace {
@@ -173,26 +174,6 @@ TEST(Csr, PlanesReduceTheSteadyStateLossAsTheTheoryOfParallelPlatesSays) {
     }
 }
 
-// 15 image pairs at 0.02, 0.04 .. 0.3, signs alternating, each with its cosine; the last one weighs nothing.
-TEST(Csr, ImagesAlternateAndFadeOut) {
-  constexpr int n = 30;
-  ask(record, 2e-5, 1000, 12.9, -8, 5, 0.02, 0.3);
-  csr2(chicane.table(), chicane.m(), record, n);
-  ask(other_record, 2e-5, 1000, 12.9, -8, 5);
-  std::vector<double> sum(n + 1);
-  for (int i = 0; i <= 15; ++i) {
-    csrpth(chicane.table(), chicane.m(), other_record, n, i * 0.02, 0.2);
-    const double weight = i == 0 ? 1 : 2 * (i % 2 == 0 ? 1 : -1) * std::cos(i / 15.0 * pi / 2);
-    for (int k = 1; k <= n; ++k) sum[k] += weight * other_record.array[k];
-  }
-  for (int k = 1; k <= n; ++k) EXPECT_NEAR(record.array[k], sum[k], 1e-12 * largest(record, n));
-  // only a distance below the largest one shields
-  const double free = steady_state(10, 1e-4, 1000).mean;
-  EXPECT_EQ(steady_state(10, 1e-4, 1000, 0.3, 0.3).mean, free);
-  EXPECT_EQ(steady_state(10, 1e-4, 1000, 0.01, 0).mean, free);
-  EXPECT_NE(steady_state(10, 1e-4, 1000, 0.01, 0.3).mean, free);
-}
-
 TEST(Csr, WithoutAnArcBehindTheObserverThereIsNoField) {
   const CurvatureTable straight{};
   for (const double s_ref : {-1.0, 0.0, 1.0}) {
@@ -218,40 +199,6 @@ TEST(Csr, AFineGridIsSampledCoarselyWithinTheErrorOfItsSpline) {
   record.array[1] = 1;
   csr3(chicane.table(), chicane.m(), record, n);  // done: nothing to do
   EXPECT_EQ(record.array[1], 1);
-}
-
-// A range of 10000 sigma takes a coarse grid of 50002 steps, 2 of them at the ends: there is no room for it.
-TEST(Csr, AGridTooFineForTheCoarseArrayIsComputedAsItIsAndSaysSo) {
-  CurvatureTable curv{};
-  curv[1] = {0, 10.0}, curv[2] = {1e-3, 0};
-  ask(record, 1e-6, 1000, 1e-3, -9995, 5);
-  const std::vector<std::string> lines = test::console_of([&] { csr3(curv, 1, record, narcsr + 2); });
-  const std::vector<std::string> expected = {" warning from csr3: nnt.gt.narcsr", " using csr2",
-                                             " nnt  = 50002", " narcsr= 50000", " narcsr in force1_params"};
-  EXPECT_EQ(lines, expected);
-  EXPECT_TRUE(record.done);
-}
-
-TEST(Csr, NoNumberInTheRecordKeepsTheWalkFromEnding) {
-  const double nan = std::nan(""), inf = INFINITY;
-  const auto ends = [](const CurvatureTable& curv, int m, int n) {
-    csr3(curv, m, record, n);
-    EXPECT_TRUE(record.done);
-  };
-  for (const double sigma : {1e-300, 1e-18, 1e3, 1e200, nan, 0.0, inf})
-    for (const double gamma : {1.0, 1 + 1e-12, 1e9, nan, inf})
-      for (const double s_ref : {12.9, 13.5, 1e12, nan})
-        for (const int n : {1, 31}) {
-          ask(record, sigma, gamma, s_ref, -8, 4, 0.1, 0.3);
-          ends(chicane.table(), chicane.m(), n);
-        }
-  for (const double r : {1e-200, 1e-9, 1e200, nan})
-    for (const double s_ref : {0.5, 1.5, 2.5}) {
-      CurvatureTable curv{};
-      curv[1] = {0, r}, curv[2] = {1, -r}, curv[3] = {2, 0};
-      ask(record, 1e-4, 100, s_ref, -8, 4, 0.1, 0.3);
-      ends(curv, 2, 31);
-    }
 }
 
 TEST(Spline, IsExactForALineAndHoldsItsEnds) {

@@ -14,28 +14,6 @@
 namespace tessaron {
 namespace {
 
-TEST(EvenGaussian, AgreesWithTheExponential) {
-  std::mt19937 random(3);
-  std::uniform_real_distribution<double> uniform(-0.5, 0.5);
-  for (const double du : {0.2, -0.2, 0.05, 1.0, -0.01, 3.0}) {
-    EvenGaussian gaussian;
-    gaussian.set_step(du);
-    const int reach = std::min(180, static_cast<int>(5.2 / std::abs(du)) + 1);
-    for (int repeat = 0; repeat < 20; ++repeat) {
-      const double uc = uniform(random) * std::abs(du);
-      const int first = repeat == 0 ? 3 : -reach, last = reach - repeat;
-      double row[401] = {}, slope[401] = {};
-      gaussian.add(row + 200, 2.5, uc, first, last);
-      gaussian.add_slope(slope + 200, 2.5, uc, first, last);
-      for (int k = -200; k <= 200; ++k) {
-        const double u = uc + k * du, inside = k >= first && k <= last ? 2.5 : 0;
-        EXPECT_NEAR(row[k + 200], inside * std::exp(-u * u / 2), 5e-14 * 2.5);
-        EXPECT_NEAR(slope[k + 200], -inside * u * std::exp(-u * u / 2), 5e-14 * 2.5);
-      }
-    }
-  }
-}
-
 // Charges of many sizes, ten and more to a grid point: the reference is one Gaussian after the other, from
 // nint(pos - dr) to nint(pos + dr). The bound is far below the 4e-6 of a single charge that show a cut one
 // step off. Every tenth charge stands on a grid point or, to a rounding, on the border of two cells.
@@ -148,39 +126,6 @@ TEST(Chgsmt, TakesTheMeanOfNeighboursInTheSortedBunch) {
   for (int j = 0; j < 1000; ++j) even.push_back((j * 37 % 1000) * 1e-6);
   const auto same = smoothed(even, 1, 60);
   for (std::size_t j = 0; j < 1000; ++j) EXPECT_NEAR(same[j].up, static_cast<double>(j) * 1e-6, 1e-14);
-}
-
-// The current of a random Gaussian bunch in bins of a fiftieth of its rms length against the Gaussian itself:
-// 20000 particles give shot noise of about 1/sqrt(160) in a central bin; means over some hundred neighbours
-// leave less.
-TEST(Chgsmt, KeepsTheChargeAndLowersTheNoiseOfARandomBunch) {
-  constexpr int n = 20000, bins = 100;
-  std::mt19937 random(3);
-  std::normal_distribution<double> normal;
-  std::vector<double> z(n);
-  for (double& value : z) value = normal(random);
-  const auto noise = [&](const auto& place_of) {
-    std::vector<double> count(bins, 0.0);
-    for (int i = 0; i < n; ++i) {
-      const double bin = (place_of(i) + 1) * bins / 2;
-      if (bin >= 0 && bin < bins) ++count[static_cast<std::size_t>(bin)];
-    }
-    double sum = 0;
-    for (int k = 0; k < bins; ++k) {
-      const double low = -1 + 2.0 * k / bins, high = low + 2.0 / bins;
-      const double expected = n * 0.5 * (std::erf(high / std::sqrt(2)) - std::erf(low / std::sqrt(2)));
-      sum += std::pow(count[static_cast<std::size_t>(k)] / expected - 1, 2);
-    }
-    return std::sqrt(sum / bins);
-  };
-  const auto f = smoothed(z, 1, 400);
-  const double before = noise([&](int i) { return z[static_cast<std::size_t>(i)]; });
-  const double after = noise([&](int i) { return f[static_cast<std::size_t>(i)].up; });
-  EXPECT_GT(before, 0.05) << after;
-  EXPECT_LT(after, 0.6 * before);
-  double charge = 0;
-  for (const Charge& slot : f) charge += slot.across;
-  EXPECT_EQ(charge, n);
 }
 
 TEST(Chgsmt, RunsOnlyWhenAskedForAndForEqualCharges) {
