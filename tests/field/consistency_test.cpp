@@ -46,20 +46,6 @@ TEST(Extract, PlusTheLineCoreEqualsThePlainLineField) {
   }
 }
 
-TEST(Extract, TheRowsForSmallAndLargeDistanceJoin) {
-  for (const double gamma : {30.0, 3000.0}) {
-    use_orbit(arc(), gamma);
-    use_source(sigma, gamma);
-    use_round(2e-6);
-    const double limit = 0.01 * c * beta_of(gamma) * source.settings.sigmat * beta_of(gamma);
-    const FieldResult below = field(1e-4, limit * 0.9999, 0, gamma),
-                      above = field(1e-4, limit * 1.0001, 0, gamma);
-    for (int i = 0; i < 2; ++i) EXPECT_NEAR(below.force[i], above.force[i], 2e-3 * std::abs(above.force[0]));
-    EXPECT_NEAR(below.cb[2], above.cb[2], 3e-4 * above.cb[2]);
-    EXPECT_NEAR(below.phi_t, above.phi_t, 1e-4 * above.phi * c / sigma);
-  }
-}
-
 // The search for the closest point begins where the last one ended: behind a long arc on another pass, where
 // the distance has a minimum of its own.
 TEST(ClosestPoint, OfAnObserverInTheBunchIsAtTheSourceWhereverTheObserverBeforeItStood) {

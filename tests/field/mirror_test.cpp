@@ -101,23 +101,6 @@ TEST(MirrorCharge, AnObserverAboveThePlaneSeesBothImagesOfAPair) {
   EXPECT_NEAR(both_sides.a_t[1], one_side.a_t[1], 1e-9 * std::abs(one_side.a_t[1]));
 }
 
-// A profile that is cut at 202 rms lengths has its charge across the end of the first block of nodes; one cut
-// at 8 lies in a single block, on the same nodes.
-TEST(MirrorCharge, TheSumOverTheBunchGoesOnFromBlockToBlock) {
-  const double gamma = 20;
-  use_orbit(Orbit(-0.01, {{1, 0.4}}), gamma);
-  use_source(sigma, gamma);
-  Slots value[2];
-  for (const int k : {0, 1}) {
-    finit(source, "xnsigt", k == 0 ? 8 : 202);
-    field(0, 0, 0, gamma);
-    fimsum(source, 0, {0, 0, 0}, vec3(work.closest.path.e), -0.01, 3, 4, {0.02, 0.5}, work.entrance,
-           value[k]);
-  }
-  EXPECT_GT(norm(value[0].cb), 0);
-  expect_same(value[1], value[0], 1e-9);
-}
-
 TEST(MirrorCharge, WithoutSpacingOrReachThereIsNone) {
   const double gamma = 100;
   use_orbit(Orbit(-0.01, {{1, 0.4}}), gamma);

@@ -50,23 +50,6 @@ TEST(PathQuery, FollowsTheOrbitByBothWays) {
   }
 }
 
-TEST(PathQuery, RunsThroughTheReferenceParticleAndIsExactlyStraightWhereItIs) {
-  use_orbit(Orbit(-3, {{1, 0}, {3, 0.5}, {1, 0}}), 50);
-  PathPoint p;
-  pathfn(source.path, 0, p);
-  EXPECT_EQ(p.r[0], 0);
-  EXPECT_EQ(p.r[1], 0);
-  EXPECT_EQ(p.e[0], 1);
-  for (const double s : {-1e9, -3.0, -2.5, 1.5, 2.5, 1e9}) {
-    pathfn(source.path, s, p);
-    EXPECT_EQ(p.e_prime[0], 0) << s;
-    EXPECT_EQ(p.e_prime[1], 0) << s;
-  }
-  // An inner node belongs to the segment that starts there.
-  pathfn(source.path, source.path.snode[2], p);
-  EXPECT_NE(p.e_prime[1], 0);
-}
-
 TEST(Setpth, AParticleOnABoundaryAddsNoNodeAndOneWithoutBoundariesHasAStraightPath) {
   use_orbit(Orbit(-1, {{1, 0.3}, {1, 0}}), 50);
   EXPECT_EQ(source.path.nnode, 3);
@@ -89,25 +72,6 @@ TEST(Setpth, AParticleOnABoundaryAddsNoNodeAndOneWithoutBoundariesHasAStraightPa
     PathPoint p;
     pathfn(source.path, -2.5, p);
     EXPECT_EQ(p.r[0], -2.5);
-  }
-}
-
-TEST(Setpth, NodesInOnePlaceOrWithoutAPlaceLeaveAPathThatCanBeAsked) {
-  BoundaryPoints rows;
-  for (const double ct : {0.0, std::nan(""), HUGE_VAL}) {
-    for (int i = 1; i <= 3; ++i) rows[i].ct = ct;
-    build_path({0, 0, 0, 100, 0, 0, 1}, rows, 3, 0, source);
-    for (int k = 1; k <= 100; ++k) {
-      EXPECT_GE(source.path.bucket[k], 1);
-      EXPECT_LE(source.path.bucket[k], source.path.nnode);
-    }
-  }
-  for (int i = 1; i <= 3; ++i) rows[i].ct = 0;
-  build_path({0, 0, 0, 100, 0, 0, 1}, rows, 3, 0, source);
-  PathPoint p;
-  for (const double s : {-1.0, 0.0, 1.0}) {
-    pathfn(source.path, s, p);
-    EXPECT_EQ(p.r[0], s);
   }
 }
 

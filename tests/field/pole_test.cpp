@@ -92,12 +92,5 @@ TEST(PoleAverages, AStickEqualsAVeryFlatEllipseAndAShortStickALine) {
   }
 }
 
-TEST(PoleAverages, OnTheAxisOfARoundChargeTheLogarithmsCancel) {
-  const PoleAverages axis = round_averages({0, 0, 0}, 3e-5);
-  EXPECT_NEAR(axis.p, std::log(std::sqrt(2.0) * 3e-5) - 0.28860783245076599, 1e-12);
-  EXPECT_EQ(norm(axis.g), 0);
-  EXPECT_EQ(norm(axis.h), 0);
-}
-
 }  // namespace
 }  // namespace tessaron

@@ -55,14 +55,6 @@ TEST(Finit, TheOrderOfTheCallsDecidesTheShape) {
   EXPECT_TRUE(source.shape.long_axis_vertical);
 }
 
-TEST(Finit, AFlagIsTrueWhenTheNearestIntegerIsOne) {
-  for (const auto& [value, expected] :
-       {std::pair{0.6, true}, {0.5, true}, {1.49, true}, {1.6, false}, {0.0, false}}) {
-    finit(source, "zsymmetry", value);
-    EXPECT_EQ(source.settings.zsymmetry, expected) << value;
-  }
-}
-
 /// Runs the calls with the console sent to standard error, where a death test looks.
 void run_with_console_on_stderr(const Calls& calls) {
   std::fflush(stdout);
@@ -92,16 +84,6 @@ TEST(Finit, StopsWithALineForEachSettingThatIsNotFit) {
   calls.push_back({"xnsigz_", 1});
   EXPECT_EXIT(run_with_console_on_stderr(calls), testing::ExitedWithCode(0),
               "^ error in fld_cont/finit: unknown action\n xnsigz_\n$");
-}
-
-TEST(Fldver, HasOneLine) {
-  Text<80> text;
-  int n = 0;
-  fldver(text, 1, n);
-  EXPECT_EQ(n, 1);
-  EXPECT_EQ(text, "fld_version = fld3f3_13_no_wint2  from 17.03.05");
-  fldver(text, 2, n);
-  EXPECT_TRUE(text.blank());
 }
 
 }  // namespace

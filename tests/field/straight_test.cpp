@@ -119,22 +119,5 @@ TEST(StraightPath, AChargeAtRestOrANonsenseObserverEndsInFiniteTime) {
   EXPECT_EQ(field(0, 1e-3, 0, 100).phi, 0);
 }
 
-// The mesh takes two points for each rms length of the charge and some for the rest, 10000 in all. A setting
-// of thousands of rms lengths leaves no room for the rest, or too little for the eighty corners of this path.
-TEST(MeshDeath, APathThatNeedsTooManyPointsStopsTheRun) {
-  const auto stop_with = [](double rms_lengths) {
-    ::dup2(STDERR_FILENO, STDOUT_FILENO);
-    std::vector<Section> sections;
-    for (int i = 0; i < 20; ++i) sections.insert(sections.end(), {{0.5, 0}, {0.5, 1}, {0.5, 0}, {0.5, -1}});
-    use_orbit(Orbit(-20, sections), 1000);
-    use_source(sigma, 1000);
-    finit(source, "xnsigt", rms_lengths);
-    field(0, 1e-4, 0, 1000);
-  };
-  const auto clean_end = testing::ExitedWithCode(0);
-  EXPECT_EXIT(stop_with(5000), clean_end, " ipp.ge.maxpnt\n ipp,maxpnt= 100.. 10000\n");
-  EXPECT_EXIT(stop_with(4950), clean_end, " ipnt.gt.maxpnt\n ipnt,maxpnt= 10001 10000\n");
-}
-
 }  // namespace
 }  // namespace tessaron::test
