@@ -27,12 +27,6 @@ auto used(const Pool& pool, int n) {
   return std::vector(entries.begin(), entries.end());
 }
 
-std::string repeated(const char* text, int count) {
-  std::string all = "{ ";
-  for (int i = 0; i < count; ++i) all.append(text).append("\n");
-  return all + "}";
-}
-
 }  // namespace
 
 // One of each kind; every boundary has both ends of its private data set.
@@ -76,39 +70,6 @@ TEST(Elements, KeepTheirDataInThePools) {
   expect_element(1, discrete, 1, 2, 3);
   EXPECT_EQ(used(latcom.ipool, 2), Integers(2, undefined_integer));
   EXPECT_EQ(used(latcom.rpool, 3), Reals(3, undefined_real));
-}
-
-TEST(Elements, FillThePoolsToTheLastPlace) {
-  const char* free = "discrete_free { position { delta_s=1 } properties { type=1 integer=250 real=250 } }";
-  Lines lines;
-  EXPECT_EQ(read_lattice(repeated(free, 4)), ok);
-  EXPECT_EQ(latcom.ipool_used, 1000);
-  EXPECT_EQ(latcom.rpool_used, 1000);
-  EXPECT_NE(read_lattice(repeated(free, 5), &lines), ok);
-  EXPECT_EQ(lines, (Lines{" increase ilalen (latcom)", " error in dicrete_free", " error in lattice"}));
-
-  // A magnet and a thin quadrupole that take exactly the places that are left.
-  EXPECT_EQ(read_lattice(
-                "{ discrete_free { position { delta_s=1 } properties { type=1 integer=999 real=964 } }"
-                " thin_quadrupole { position { delta_s=1 } properties { effective_length=1 quadrupole_k=1 } }"
-                " quadrupole { position { delta_s=1 } properties { } position { delta_s=1 } } }"),
-            ok);
-  EXPECT_EQ(latcom.ipool_used, 1000);
-  EXPECT_EQ(latcom.rpool_used, 1000);
-
-  const char* magnet = "quadrupole { position { delta_s=1 } }";
-  EXPECT_EQ(read_lattice(repeated(magnet, 100)), ok);
-  EXPECT_EQ(latcom.nlat, 100);
-  EXPECT_NE(read_lattice(repeated(magnet, 101), &lines), ok);
-  EXPECT_EQ(lines, (Lines{" error in position: increase maxlat (latcom)", " error in dipole/multipole",
-                          " error in lattice"}));
-}
-
-TEST(Elements, MayEndWithOneBoundary) {
-  EXPECT_EQ(read_lattice("{ dipole { } quadrupole { position { delta_s=1 } properties { strength=1 } } }"),
-            ok);
-  EXPECT_EQ(latcom.nlat, 1);
-  EXPECT_EQ(latcom.ipool_used, 0);
 }
 
 TEST(Latout, ListsBoundariesElementsAndPrivateData) {
