@@ -124,17 +124,6 @@ TEST(PutScientific, HasNoDigitBeforeThePoint) {
   EXPECT_EQ(out, "**********");
 }
 
-TEST(PutScientific, FourteenDecimalsKeepTheValue) {
-  double value = 1.2345678901234e-30;
-  for (int i = 0; i < 60; ++i, value *= -11.7) {
-    std::string out(22, '?');
-    put_scientific(out.data(), 22, 14, value);
-    double back = 0;
-    ASSERT_EQ(read_real(out, back), ok) << out;
-    EXPECT_NEAR(back / value, 1, 5.1e-14);  // half a unit of the 14th digit of 0.1
-  }
-}
-
 TEST(PutFixedAndPutInteger, RightJustifyAndMarkWhatDoesNotFit) {
   std::string out(8, '?');
   put_fixed(out.data(), 8, 2, -3.14159);

@@ -68,21 +68,6 @@ TEST_F(Deck, ScannerPartsTheTextIntoTokens) {
   EXPECT_TRUE(folder.exists("missing"));
 }
 
-// The deck is level 1; level10 would be the tenth file inside it.
-TEST_F(Deck, TenLevelsAreOpenAtATime) {
-  for (int level = 1; level <= 8; ++level) {
-    const std::string n = std::to_string(level), next = std::to_string(level + 1);
-    folder.write("level" + n, n + " #file { name = level" + next + " } " + n);
-  }
-  folder.write("level9", "9");
-  open("#file { name = level1 } end");
-  EXPECT_EQ(tokens(), "1|2|3|4|5|6|7|8|9|8|7|6|5|4|3|2|1|end");
-  folder.write("level9", "#file { name = level10 }");
-  open("#file { name = level1 } end");
-  EXPECT_EQ(said_by([&] { EXPECT_EQ(tokens(), "1|2|3|4|5|6|7|8"); }),
-            " error in fiio1: too many files; error in getcmd; error in getcmd");
-}
-
 TEST_F(Deck, BadGlobalCommandsTellTheWholeTrace) {
   for (const Row& row : {
            Row{"#nothing", " unknown global command"},
@@ -123,27 +108,6 @@ TEST_F(Deck, BlocksTakeKeysInAnyOrderAndOverAnyLines) {
   EXPECT_EQ(status, ok);
 }
 
-TEST_F(Deck, BadBlocksSayWhatIsWrong) {
-  const std::string unknown = " error in assign: unknown identifyer",
-                    expected = " io error in getspc, expected:; ";
-  for (const Row& row : {
-           Row{"alpha = 1 }", expected + "{"},
-           {"", expected + "{"},
-           {"{ alpha 1 }", expected + "="},
-           {"{ alpha", expected + "="},
-           {"{ delta = 1 }", unknown},
-           {"{ gamma = 1 }", unknown},  // not active
-           {"{ alpha = 1", unknown},    // the deck's end reads as "exit"
-           {"{ alpha =", unknown},      // the value is "#eof", then comes "exit"
-           {"{ alpha = #file { name = x } }", unknown},
-       }) {
-    open(row.deck);
-    Status status = ok;
-    EXPECT_EQ(said_by([&] { read_block(status); }), row.expected) << row.deck;
-    EXPECT_NE(status, ok);
-  }
-}
-
 TEST_F(Deck, AssignGivesEachKeyItsOwnSlots) {
   std::array<Key, 3> keys{Key{"pair", 2}, Key{"none", 2}, Key{"wide", 4}};
   std::array<Value, 3> values;
@@ -173,21 +137,6 @@ TEST_F(Deck, BracedListsHoldAtMostTheirLength) {
   ASSERT_EQ(getiar(integers), ok);
   EXPECT_EQ(integers, (std::array<std::int32_t, 2>{7, undefined_integer}));
   EXPECT_NE(getiar(integers), ok);
-}
-
-TEST_F(Deck, PositionNamesTheInnermostFileAndLine) {
-  folder.write("inner", "\n\nx y\n");
-  open("a\n\n#file { name = inner }\n\nb");
-  Text<80> token;
-  for (const char* position : {"tessar.in:1", "inner:3", "inner:3", "tessar.in:5", "tessar.in:5"}) {
-    ASSERT_EQ(getcmd(token), ok);
-    EXPECT_EQ(position_text(deck_place()), position);
-  }
-  open("\n#file { name = no/such/file }");
-  (void)said_by([&] { EXPECT_NE(getcmd(token), ok); });
-  EXPECT_EQ(position_text(deck_place()), "tessar.in:2");  // the line that asked for the file
-  EXPECT_EQ(file_trouble().name, "no/such/file");
-  EXPECT_EQ(file_trouble().code, ENOENT);
 }
 
 }  // namespace
