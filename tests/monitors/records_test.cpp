@@ -57,16 +57,6 @@ TEST_F(Records, Fmt3HoldsTheCoordinatesAlongTheDesignOrbit) {
   }
 }
 
-TEST_F(Records, Fmt3StaysFiniteAcrossTheOrbitAndStraightUp) {
-  latcom_store = {};
-  one_particle();
-  ptlcom_store.npart = 3;
-  ptlcom_store.particle[2] = {0, 0, 0, 100, std::acos(0.0), 0, 0};
-  ptlcom_store.particle[3] = {0, 0, 0, 0, 0, std::acos(0.0), 0};
-  ASSERT_EQ(monwrt("orbit.dat", 3), ok);
-  for (const std::string& line : folder.lines("orbit.dat")) EXPECT_EQ(numbers(line).size(), 12u) << line;
-}
-
 TEST_F(Records, Fmt1HasAHeaderAndTheReferenceInTheFileFrame) {
   one_particle();
   ptlcom_store.particle[1] = {3, 4, 5, 100, 0, 0, 2.5e-12};
