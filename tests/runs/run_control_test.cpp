@@ -155,35 +155,6 @@ TEST(RunControl, FailureAfterATrackingRunStartsNoFurtherOne) {
   }
 }
 
-TEST(RunControl, TheTrackerGoesOnWhereTheLastOneStopped) {
-  const RunFolder folder;
-  const ProgramRun run = folder.run_deck(start +
-                                         "tracker { delta_time_c0 = 0.2 } tracker { delta_time_c0 = 0.2 }\n"
-                                         "monitor { name = end format = fmt1 }");
-  EXPECT_EQ(run.errors, "");
-  ASSERT_TRUE(folder.exists("end"));
-  EXPECT_NEAR(std::stod(folder.read("end")), 0.4, 1e-12);
-}
-
-// The status behind the last step counts: a monitor that fails there ends the run without a further word, one
-// that failed earlier has switched itself off.
-TEST(RunControl, AMonitorThatFailsAtTheLastStepEndsTheRun) {
-  const RunFolder folder;
-  for (const bool early : {true, false}) {
-    const ProgramRun run =
-        folder.run_deck(start +
-                        "online_monitor { name = no_folder/m particle = 1 end_time_c0 = 9 time_step_c0 = all "
-                        "start_time_c0 = " +
-                        (early ? "0.05" : "0.29") + " }\ntracker { delta_time_c0 = 0.3 }\n");
-    int banners = 0;
-    EXPECT_EQ(run.told(banners).ends_with(reported), early) << run.console;
-    EXPECT_EQ(banners, early ? 3 : 2);
-    EXPECT_EQ(run.errors.find("stopped at") == std::string::npos, early) << run.errors;
-    EXPECT_NE(run.errors.find("no_folder/m failed"), std::string::npos) << run.errors;
-    EXPECT_TRUE(run.orderly());
-  }
-}
-
 // A question is answered, any other argument refused; neither reads a deck nor touches a file.
 TEST(RunControl, ArgumentsStartNoRun) {
   const RunFolder folder;
