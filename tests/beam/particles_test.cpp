@@ -78,17 +78,6 @@ TEST_F(Particles, TheReferenceMomentumComesFromTheReferenceTheAverageOrTheDeck) 
   EXPECT_EQ(ptlcom.reference_momentum, 5e6 * 1.60203e-19 / 8.1859520434528078e-14);
 }
 
-TEST_F(Particles, ASecondBlockForgetsTheReferencePointAndKeepsNothingOfTheFirst) {
-  const std::string array = "array = 7 0 0 0 0 0 0  2 0 0 1e6 0 0 -1e-12 }";
-  ASSERT_EQ(read_particles("{ reference_point_x = 1 reference_point_y = 3 reference_point_phi = 30 " + array),
-            ok);
-  ASSERT_EQ(read_particles("{" + array), ok);
-  EXPECT_EQ(ptlcom.npart, 1);
-  expect_place(1, 2, 0, 0);
-  EXPECT_EQ(ptlcom.charge_sign, -1);
-  EXPECT_EQ(ptlcom.total_charge, 1e-12);
-}
-
 // Two charges q1, q2 at a distance d: the variance along d is q1 q2 / (q1 + q2)^2 d^2.
 TEST_F(Particles, BeamSizesOfTwoChargesFollowTheirDistance) {
   const double phi = 0.7, along = 3e-5, across = -2e-6, up = 1e-6;

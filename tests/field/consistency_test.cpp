@@ -65,31 +65,6 @@ TEST(ClosestPoint, OfAnObserverInTheBunchIsAtTheSourceWhereverTheObserverBeforeI
   }
 }
 
-// Two threads share a source, each with its own working record, and get every digit of one after the other.
-TEST(Ffield, ServesObserversSideBySide) {
-  use_orbit(arc(), 500);
-  use_source(sigma, 500);
-  use_ellipse(3e-5, 5e-5);
-  finit(source, "hc", 0.02);
-  finit(source, "check", 0);
-  const double n[3] = {1, 0, 0};
-  const auto walk = [&](double side, std::vector<FieldResult>& fields) {
-    const auto observer = std::make_unique<ObserverWork>();
-    for (int i = 0; i < 50; ++i) {
-      const double r[3] = {(i - 25) * 1e-5, side * (1 + i % 7) * 2e-5, side * 1e-5};
-      fields.push_back(ffield(source, *observer, 0, r, 500, n));
-    }
-  };
-  std::vector<FieldResult> alone[2], shared[2];
-  for (int k = 0; k < 2; ++k) walk(2 * k - 1, alone[k]);
-  std::thread other(walk, -1, std::ref(shared[0]));
-  walk(1, shared[1]);
-  other.join();
-  for (int k = 0; k < 2; ++k) {
-    EXPECT_EQ(std::memcmp(alone[k].data(), shared[k].data(), 50 * sizeof(FieldResult)), 0);
-  }
-}
-
 // c B = c curl A,  div A + (1/c^2) d phi/dt = 0,  the slots of the time derivatives,  and the force as
 // E + beta n x (c B) with E = -grad phi - dA/dt: by central differences of the library's own slots.
 TEST(Maxwell, TheSlotsBelongToOneField) {

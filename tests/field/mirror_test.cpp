@@ -69,6 +69,7 @@ TEST(MirrorCharge, TheShortcutOfTheEntranceEqualsTheFullEvaluation) {
     sum += 2 * w1 * full_image(x, y, hc, gamma, e);
     const double beta = beta_of(gamma);
     EXPECT_NEAR(all.phi - alone.phi, sum.phi, 5e-4 * std::abs(sum.phi));
+    EXPECT_NEAR(all.phi_t - alone.phi_t, sum.phi_t, 5e-4 * std::abs(sum.phi) * c / sigma);
     EXPECT_NEAR(all.cb[2] - alone.cb[2], sum.cb.z, 1e-3 * std::abs(sum.cb.z));
     EXPECT_NEAR(all.force[0] - alone.force[0], sum.force.x - beta * e.y * sum.cb.z,
                 2e-3 * std::abs(sum.force.x));

@@ -17,44 +17,6 @@ namespace {
 FieldSource source;
 using Calls = std::vector<std::pair<const char*, double>>;
 
-TEST(Finit, TheOrderOfTheCallsDecidesTheShape) {
-  const struct {
-    Calls calls;
-    Method method;
-    double sigmaz, sigmar;
-  } cases[] = {
-      {{{"method", 2.4}}, Method::round, 9, 9},
-      {{{"method", 2.5}}, Method::ellipse, 9, 9},
-      {{{"method", 2}, {"method", -1}, {"method", 3.7}}, Method::round, 9, 9},
-      {{{"method", 2}, {"sigmaz", 3e-5}}, Method::round, 3e-5, 9},
-      {{{"method", 2}, {"sigmaz", 0}}, Method::line, 9, 9},
-      {{{"sigmaz", 3e-5}}, Method::stick, 3e-5, 9},
-      {{{"sigmar", 1e-5}, {"sigmaz", 3e-5}}, Method::ellipse, 3e-5, 1e-5},
-      {{{"method", 3}, {"sigmar", 0}, {"sigmaz", 3e-5}}, Method::stick, 3e-5, 9},
-      {{{"method", 3}, {"sigmar", -1}}, Method::line, 9, 9},
-      {{{"method", 2}, {"xnsigz  ", 7}}, Method::round, 9, 9},
-  };
-  for (const auto& c : cases) {
-    for (const char* size : {"sigmaz", "sigmar"}) fcoini(source.shape, size, 9);
-    finit(source, "method", 0);
-    for (const auto& [key, value] : c.calls) finit(source, key, value);
-    SCOPED_TRACE(c.calls.back().first);
-    EXPECT_EQ(source.shape.method, c.method);
-    EXPECT_EQ(fcoget(source.shape, "method"), static_cast<double>(c.method));
-    EXPECT_EQ(fcoget(source.shape, "sigmaz"), c.sigmaz);
-    EXPECT_EQ(fcoget(source.shape, "sigmar"), c.sigmar);
-    if (c.method == Method::stick) {
-      EXPECT_EQ(fcoget(source.shape, "ez"), 1);
-    }
-  }
-  finit(source, "method", 3);
-  finit(source, "sigmar", 3e-5);
-  finit(source, "sigmaz", 5e-5);
-  EXPECT_NEAR(source.shape.sigmax, 4e-5, 1e-18);
-  EXPECT_EQ(source.shape.sigmin, 3e-5);
-  EXPECT_TRUE(source.shape.long_axis_vertical);
-}
-
 /// Runs the calls with the console sent to standard error, where a death test looks.
 void run_with_console_on_stderr(const Calls& calls) {
   std::fflush(stdout);

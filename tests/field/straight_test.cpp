@@ -89,35 +89,5 @@ TEST(StraightPath, GivesTheCoulombFieldOfEveryTransverseModelInAllSlots) {
   use_summation(Summation::batched);
 }
 
-TEST(StraightPath, IsFiniteOnTheLineItself) {
-  for (const double gamma : {1.0000001, 3.0, 1000.0, 1e5}) {
-    for (const Orbit& orbit : {Orbit(-2, {{3, 0}}), Orbit(-2, {{3, 0.4}})}) {
-      use_orbit(orbit, gamma);
-      for (const Model& model : models) {
-        use_source(sigma, gamma);
-        model.choose();
-        for (const double x : {0.0, 1e-4, 0.4, -0.9, 3.0, -3000.0}) {
-          const Orbit::Pose p = orbit.at(x);
-          const FieldResult f = field(p.x, p.y, 0, gamma);
-          const double* slots = f.force;
-          for (int i = 0; i < 3; ++i) EXPECT_TRUE(std::isfinite(slots[i])) << model.name << gamma << " " << x;
-          EXPECT_TRUE(std::isfinite(f.phi) && std::isfinite(f.cb[2]) && std::isfinite(f.a_t[0]));
-        }
-      }
-    }
-  }
-}
-
-TEST(StraightPath, AChargeAtRestOrANonsenseObserverEndsInFiniteTime) {
-  use_orbit(Orbit(-2, {{3, 0.1}}), 100);
-  use_source(sigma, 100);
-  EXPECT_TRUE(std::isnan(field(std::nan(""), 0, 0, 100).force[0]));
-  EXPECT_TRUE(std::isfinite(field(0, 1e-3, 0, 1.0).force[0])) << "a test particle at rest";
-  field(1e30, -1e30, 0, 100);
-  field(0, 0, 0, 100, 0, 1e30);
-  build_path({0, 0, 0, 0, 0, 0, 1}, {}, 0, 0, source);
-  EXPECT_EQ(field(0, 1e-3, 0, 100).phi, 0);
-}
-
 }  // namespace
 }  // namespace tessaron::test

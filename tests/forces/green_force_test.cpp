@@ -85,17 +85,6 @@ TEST_F(GreensForce, ReusedEqualsRebuilt) {
   EXPECT_FALSE(noted());
 }
 
-// Particles that have moved beyond the old mesh are computed directly, with the old mean path.
-TEST_F(GreensForce, BeyondAnOldMeshIsComputedDirectly) {
-  arc_bunch(20, 5e-5, 2e-5);
-  forces(csr_g_to_p);
-  ptlcom_store.particle[20].x += 4e-4;
-  ptlcom_store.particle[19].y += 4e-4;
-  const auto old_mesh = forces(csr_g_to_p);
-  grnrst();
-  EXPECT_LT(deviation(old_mesh, forces(csr_g_to_p)), 4e-3 * size(old_mesh));
-}
-
 TEST_F(GreensForce, InBlocksEqualsInOne) {
   arc_bunch(60, 2e-4, 1e-4);
   shake(1e-3, 1e-3);

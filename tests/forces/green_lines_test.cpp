@@ -104,35 +104,6 @@ TEST(Zones, TakeTheStepInBFromTheSlopeOfTheWavefront) {
   EXPECT_NEAR(std::min(zones.zone[1].step, zones.zone[2].step), std::sqrt(10.64) - 3, 1e-6);
 }
 
-// Zones of all kinds: apart, overlapping, touching, of no length, at the ends of the mesh.
-TEST(Lines, KeepTheirRulesInARandomSweep) {
-  Random random;
-  for (int sweep = 0; sweep < 500; ++sweep) {
-    const MeshSteps steps = mesh_steps(random.log_uniform(1e-6, 1e-4), sweep % 2 == 0);
-    const double xmin = -steps.fine * random.log_uniform(1, 2000),
-                 xmax = steps.fine * random.log_uniform(1, 2000);
-    GreenZones zones;
-    double from = xmin;
-    while (zones.n < 8 && from <= xmax) {
-      const double to = std::min(xmax, from + steps.fine * random.log_uniform(1e-9, 100));
-      zones.zone[++zones.n] = {from, to, steps.fine};
-      const double gap =
-          random.uniform(0, 1) < 0.3 ? 1e-17 * sweep : steps.fine * random.log_uniform(1e-12, 100);
-      from = random.uniform(0, 1) < 0.2 ? from : to + gap;
-    }
-    ASSERT_TRUE(gmshx(xmin, xmax, steps, zones, lines));
-    ASSERT_EQ(lines.x[1], xmin);
-    ASSERT_EQ(lines.last(), xmax);
-    for (int i = 1; i < lines.n; ++i) {
-      ASSERT_GT(step(i), 0);
-      for (int j = 1; j <= zones.n; ++j) {
-        const bool overlap = lines.x[i] < zones.zone[j].to && lines.x[i + 1] > zones.zone[j].from;
-        ASSERT_LE(step(i), (overlap ? steps.fine : steps.cap) * (1 + 1e-9)) << sweep;
-      }
-    }
-  }
-}
-
 // Ahead of the first zone and behind the last one steps begin with 1.5 of the fine step, h0 = 0.3: seven that
 // grow by 1.5 up to 5, with S = 0.6 (1.5^7 - 1), and trunc((20 - S) / 5 + 1) = 3 of 5, all scaled to fit 20.
 TEST(Lines, BeginWithOneAndAHalfFineStepsBesideAZone) {

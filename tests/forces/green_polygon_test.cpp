@@ -33,19 +33,6 @@ std::vector<PlanePoint> cloud(test::Random& random) {
   return points;
 }
 
-// A corner that a cut would meet exactly may be trimmed by 1e-8 of the polygon's size, and the sets are at
-// most 3 m wide.
-TEST(Polygon, HoldsAllPointsOfAnySet) {
-  test::Random random;
-  for (int sweep = 0; sweep < 300; ++sweep) {
-    const std::vector<PlanePoint> points = cloud(random);
-    const double margin = sweep % 3 == 0 ? 0 : 1e-7;
-    Polygon polygon;
-    bounda(suppts{points}, margin, polygon);
-    for (const PlanePoint& p : points) ASSERT_LE(excess(polygon, p.x, p.y), -margin + 6e-8) << sweep;
-  }
-}
-
 // The polygon is not just any hull: 20 tangents of a unit circle enclose 20 tan(pi/20) = 3.168 at best. The
 // start square's corners all have the cross product 4. Its first corner (1, -1) is cut first, which leaves 4
 // at (-1, 1) alone; then (1, 1) and (-1, -1) tie with 2.

@@ -201,12 +201,18 @@ TEST(Csr, AFineGridIsSampledCoarselyWithinTheErrorOfItsSpline) {
   EXPECT_EQ(record.array[1], 1);
 }
 
-TEST(Spline, IsExactForALineAndHoldsItsEnds) {
+TEST(Spline, IsExactForALineHoldsItsEndsAndFollowsASine) {
   const std::vector<double> line{1, 3, 5, 7};
   std::vector<double> y2(4);
   splcof(line, y2);
   const double values[][2] = {{2.25, 3.5}, {0.9, 1}, {4, 7}, {1e30, 7}};
   for (const auto& [x, y] : values) EXPECT_DOUBLE_EQ(splval(line, y2, x), y);
+  std::vector<double> sine;  // without curvature at its ends
+  for (int k = 0; k <= 20; ++k) sine.push_back(std::sin(k * pi / 20));
+  y2.resize(sine.size());
+  splcof(sine, y2);
+  for (double x = 1; x < 21; x += 0.1)
+    EXPECT_NEAR(splval(sine, y2, x), std::sin((x - 1) * pi / 20), 5.0 / 384 * std::pow(pi / 20, 4));
 }
 
 }  // namespace

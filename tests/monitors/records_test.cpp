@@ -57,21 +57,5 @@ TEST_F(Records, Fmt3HoldsTheCoordinatesAlongTheDesignOrbit) {
   }
 }
 
-TEST_F(Records, Fmt1HasAHeaderAndTheReferenceInTheFileFrame) {
-  one_particle();
-  ptlcom_store.particle[1] = {3, 4, 5, 100, 0, 0, 2.5e-12};
-  ptlcom_store.ctptcl = 0.5;
-  ASSERT_EQ(monwrt("bunch.dat", 1), ok);
-  const std::vector<std::string> lines = folder.lines("bunch.dat");
-  ASSERT_EQ(lines.size(), 2u);
-  std::string zeros;
-  for (int k = 0; k < 6; ++k) zeros += "   0.00000000000000E+00";
-  EXPECT_EQ(lines[0], "   0.50000000000000E+00" + zeros);
-  EXPECT_EQ(lines[1],
-            "   0.30000000000000E+01   0.40000000000000E+01   0.50000000000000E+01"
-            "   0.51097370482780E+08   0.00000000000000E+00   0.00000000000000E+00"
-            "   0.25000000000000E-11");
-}
-
 }  // namespace
 }  // namespace tessaron::test

@@ -117,13 +117,3 @@ TEST_F(Pusher, AppliesAMapOnceAtItsBoundary) {
   }
   EXPECT_EQ(sections[1], 3);
 }
-
-// At t = 1 a step of 1e-17 has no effect; each one waits for the operator, here for the end of the input.
-TEST(RungeKutta, TellsOfStepsWithoutEffect) {
-  ASSERT_NE(std::freopen("/dev/null", "r", stdin), nullptr);
-  pusher::Coordinates y{0, 0, 0, p0, 0, 0};
-  auto rhs = [](double, const pusher::Coordinates&) { return pusher::Coordinates{1, 0, 0, 0, 0, 0}; };
-  const auto lines = console_of([&] { pusher::rkdumb(y, 1, 1 + 3e-16, 3, rhs); });
-  EXPECT_EQ(lines, std::vector<std::string>(3, " stepsize not significant in rkdumb"));
-  EXPECT_TRUE(console_of([&] { pusher::rkdumb(y, 0, 1e-17, 3, rhs); }).empty());
-}

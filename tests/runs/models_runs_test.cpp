@@ -57,29 +57,6 @@ std::vector<double> column(const std::vector<std::string>& lines, int k) {
   return values;
 }
 
-// Four models of one bunch: the momenta that the self force leaves agree within the Green's function's and
-// the mesh's accuracy, and differ from those without a force.
-TEST(ModelRuns, AgreeOnTheMomentaOfABunch) {
-  std::vector<double> direct, none;
-  for (const std::string type : {"none", "csr_p_to_p", "csr_p_to_m", "csr_g_to_p", "csr_g_to_m"}) {
-    RunFolder folder;
-    const ProgramRun run = folder.run_deck(deck(type, "sigma_long = 3e-5", "no"));
-    ASSERT_TRUE(run.orderly()) << run.console << run.errors;
-    ASSERT_EQ(count(run.lines(), "error in"), 0) << run.console;
-    const auto p = column(folder.lines("end.dat"), 4);
-    ASSERT_EQ(p.size(), static_cast<std::size_t>(particles));
-    if (type == "none") none = p;
-    if (type == "csr_p_to_p") direct = p;
-    double effect = 0, deviation = 0;
-    for (std::size_t i = 0; i < p.size() && !direct.empty(); ++i) {
-      effect = std::max(effect, std::abs(direct[i] - none[i]));
-      deviation = std::max(deviation, std::abs(direct[i] - p[i]));
-    }
-    EXPECT_LE(deviation, 0.03 * effect) << type;
-    EXPECT_EQ(count(run.lines(), "boxes =") > 0, type.back() == 'm') << type;
-  }
-}
-
 // The mesh model is evaluated ahead of the direct one, as its pre-conditioning.
 TEST(ModelRuns, CsrPToPIsPreconditionedAndWritesItsTestFile) {
   RunFolder folder;

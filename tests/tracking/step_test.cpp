@@ -127,9 +127,9 @@ TEST_F(Advance, PassesUntilTheErrorIsSmallOrThePassesAreSpent) {
 TEST_F(Advance, TakesAStepErrorApartIntoPlaceAndMomentum) {
   static ParticleTable a, b;
   static FlagTable source;
-  // Along the flight of particle 1: 0 and 2, rms 1; p: 10 and 12, rms 1. The third one is no source.
+  // Along the flight of particle 1: 0 and 2, rms 1; p: 10 and 16, rms 3. The third one is no source.
   b[1] = {0, 0, 0, 10, 0.5, 0, 1};
-  b[2] = {2 * std::cos(0.5), 2 * std::sin(0.5), 5, 12, 0, 0, 7};
+  b[2] = {2 * std::cos(0.5), 2 * std::sin(0.5), 5, 16, 0, 0, 7};
   b[3] = {9, 9, 9, 99, 0, 0, 1};
   a = b;
   a[1].x += 0.1;
@@ -139,7 +139,7 @@ TEST_F(Advance, TakesAStepErrorApartIntoPlaceAndMomentum) {
   source[1] = source[2] = true;
   const StepError error = step_error(3, a, b, source);
   EXPECT_NEAR(error.position, std::sqrt((0.01 + 0.09) / 2), 1e-14);
-  EXPECT_NEAR(error.momentum, std::sqrt(0.25 / 2), 1e-14);
+  EXPECT_NEAR(error.momentum, std::sqrt(0.25 / 2) / 3, 1e-14);
   b[2].p = 10;
   EXPECT_EQ(step_error(3, a, b, source).position, 0) << "no momentum spread";
 }
