@@ -50,31 +50,6 @@ TEST(PathQuery, FollowsTheOrbitByBothWays) {
   }
 }
 
-TEST(Setpth, AParticleOnABoundaryAddsNoNodeAndOneWithoutBoundariesHasAStraightPath) {
-  use_orbit(Orbit(-1, {{1, 0.3}, {1, 0}}), 50);
-  EXPECT_EQ(source.path.nnode, 3);
-  EXPECT_EQ(source.path.knode, 2);
-  use_orbit(Orbit(-1 - 1e-8, {{1, 0.3}, {1, 0}}), 50);
-  EXPECT_EQ(source.path.nnode, 4);
-  EXPECT_EQ(source.path.knode, 3);
-  EXPECT_DOUBLE_EQ(source.settings.slow, source.path.snode[1] - 1);
-  EXPECT_DOUBLE_EQ(source.settings.shigh, 1);
-  EXPECT_NEAR(source.settings.sstpma, 1, 1e-12);
-  EXPECT_NEAR(source.settings.rintma, 1, 1e-12);
-  for (const int boundaries : {0, 1}) {
-    const BoundaryPoints rows;  // one at the particle's own place, time and direction
-    build_path({0, 0, 0, 100, 0, 0, 1}, rows, boundaries, 0, source);
-    EXPECT_EQ(source.path.nnode, 1);
-    finit(source, "rintmi", 1e-3);
-    EXPECT_GT(source.settings.rintma, source.settings.rintmi);
-    EXPECT_GT(source.settings.shigh, source.settings.slow);
-    EXPECT_GT(source.settings.sstpma, 0);
-    PathPoint p;
-    pathfn(source.path, -2.5, p);
-    EXPECT_EQ(p.r[0], -2.5);
-  }
-}
-
 TEST(Pthfrm, AndPthlabAreInverse) {
   BoundaryPoints rows;
   build_path({3, -2, 0.1, 100, 2.1, 0.2, 1}, rows, 0, 7, source);

@@ -12,7 +12,9 @@
 namespace tessaron {
 namespace {
 
+using reference::m_of;
 using reference::Orbit;
+using reference::table_of;
 
 constexpr double four_pi_eps0 = 1.1126500560536184e-10;
 Csr1d record, other_record;
@@ -73,8 +75,9 @@ TEST(Csr, DeepInAnArcTheKernelIsTheSteadyStateWake) {
       }
 }
 
-const Orbit bend({{0.5, 10}});
-const Orbit chicane({{0.5, 10}, {5, 0}, {0.5, -10}, {1, 0}, {0.5, -10}, {5, 0}, {0.5, 10}});
+const Orbit bend = reference::orbit_of({{0.5, 10}});
+const Orbit chicane =
+    reference::orbit_of({{0.5, 10}, {5, 0}, {0.5, -10}, {1, 0}, {0.5, -10}, {5, 0}, {0.5, 10}});
 
 // Where the deviation at the fixed step of 0.2 sigma comes from: next to the observer on its own arc the
 // nodes are even in p^3, and the first interval, (4.8 R^2 sigma)^(1/3) long, does not resolve the cone of
@@ -107,7 +110,7 @@ TEST(Csr, TheWalkIsTheRetardedIntegralEverywhereOnAnOrbit) {
     SCOPED_TRACE(p.name);
     for (const double step : {0.2, 0.01}) {
       ask(record, p.sigma, p.gamma, p.s_ref, p.from, p.to);
-      csrpth(p.orbit.table(), p.orbit.m(), record, n, p.h, step);
+      csrpth(table_of(p.orbit), m_of(p.orbit), record, n, p.h, step);
       double worst = 0;
       for (int i = 1; i <= n; i += 4) {
         const double s = (p.from + (i - 1) * (p.to - p.from) / (n - 1)) * p.sigma;
@@ -126,7 +129,7 @@ TEST(Csr, TheWalkEndsAtTheObserver) {
   constexpr int n = 21;
   for (int i = 0; i <= 30; ++i) {
     ask(record, 15e-6, 30, 0.4 + 1e-9 * i, -8, 4);
-    csr2(bend.table(), bend.m(), record, n);
+    csr2(table_of(bend), m_of(bend), record, n);
     for (int k = 1; k <= n && i > 0; ++k) {
       EXPECT_NEAR(record.array[k], other_record.array[k], 2e-6 * largest(record, n)) << i;
     }
@@ -179,7 +182,7 @@ TEST(Csr, WithoutAnArcBehindTheObserverThereIsNoField) {
   for (const double s_ref : {-1.0, 0.0, 1.0}) {
     ask(record, 2e-5, 1000, s_ref, -8, 5);
     record.array.fill(7);
-    csr3(s_ref > 0 ? straight : bend.table(), s_ref > 0 ? 0 : bend.m(), record, 40);
+    csr3(s_ref > 0 ? straight : table_of(bend), s_ref > 0 ? 0 : m_of(bend), record, 40);
     EXPECT_EQ(largest(record, 40), 0);
     EXPECT_TRUE(record.done);
   }
@@ -189,15 +192,15 @@ TEST(Csr, WithoutAnArcBehindTheObserverThereIsNoField) {
 TEST(Csr, AFineGridIsSampledCoarselyWithinTheErrorOfItsSpline) {
   constexpr int n = 601;  // a step of 0.05 sigma
   ask(record, 2e-5, 1000, 12.9, -25, 5);
-  csr3(chicane.table(), chicane.m(), record, n);
+  csr3(table_of(chicane), m_of(chicane), record, n);
   ask(other_record, 2e-5, 1000, 12.9, -25, 5);
-  csr2(chicane.table(), chicane.m(), other_record, n);
+  csr2(table_of(chicane), m_of(chicane), other_record, n);
   double worst = 0;
   for (int i = 1; i <= n; ++i) worst = std::max(worst, std::abs(record.array[i] - other_record.array[i]));
   EXPECT_LT(worst, 5.0 / 384 * std::pow(0.2, 4) * 15 * largest(other_record, n));
   EXPECT_GT(worst, 0);
   record.array[1] = 1;
-  csr3(chicane.table(), chicane.m(), record, n);  // done: nothing to do
+  csr3(table_of(chicane), m_of(chicane), record, n);  // done: nothing to do
   EXPECT_EQ(record.array[1], 1);
 }
 

@@ -24,8 +24,8 @@ TEST(ArcPosition, FindsThePlaceAPointWasPutBeside) {
             const ArcPosition found = arc_position(at.x, at.y, section);
             EXPECT_NEAR(found.s, s, 2e-14 * orbit.end()) << "r " << r << " turn " << turn << " u " << u;
             EXPECT_NEAR(found.u, u, rounding) << "section " << section;
-            EXPECT_NEAR(found.tx, std::cos(at.heading), 2e-14);
-            EXPECT_NEAR(found.ty, std::sin(at.heading), 2e-14);
+            EXPECT_NEAR(found.tx, std::cos(at.phi), 2e-14);
+            EXPECT_NEAR(found.ty, std::sin(at.phi), 2e-14);
           }
         }
       }

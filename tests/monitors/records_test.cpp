@@ -24,7 +24,7 @@ TEST_F(Records, Fmt3HoldsTheCoordinatesAlongTheDesignOrbit) {
     for (const Place& c : places) {
       const HandLattice::Place at = orbit.beside(c.s, c.u);
       const int i = ++ptlcom_store.npart;
-      ptlcom_store.particle[i] = {at.x, at.y, c.z, c.p, at.heading + c.angle, c.theta, c.q};
+      ptlcom_store.particle[i] = {at.x, at.y, c.z, c.p, at.phi + c.angle, c.theta, c.q};
       ptlcom_store.section[i] = 2;
       ptlcom_store.source[i] = c.q != 0;
       ptlcom_store.test[i] = true;

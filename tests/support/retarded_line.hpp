@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "support/gauss.hpp"
+#include "support/hand_orbit.hpp"
 
 /// A brute-force retarded field of a line charge, written apart from the program: own path, own profile, own
 /// quadrature in long double. The reference of the field library's tests.
@@ -27,22 +28,10 @@ inline constexpr Real coulomb_constant = 8987551787.3665428L;
 /// straight before and behind; the origin may lie on the arc or on either straight.
 struct Path {
   Real curvature, arc_begin, arc_end;
-  /// The point of the arc nearest to the origin: the path is straight from there to the origin.
-  Real anchor() const { return std::min(std::max(0.0L, arc_begin), arc_end); }
-  Vec on_arc(Real s) const {
-    const Real u = s - anchor();
-    if (curvature == 0) return {s, 0, 0};
-    const Real half = std::sin(curvature * u / 2);
-    return {anchor() + std::sin(curvature * u) / curvature, 2 * half * half / curvature, 0};
-  }
-  Vec direction(Real s) const {
-    const Real u = std::min(std::max(s, arc_begin), arc_end) - anchor();
-    return {std::cos(curvature * u), std::sin(curvature * u), 0};
-  }
-  Vec place(Real s) const {
-    const Real t = std::min(std::max(s, arc_begin), arc_end);
-    return on_arc(t) + (s - t) * direction(s);
-  }
+  HandOrbit<Real> orbit{arc_begin,
+                        {{static_cast<double>(arc_end - arc_begin), static_cast<double>(curvature)}}};
+  Vec direction(Real s) const { return {std::cos(orbit.at(s).phi), std::sin(orbit.at(s).phi), 0}; }
+  Vec place(Real s) const { return {orbit.at(s).x, orbit.at(s).y, 0}; }
 };
 
 /// A charge of 1 C with the truncated Gaussian time profile a exp(-u^2/2) - b + d tau^2, u = tau/sigma, that
