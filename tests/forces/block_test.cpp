@@ -29,28 +29,6 @@ struct ForcesBlock : ::testing::Test {
   Lines log;
 };
 
-TEST_F(ForcesBlock, AnEllipsoidFillsInTheSizesThatAreMissing) {
-  EXPECT_EQ(read("type=csr_p_to_p sigma_long=1 shape=ellipsoid sbox=-3 rbox=7"), ok);
-  EXPECT_EQ(f.shape_code, Shape::sphere) << "without transverse sizes";
-  EXPECT_EQ(f.sbox, 0.5);
-  EXPECT_TRUE(log.empty());
-  const std::string ellipsoid = "type=csr_g_to_m sigma_long=1 shape=ellipsoid ";
-  EXPECT_EQ(read(ellipsoid + "sigma_rad=2 sbox=1 rbox=1"), ok);
-  EXPECT_TRUE(log.empty());
-  EXPECT_EQ(f.shape_code, Shape::ellipsoid);
-  EXPECT_EQ(f.sigma_rad, 2);
-  EXPECT_FALSE(f.rad_follows_long);
-  EXPECT_TRUE(f.vert_relative);
-  EXPECT_EQ(f.relative_vert, 1);
-  EXPECT_EQ(read(ellipsoid + "sigma_vert=relative relative_vert=2"), ok);
-  EXPECT_TRUE(f.rad_follows_long);
-  EXPECT_EQ(f.relative_vert, 2);
-  EXPECT_EQ(read(ellipsoid + "sigma_vert=3 rbox=2 sbox=1.0000001"), ok);
-  EXPECT_FALSE(f.vert_relative);
-  EXPECT_EQ(f.sigma_vert, 3);
-  EXPECT_EQ(log, (Lines{" warning: large sbox", " warning: large rbox"}));
-}
-
 TEST_F(ForcesBlock, EachBlockStartsAnewButForFactorsAndParameters) {
   EXPECT_EQ(read("type=csr_g_to_p sigma_long=relative relative_long=2 shape=ellipsoid sigma_rad=3 sbox=0.1 "
                  "rbox=0.2 rintmi=1e-7 shield=1 shield_max=2 test=yes use_old_mesh=no par1=1 par5=-5"),

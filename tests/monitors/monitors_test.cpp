@@ -141,24 +141,5 @@ TEST_F(Monitors, EachTypeWritesItsFilesBehindTheSteps) {
   }
 }
 
-// The file numbered 0001 holds the first of the outputs until the numbers come to it again.
-TEST_F(Monitors, NumbersThatGoRoundAreToldOnce) {
-  one_particle();
-  ASSERT_EQ(read_online_monitor(
-                "{ name = m.dat format = fmt0 start_time_c0 = 0 end_time_c0 = 20000 time_step_c0 = 1 }"),
-            ok);
-  ASSERT_EQ(monchk(), ok);
-  montab_store.entry[1].count = 9998;
-  testing::internal::CaptureStderr();
-  for (const double t : {9998.0, 9999.0, 10000.0, 10001.0}) {
-    EXPECT_EQ(pass(t), ok);
-    EXPECT_EQ(folder.exists("m_0000.dat"), t >= 9999);
-  }
-  const auto told = split_lines(testing::internal::GetCapturedStderr());
-  ASSERT_EQ(told.size(), 1u);
-  EXPECT_NE(told[0].find("monitor m.dat: the numbers of its files go round after 9999"), std::string::npos);
-  EXPECT_TRUE(folder.exists("m_9999.dat") && folder.exists("m_0002.dat"));
-}
-
 }  // namespace
 }  // namespace tessaron::test

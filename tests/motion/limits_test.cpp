@@ -101,19 +101,3 @@ TEST_F(Pusher, ReachesTheExitOfAnArcOnWhichItStandsWithoutGoingRound) {
     EXPECT_NEAR(t, 10, 1e-14);
   }
 }
-
-TEST_F(Pusher, AppliesAMapOnceAtItsBoundary) {
-  ASSERT_EQ(read_lattice("{ thin_quadrupole { position { delta_s=1 } properties { effective_length=0.5 "
-                         "quadrupole_k=3 } } dipole { position { delta_s=1 } } }"),
-            ok);
-  static ParticleTable particles;
-  static SectionTable sections;
-  particles[1] = {0, 1e-6, 2e-6, p0, 0, 0, 1e-15};
-  sections[1] = 1;
-  for (const double start : {0.0, 1.5}) {
-    track_all(1, particles, sections, particles, sections, start, start + 1.5, {});
-    EXPECT_NEAR(particles[1].phi, -1.5e-6, 1e-15);
-    EXPECT_NEAR(particles[1].theta, 3e-6, 1e-15);
-  }
-  EXPECT_EQ(sections[1], 3);
-}

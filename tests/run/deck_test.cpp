@@ -108,20 +108,6 @@ TEST_F(Deck, BlocksTakeKeysInAnyOrderAndOverAnyLines) {
   EXPECT_EQ(status, ok);
 }
 
-TEST_F(Deck, AssignGivesEachKeyItsOwnSlots) {
-  std::array<Key, 3> keys{Key{"pair", 2}, Key{"none", 2}, Key{"wide", 4}};
-  std::array<Value, 3> values;
-  open("{ none pair = 1 } }");
-  ASSERT_EQ(assign(keys, values), ok);
-  EXPECT_TRUE(keys[0].seen && keys[1].seen && !keys[2].seen);
-  EXPECT_EQ(values[0].text, "1");
-  EXPECT_EQ(values[0].kind, TokenKind::word);
-  EXPECT_EQ(values[1].text, "}");
-  EXPECT_EQ(values[1].kind, TokenKind::mark);
-  open("{ wide = 1 2 }");
-  EXPECT_EQ(said_by([&] { EXPECT_EQ(assign(keys, values), failed); }), " error in assign: n2.gt.nuvmax");
-}
-
 TEST_F(Deck, BracedListsHoldAtMostTheirLength) {
   std::array<double, 3> reals{};
   open("{ 1 2.5d0 } {1 2 3} { 1 x 3 }");

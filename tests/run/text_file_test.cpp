@@ -103,19 +103,4 @@ TEST(TextFile, WritesThroughItsBufferAndRewindEmptiesTheFile) {
   EXPECT_EQ(folder.read("a"), expected);
 }
 
-TEST(TextFile, AFullDiskShowsInTheFlushOrInTheClose) {
-  ASSERT_EQ(file.open_to_write("/dev/full"), ok);
-  EXPECT_EQ(file.write({"a few characters wait in the buffer\n"}), ok);
-  EXPECT_EQ(file.close(), ENOSPC);
-  EXPECT_EQ(file.lost_lines(), 1);
-  EXPECT_EQ(file.last_failure(), ENOSPC);
-  ASSERT_EQ(file.open_to_write("/dev/full"), ok);
-  EXPECT_EQ(file.lost_lines(), 0);
-  EXPECT_EQ(file.flush(), ok);  // nothing to write
-  EXPECT_EQ(file.write({"x\n"}), ok);
-  EXPECT_EQ(file.flush(), ENOSPC);
-  EXPECT_EQ(file.close(), ENOSPC);
-  EXPECT_FALSE(file.is_open());
-}
-
 }  // namespace
