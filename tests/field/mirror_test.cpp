@@ -102,17 +102,5 @@ TEST(MirrorCharge, AnObserverAboveThePlaneSeesBothImagesOfAPair) {
   EXPECT_NEAR(both_sides.a_t[1], one_side.a_t[1], 1e-9 * std::abs(one_side.a_t[1]));
 }
 
-TEST(MirrorCharge, WithoutSpacingOrReachThereIsNone) {
-  const double gamma = 100;
-  use_orbit(Orbit(-0.01, {{1, 0.4}}), gamma);
-  use_source(sigma, gamma);
-  const double alone = field(1e-4, 2e-5, 0, gamma).force[0];
-  finit(source, "hc", 0.02);
-  finit(source, "hmax", 0.02);
-  EXPECT_EQ(field(1e-4, 2e-5, 0, gamma).force[0], alone);
-  finit(source, "hmax", 0.021);
-  EXPECT_NE(field(1e-4, 2e-5, 0, gamma).force[0], alone);
-}
-
 }  // namespace
 }  // namespace tessaron::test

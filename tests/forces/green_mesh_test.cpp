@@ -9,11 +9,10 @@ namespace {
 
 using test::Random;
 
-int calls = 0;
 // Bilinear interpolation reproduces a plane.
 const struct Plane final : GreenField {
   void at(double a, double b, GreenRow& f) const override {
-    f = {1 + 2 * a - 3 * b, 4 * b - a, 0.5 + a + b}, ++calls;
+    f = {1 + 2 * a - 3 * b, 4 * b - a, 0.5 + a + b};
   }
 } plane;
 /// A polygon around an ellipse, with sharp ends where ry is small.
@@ -109,27 +108,6 @@ TEST(GreenMesh, KeepsTheSpacingOfRows) {
     EXPECT_EQ(m.ngreen, before);
     EXPECT_LE(m.iline2 - m.iline1 + 1, 53);
   }
-}
-
-TEST(GreenMesh, ComputesARowWhenItIsFirstNeededAndNeverAgain) {
-  lay(cases[0]);
-  GreenRow first, again;
-  calls = 0;
-  gmesh2(mesh, plane, 7.3, 2.1, first);
-  EXPECT_EQ(calls, 4);
-  gmesh2(mesh, plane, 7.3, 2.1, again);
-  EXPECT_EQ(calls, 4);
-  EXPECT_EQ(first.f1, again.f1);
-}
-
-TEST(GreenMesh, TellsHowAPlaceBeyondItLies) {
-  lay(cases[0]);
-  GreenRow f;
-  for (const double x : {41.0, -41.0, std::nan("")})
-    EXPECT_EQ(gmesh2(mesh, plane, x, 0, f), Cover::beyond_mesh);
-  EXPECT_EQ(gmesh2(mesh, plane, 0, 31, f), Cover::beside_lines);
-  EXPECT_EQ(gmesh2(mesh, plane, 39, 29, f), Cover::beside_lines);
-  EXPECT_EQ(gmesh2(mesh, plane, 0, std::nan(""), f), Cover::beside_lines);
 }
 
 // One source at (1, 2) with the angle phi, a plane field E + beta n x cB of it: the sums are the field of a

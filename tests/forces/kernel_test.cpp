@@ -177,17 +177,6 @@ TEST(Csr, PlanesReduceTheSteadyStateLossAsTheTheoryOfParallelPlatesSays) {
     }
 }
 
-TEST(Csr, WithoutAnArcBehindTheObserverThereIsNoField) {
-  const CurvatureTable straight{};
-  for (const double s_ref : {-1.0, 0.0, 1.0}) {
-    ask(record, 2e-5, 1000, s_ref, -8, 5);
-    record.array.fill(7);
-    csr3(s_ref > 0 ? straight : table_of(bend), s_ref > 0 ? 0 : m_of(bend), record, 40);
-    EXPECT_EQ(largest(record, 40), 0);
-    EXPECT_TRUE(record.done);
-  }
-}
-
 // A spline of step q sigma through a Gaussian's slope is off by 5/384 q^4 of its fourth derivative.
 TEST(Csr, AFineGridIsSampledCoarselyWithinTheErrorOfItsSpline) {
   constexpr int n = 601;  // a step of 0.05 sigma

@@ -53,22 +53,7 @@ TEST_F(Monitors, TheCountGoesAheadOfTheFirstPointOfAName) {
   EXPECT_EQ(numbered_name(Text<80>("run.dat"), 12345).view(), "run_2345.dat");
 }
 
-std::string block(const std::string& keys) { return "{ name = m.dat " + keys + " }"; }
 const std::string times = "start_time_c0 = 0 end_time_c0 = 10 time_step_c0 = all ";
-
-TEST_F(Monitors, KeysOfABlockFillAnEntry) {
-  ASSERT_EQ(read_online_monitor(block("type = steps format = -7 particle = 3 start_time_marker = IN "
-                                      "start_time_shift_c0 = -0.5 end_time_c0 = 2 time_step_c0 = 0.1")),
-            ok);
-  const Monitor& m = montab.entry[1];
-  EXPECT_TRUE(m.active && !m.accepted && !m.start_known && m.end_known && m.step_known);
-  EXPECT_TRUE(m.type == MonitorType::steps && m.format == -7 && m.particle == 3 && m.stream == 0);
-  EXPECT_TRUE(m.start_marker == "IN" && m.start_time == -0.5 && m.end_time == 2 && m.time_step == 0.1);
-  ASSERT_EQ(read_online_monitor(block(times + "particle = all")),
-            ok);  // the same name: the same entry, with the defaults
-  EXPECT_TRUE(m.type == MonitorType::phase && m.format == 1 && m.particle == 0 && m.time_step == 0);
-  EXPECT_FALSE(montab.entry[2].active);
-}
 
 // A later run leaves an accepted monitor alone.
 TEST_F(Monitors, MarkersAreTimesOfBoundaries) {

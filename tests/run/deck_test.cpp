@@ -68,24 +68,6 @@ TEST_F(Deck, ScannerPartsTheTextIntoTokens) {
   EXPECT_TRUE(folder.exists("missing"));
 }
 
-TEST_F(Deck, BadGlobalCommandsTellTheWholeTrace) {
-  for (const Row& row : {
-           Row{"#nothing", " unknown global command"},
-           {"#file ( name = a }", " io error in getspc, expected:; {"},
-           {"#file { nam = a }", " io error in getspc, expected:; name"},
-           {"#file { name a }", " io error in getspc, expected:; ="},
-           {"#file { name = a b }", " io error in getspc, expected:; }"},
-           {"#file { name = no/such/a }", " error in fiio1: cannot open file"},
-       }) {
-    open(row.deck);
-    EXPECT_EQ(said_by([&] { EXPECT_EQ(tokens(), ""); }), row.expected + "; error in getcmd; error in getcmd");
-  }
-  open("last");
-  EXPECT_EQ(tokens(), "last");
-  EXPECT_EQ(said_by([&] { EXPECT_EQ(tokens(), ""); }),  // the end reads as "exit" once
-            " error in fiio2: no file to close; error in getcmd; error in getcmd");
-}
-
 /// Reads a block of three keys, of which "gamma" is not active.
 KeyTable<3> read_block(Status& status) {
   KeyTable<3> keys({"alpha", "beta", "gamma"});

@@ -140,21 +140,6 @@ TEST(RunControl, TheLogGetsTheConsoleFromItsOpeningOn) {
             "tessaron: 7 lines of /dev/full could not be written: No space left on device\n");
 }
 
-// A tracker command is used up by its run: what fails later ends the program and starts no second run.
-TEST(RunControl, FailureAfterATrackingRunStartsNoFurtherOne) {
-  const RunFolder folder;
-  for (const char* later :
-       {"", "nonsense", "tracker { oops }", "track_accuracy", "tracker { end_time_c0 = 0.3 }"}) {
-    const ProgramRun run = folder.run_deck(start + "tracker { delta_time_c0 = 0.3 }\n" + later);
-    int banners = 0;
-    const std::string told = run.told(banners);
-    EXPECT_EQ(told.find("tracking to end_time"), told.rfind("tracking to end_time")) << later;
-    EXPECT_EQ(told.ends_with(reported), *later == 0) << told;
-    EXPECT_EQ(banners, 3) << later;  // at the start, ahead of the run, at the end
-    EXPECT_EQ(run.errors.find("stopped at tessar.in:4") == std::string::npos, *later == 0) << run.errors;
-  }
-}
-
 // A question is answered, any other argument refused; neither reads a deck nor touches a file.
 TEST(RunControl, ArgumentsStartNoRun) {
   const RunFolder folder;

@@ -120,27 +120,6 @@ TEST_F(Duty, StopsLieAheadOfTheHeadAndBehindTheTail) {
   EXPECT_EQ(step_control.duty_time, 1e300);
 }
 
-// As closely as the time resolves, however far from zero it is.
-TEST_F(Duty, StopsOfASingleParticleStandOnBothSidesOfEachBoundary) {
-  for (int k = 0; k < 200; ++k) {
-    for (const double start : {0.0, 1e6}) {
-      const double p = k % 2 == 0 ? 1e4 : 3, phi = k % 3 == 0 ? 0 : 0.3;
-      place({1, 2.1, 3.7}, {0.001 * k}, p);
-      ptlcom_store.particle[1].phi = phi;
-      ptlcom_store.ctptcl = start;
-      const std::vector<double> times = stops(start + 5);
-      for (const double boundary : {1.0, 2.1, 3.7}) {
-        const double crossing = start + (boundary - 0.001 * k) / (p / std::hypot(p, 1) * std::cos(phi));
-        const auto within = [&](double from, double to) {
-          return std::ranges::count_if(times, [&](double t) { return t > from && t < to; });
-        };
-        EXPECT_EQ(within(crossing - 4e-9, crossing), 1) << k << " " << start << " " << boundary;
-        EXPECT_EQ(within(crossing, crossing + 4e-9), 1) << k << " " << start << " " << boundary;
-      }
-    }
-  }
-}
-
 // A particle beyond 90 degrees of elevation flies back, so that the next boundary lies in its past; particles
 // that stand still are expected for ever. Neither may hold up the run.
 TEST_F(Duty, LostParticlesHoldUpNothing) {
