@@ -93,16 +93,6 @@ TEST_F(Particles, BeamSizesOfTwoChargesFollowTheirDistance) {
   EXPECT_NEAR(sizes.rms_long, factor * along, 1e-15);
   EXPECT_NEAR(sizes.rms_rad, factor * -across, 1e-15);
   EXPECT_NEAR(sizes.rms_vert, factor * up, 1e-15);
-  // One source has no size, none at all neither.
-  EXPECT_EQ(beam_sizes(1, ptlcom.particle, ptlcom.source).rms_long, 0);
-  ptlcom_store.source[1] = false;
-  for (int k = 1; k <= 20; ++k) {  // away from particle 1
-    ptlcom_store.particle[2].q = k * 1e-13;
-    const BeamSizes size = beam_sizes(2, ptlcom.particle, ptlcom.source);
-    EXPECT_EQ(size.rms_long + size.rms_rad + size.rms_vert, 0) << k;
-  }
-  ptlcom_store.source[2] = false;
-  EXPECT_EQ(beam_sizes(3, ptlcom.particle, ptlcom.source).rms_long, 0);
 }
 
 }  // namespace

@@ -2,10 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
-#include <memory>
-#include <thread>
-
 #include "common/constants.hpp"
 #include "testpaths.hpp"
 

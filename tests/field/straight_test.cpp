@@ -1,7 +1,6 @@
 // On a straight path in uniform motion the field is that of a charge at rest, seen from a moving frame.
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include "testpaths.hpp"
 

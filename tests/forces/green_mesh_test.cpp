@@ -11,9 +11,7 @@ using test::Random;
 
 // Bilinear interpolation reproduces a plane.
 const struct Plane final : GreenField {
-  void at(double a, double b, GreenRow& f) const override {
-    f = {1 + 2 * a - 3 * b, 4 * b - a, 0.5 + a + b};
-  }
+  void at(double a, double b, GreenRow& f) const override { f = {1 + 2 * a - 3 * b, 4 * b - a, 0.5 + a + b}; }
 } plane;
 /// A polygon around an ellipse, with sharp ends where ry is small.
 Polygon around(double x0, double y0, double rx, double ry) {
@@ -72,41 +70,6 @@ TEST(GreenMesh, ReproducesAPlaneEverywhereInThePolygon) {
       ASSERT_NEAR(f.f2, exact.f2, 1e-10);
       ASSERT_NEAR(f.bz, exact.bz, 1e-10);
     }
-  }
-}
-
-// 20 sigma_rad hold exactly 100 steps, so that the fine stretch has 101 intervals. The quotient of the two
-// lengths comes out just below 100 for some sizes.
-TEST(GreenMesh, KeepsTheSpacingOfRows) {
-  std::vector<Case> all(std::begin(cases), std::end(cases));
-  for (const double sigma_rad : {0.4, 0.43, 0.82, 1.1, 1.55})
-    all.push_back({0, 0, 40, 38, 0, sigma_rad, false});
-  for (const Case& c : all) {
-    lay(c);
-    const GreenMesh& m = mesh;
-    const double R = 10 * c.sigma_rad;
-    std::int64_t before = 0;
-    for (int i = 1; i <= m.nxg; ++i) {
-      GreenStretches s;
-      green_stretches(m, i, s);
-      ASSERT_EQ(s.jb[0], before + 1);
-      ASSERT_EQ(s.jb[3], m.line[i].gend);
-      ASSERT_GE(s.jb[3] - s.jb[0], 1);
-      EXPECT_EQ(green_row_place(s, s.jb[0]), m.line[i].ylo);
-      EXPECT_NEAR(green_row_place(s, s.jb[3]), m.line[i].yhi, 1e-13);
-      for (std::int64_t j = s.jb[0]; j < s.jb[3]; ++j) {
-        const double b = green_row_place(s, j), step = green_row_place(s, j + 1) - b;
-        const bool fine = m.is_inner(i) && b > -R && b + step < R;
-        ASSERT_GT(step, 0);
-        ASSERT_LE(step, (fine ? 0.2 * c.sigma_rad : 5) + 1e-12);
-      }
-      if (c.ry == 38 && m.is_inner(i)) {
-        ASSERT_EQ(s.jb[2] - s.jb[1], 101) << c.sigma_rad;
-      }
-      before = m.line[i].gend;
-    }
-    EXPECT_EQ(m.ngreen, before);
-    EXPECT_LE(m.iline2 - m.iline1 + 1, 53);
   }
 }
 

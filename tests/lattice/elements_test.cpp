@@ -8,7 +8,6 @@
 #include "lattice/deck_lattice.hpp"
 
 using namespace tessaron;
-using test::read_lattice;
 using Lines = std::vector<std::string>;
 
 // One of each kind; every boundary has both ends of its private data set.

@@ -6,7 +6,6 @@
 #include "lattice/deck_lattice.hpp"
 
 using namespace tessaron;
-using test::filled;
 using test::read_lattice;
 
 namespace {

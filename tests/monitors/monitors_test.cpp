@@ -1,12 +1,6 @@
 #include "monitors/monitors.hpp"
 
-#include <fcntl.h>
-#include <sys/mman.h>
-#include <unistd.h>
-
 #include <array>
-#include <cerrno>
-#include <filesystem>
 
 #include "monitors/monitor_records.hpp"
 #include "support/beam_fixture.hpp"

@@ -1,17 +1,13 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdio>
 #include <string>
-#include <vector>
 
 #include "beam/bunch_record_owner.hpp"
 #include "lattice/deck_lattice.hpp"
 #include "motion/pusher.hpp"
-#include "motion/runge_kutta.hpp"
 
 using namespace tessaron;
-using test::console_of;
 using test::read_lattice;
 
 namespace {

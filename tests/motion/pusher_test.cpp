@@ -4,7 +4,6 @@
 #include <cmath>
 #include <complex>
 #include <string>
-#include <vector>
 
 #include "beam/bunch_record_owner.hpp"
 #include "lattice/deck_lattice.hpp"

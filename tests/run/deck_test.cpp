@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <cerrno>
 #include <string>
 
 #include "common/undefined.hpp"

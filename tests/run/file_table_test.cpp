@@ -5,7 +5,6 @@
 #include <cerrno>
 #include <string>
 
-#include "common/console.hpp"
 #include "run/deck.hpp"
 #include "run/line_writer.hpp"
 #include "support/capture.hpp"

@@ -88,19 +88,4 @@ TEST(TextFile, ReadsRegularFilesOnlyAndCreatesAMissingOne) {
   EXPECT_EQ(file.close(), EBADF);
 }
 
-TEST(TextFile, WritesThroughItsBufferAndRewindEmptiesTheFile) {
-  const WorkingFolder folder;
-  ASSERT_EQ(file.open_to_write("a"), ok);
-  for (int i = 0; i < 30000; ++i) ASSERT_EQ(file.write({"a line that goes ", "again\n"}), ok);
-  ASSERT_EQ(file.rewind(), ok);
-  std::string expected;
-  for (int i = 0; i < 30000; ++i) {
-    const std::string line = "line " + std::to_string(i) + "\n";
-    expected += line;
-    ASSERT_EQ(file.write({line}), ok);
-  }
-  ASSERT_EQ(file.close(), ok);
-  EXPECT_EQ(folder.read("a"), expected);
-}
-
 }  // namespace

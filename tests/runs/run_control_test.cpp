@@ -1,11 +1,8 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <csignal>
-#include <cstdlib>
 #include <filesystem>
 #include <string>
-#include <vector>
 
 #include "support/run_program.hpp"
 
@@ -207,15 +204,6 @@ TEST(RunControl, AFileInUseIsNoOutput) {
     EXPECT_NE(folder.read(c.kept), "") << c.kept;
     EXPECT_TRUE(run.orderly());
   }
-  // A bunch file that has been read may be written over, and so may what is no regular file by several.
-  const RunFolder folder;
-  folder.write("bunch", "0 a b c d e f   0 0 0 5e8 0 0 1e-9 ");
-  const ProgramRun run = folder.run_deck(
-      "io_path { logfile = /dev/null }" + start + "particles { array = #file { name = bunch } }\n" + monitor +
-      "name = /dev/null }" + monitor +
-      "name = /dev/./null } tracker { delta_time_c0 = 0.2 } monitor { name = bunch }");
-  EXPECT_EQ(run.errors, "");
-  EXPECT_EQ(folder.lines("bunch").size(), 2u);
 }
 
 // Small steps for ever, a direct sum of some hours, a kernel with a million images: the run ends at once, and

@@ -49,17 +49,6 @@ TEST_F(Commands, TrackStepKeepsTheBoundsOfTheStepInOrder) {
   }
 }
 
-TEST_F(Commands, TrackStepStopsAtTheFirstBadValue) {
-  for (const char* key : {"iterative=0", "iterative=2.0", "error_per_ct=0", "error_weight_momentum=-1",
-                          "ct_step_max=0", "increase_factor=0.99", "arc_factor=0", "arc_factor=1.01"}) {
-    SetUp();
-    EXPECT_NE(read(track_step, std::string("{ precondition=no steps_tolerance=1 ") + key + " }"), ok) << key;
-    EXPECT_EQ(log, Lines{" error in track_step"}) << key;
-    EXPECT_FALSE(trkcom.precondition) << "keys before it have their new values";
-    EXPECT_EQ(trkcom.steps_tolerance, 1e-5) << "keys behind it keep their old ones";
-  }
-}
-
 // Markers m at 10 (the first one) and 20; the bunch stands at 3. Nothing is left of the tracker before.
 TEST_F(Commands, EndTimeOfAMarkerGoesBeforeASpanAndASpanBeforeATime) {
   const std::string undefined = " error: end time is undefined", early = " error: end time < particle time",
