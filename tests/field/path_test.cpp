@@ -50,24 +50,6 @@ TEST(PathQuery, FollowsTheOrbitByBothWays) {
   }
 }
 
-TEST(Pthfrm, AndPthlabAreInverse) {
-  BoundaryPoints rows;
-  build_path({3, -2, 0.1, 100, 2.1, 0.2, 1}, rows, 0, 7, source);
-  double r[3], n[3], t;
-  pthfrm(source.path, 3.5, -1.2, 0.4, 2.4, 0.3, 8, r, n, t);
-  EXPECT_DOUBLE_EQ(r[2], 0.4);
-  EXPECT_NEAR(t, 1 / c, 1e-22);
-  EXPECT_NEAR(n[0], std::cos(0.3) * std::cos(0.3), 1e-15);
-  EXPECT_NEAR(n[2], std::sin(0.3), 1e-15);
-  pthlab(source.path, r);
-  EXPECT_NEAR(r[0], 0.5, 1e-15);
-  EXPECT_NEAR(r[1], 0.8, 1e-15);
-  pthfrm(source.path, 3, -2, 0, 2.1 + 1e-3, 0, 7, r, n, t);
-  EXPECT_EQ(r[0], 0);
-  EXPECT_EQ(n[2], 0);
-  EXPECT_NEAR(n[1], std::sin(1e-3), 1e-15);
-}
-
 TEST(Patharcs, ListsTheChangesOfCurvature) {
   const double gamma = 50, beta = beta_of(gamma);
   PathArcs rows;

@@ -11,27 +11,6 @@ struct DirectForce : test::Models {
   }
 };
 
-// All particles on parallel straight paths with one speed: what one does to another comes back reversed.
-TEST_F(DirectForce, ActionEqualsReactionOnStraightPathsInOnePlane) {
-  cloud(12);
-  const auto f = forces(csr_p_to_p);
-  double along = 0, across = 0, scale = 0;
-  for (std::int32_t i = 1; i <= 12; ++i) {
-    const double q = ptlcom.particle[i].q;
-    const Force& on = f[static_cast<std::size_t>(i - 1)];
-    along += q * on.along;
-    across += q * on.across;
-    scale += q * (std::abs(on.along) + std::abs(on.across));
-    EXPECT_EQ(on.up, 0);
-  }
-  EXPECT_GT(scale, 0);
-  EXPECT_LT(std::abs(along), 1e-3 * scale);  // the field's own accuracy
-  EXPECT_LT(std::abs(across), 1e-3 * scale);
-  for (std::int32_t i = 1; i <= 12; ++i)
-    ptlcom_store.particle[i].z = 1e-3 * i, ptlcom_store.particle[i].theta = 0.1;
-  EXPECT_EQ(deviation(f, forces(csr_p_to_p)), 0) << "height does not count";
-}
-
 TEST_F(DirectForce, DoesNotDependOnTheFrame) {
   cloud(8);
   for (std::int32_t i = 1; i <= 8; ++i) ptlcom_store.particle[i].phi = 1e-3 * normal();

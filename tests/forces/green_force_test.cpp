@@ -38,19 +38,6 @@ TEST_F(GreensForce, PointByPointEqualsTheDirectModel) {
   EXPECT_EQ(log.at(0), "  boxes = 0  e_points= 0  p_points= 12");
 }
 
-TEST_F(GreensForce, OnTheMeshTendsToTheDirectModelWithSmallerBoxes) {
-  arc_bunch(300, 4e-5, 2e-5);
-  for (std::int32_t i = 11; i <= ptlcom.npart; ++i) ptlcom_store.source[i] = false;
-  const auto direct = forces(csr_p_to_p);
-  double error[2];
-  for (int half = 0; half < 2; ++half) {
-    force_settings_store.sbox = force_settings_store.rbox = half == 0 ? 0.5 : 0.25;
-    error[half] = deviation(direct, forces(csr_p_to_m)) / size(direct);
-  }
-  EXPECT_LT(error[0], 0.03);
-  EXPECT_LT(error[1], error[0] / 2.5);  // of second order, with the worst places not always hit
-}
-
 // The limits are the interpolation on the mesh lines of 0.2 sigma_long, and that in the boxes.
 TEST_F(GreensForce, OneFieldForAllEqualsTheDirectModelForMovedAndTurnedPaths) {
   arc_bunch(40, 1e-4, 5e-5);

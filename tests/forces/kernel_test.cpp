@@ -122,21 +122,6 @@ TEST(Csr, TheWalkIsTheRetardedIntegralEverywhereOnAnOrbit) {
   }
 }
 
-// On its own arc the kernel is a smooth function of the observer's place: a walk that ended short of the
-// observer by the cube root of a rounding would leave jumps of 5e-5 here. The cut of the Gaussians
-// leaves 1e-6.
-TEST(Csr, TheWalkEndsAtTheObserver) {
-  constexpr int n = 21;
-  for (int i = 0; i <= 30; ++i) {
-    ask(record, 15e-6, 30, 0.4 + 1e-9 * i, -8, 4);
-    csr2(table_of(bend), m_of(bend), record, n);
-    for (int k = 1; k <= n && i > 0; ++k) {
-      EXPECT_NEAR(record.array[k], other_record.array[k], 2e-6 * largest(record, n)) << i;
-    }
-    other_record = record;
-  }
-}
-
 /// What two planes leave of the power of a Gaussian bunch on a circle. The power of the harmonic k between
 /// planes at the distance h is a sum over the vertical modes p = 1, 3, 5 .. (Schwinger; Nodvick and Saxon,
 /// Phys. Rev. 96 (1954) 180), J_n'^2 + (alpha/gamma)^2 J_n^2 with alpha = pi p / h; for large n = kR it turns
