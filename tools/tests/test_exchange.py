@@ -7,11 +7,14 @@ from pathlib import Path
 import numpy as np
 import pytest
 
+from tessaron.beam.bunch import Bunch
 from tessaron.command.cli import main
+from tessaron.files.bunchfiles import read_bunch, write_bunch
 from tessaron.lattice.elements import Dipole, Drift, Map, Marker, Multipole, Quadrupole, ThinQuadrupole
 from tessaron.lattice.lattice import Lattice
 from tessaron.lattice.of_deck import read_orbit
 from tessaron.lattice.tracked_optics import track_rays
+from tessaron.study.process import run_program
 
 A = 0.1  # bend of the chicanes [rad]
 ARC = 0.5 * (A / 2) / sin(A / 2)  # of a chord of 0.5 m
@@ -134,6 +137,19 @@ def test_rays_of_the_program_see_the_bends_and_quadrupoles(tmp_path, program, na
     np.testing.assert_allclose(maps.matrix[-1], beyond @ textbook(parts)[0], atol=2e-6)
 
 
+@pytest.mark.parametrize("magnet, y, z, kick", [  # p_x - i p_y = - sum of l (kn + i kns) (x + i y)^n / n!, x to the left
+    ("sextupole, k2 = 100", 1e-3, 0, (-5e-6, 0)), ("sextupole, k2 = 100", 0, 1e-3, (5e-6, 0)), ("sextupole, k2s = 100", 1e-3, 1e-3, (1e-5, 0)),
+    ("sextupole, k2 = 100, tilt = pi/3", 1e-3, 0, (5e-6, 0)), ("quadrupole, k1s = 1", 0, 1e-3, (1e-4, 0)), ("octupole, k3 = 1e5", 1e-3, 0, (-1e-5 / 6, 0))])
+def test_kicks_of_other_magnets_are_those_of_rays(tmp_path, program, magnet, y, z, kick):
+    lattice = converted(tmp_path, "a.madx", f"d: drift, l = 1; m: {magnet}, l = 0.1; u: line = (d, m, d);")
+    offsets = np.zeros((6, 2))
+    offsets[1:3, 1] = y, z
+    write_bunch(tmp_path / "b.dat", Bunch(0.0, np.array([0, 0, 0, 1e9, 0, 0]), offsets, np.full(2, 1e-15)), "fmt1")
+    (tmp_path / "tessar.in").write_text(lattice.deck() + "particles { array = #file { name = b.dat } }\ntracker { end_time_c0 = 2 }\nmonitor { name = e.dat format = fmt1 }\n")
+    assert run_program(tmp_path, program=program).completed
+    np.testing.assert_allclose(read_bunch(tmp_path / "e.dat", "fmt1").offsets[4:6, 1] / 1e9, kick, atol=2e-7 if "quad" in magnet else 3e-9)
+
+
 BEGIN = {".madx": "d: drift, l = 1; q: quadrupole, l = .2, k1 = 1; b: sbend, l = .5, angle = .1;\n", ".lte": "D: DRIF, L=1\n", ".in": ""}
 BAD = {  # file, words of the message
     "a.madx": [
@@ -145,7 +161,7 @@ BAD = {  # file, words of the message
         ("l0: line = (d);" + "".join(f"l{k + 1}: line = (l{k}, l{k});" for k in range(45)), "more than 100000 members"),
         ("x := y; y := x; e: drift, l := x; u: line = (e);", "a.madx:2: expressions nest deeper"), ("e: drift, l = " + "-(" * 900 + "1" + ")" * 900 + ";u: line = (q, e);", "a.madx:2: expressions nest deeper"),
         ("e: drift, l = 1/0; u: line = (e);", "a.madx:2: an expression has no value"), ("e: drift, l = table(t); u: line = (e);", "a.madx:2: the function 'table' is not known"),
-        ("e: drift, l = -1; u: line = (d, e);", "a.madx:2: e (drift): Drift: length must be 0 or above"), ("if (x > 1) { y = 2; }", "a.madx:2: 'if': conditions, loops"),
+        ("e: drift, l = -1; u: line = (d, e);", "a.madx:2: e (drift): Drift: length must be 0 or above"), ("c: rfcavity, l = -1, volt = 1; u: line = (d, c);", "a.madx:2: c (rfcavity): Drift: length must be"), ("if (x > 1) { y = 2; }", "a.madx:2: 'if': conditions, loops"),
         ("seqedit, sequence = s;", "'seqedit'"), ("call, file = b.madx;", "a.madx:2: the called file 'b.madx' is not there"), ("call, file = a.madx;", "call each other in a ring"),
         ("s: sequence, l = 2; q, at = 1; b, at = 1.2; endsequence;", "a.madx:2: b begins 0.15 m ahead of the end of q"),
         ("s: sequence, l = 2; b, at = 1.9; endsequence;", "ends 0.15 m behind the end of the sequence s"),
@@ -183,10 +199,10 @@ def test_bad_files_are_told_by_file_line_and_word_and_nothing_is_written(tmp_pat
 def test_what_is_left_out_is_told(tmp_path, capsys):
     lattice = converted(tmp_path, "a.madx", BEGIN[".madx"] + """c: rfcavity, l = .3, volt = 2;
         f: b, fint = .5, hgap = .01; w: marker; v: marker; s: sextupole, l = .1, k2 := k2s1; t: quadrupole, l = .1, k1s = 2;
-        thin: multipole, knl = {0, .3}; u: line = (d, c, f, w, v, s, t, 2*q, d, thin, w); twiss; """, "--replace-by-drift", "RFcavity")
+        thin: multipole, knl = {0, .3}; q, kmax = 2; u: line = (d, c, f, w, v, s, t, 2*q, d, thin, w); twiss; """, "--replace-by-drift", "RFcavity")
     told = capsys.readouterr().err
     for words in ("a.madx:2: c (rfcavity) is replaced by a drift of 0.3 m: a cavity", "a.madx:3: f (sbend): edges are hard", "v (marker) stands on the same place as w",
-                  "'k2s1' was never given a value and counts as 0", "passed over: twiss (line 4)"):
+                  "'k2s1' was never given a value and counts as 0", "passed over: twiss (line 4)", "passed over: quadrupole kmax"):
         assert words in told
     assert list(lattice.markers) == ["f_in", "w", "s_in", "s_out", "t_in", "t_out", "q_in", "q_out", "q.2_in", "q.2_out", "thin"]
     assert lattice.s_of("thin") == lattice.length == pytest.approx(3.4, abs=1e-12)
@@ -199,6 +215,7 @@ def test_a_part_of_a_line(tmp_path, capsys):
     lattice = converted(tmp_path, "a.madx", text, "--between", "M", "q")
     assert lattice.length == pytest.approx(1 + .5 + .2 + 1e-8, abs=1e-12) and list(lattice.markers) == ["m", "b_in", "b_out", "q_in", "q_out"]
     assert main(["convert-lattice", str(tmp_path / "a.madx"), "--between", "b", "m"]) == 1 and "no element 'm' behind b" in capsys.readouterr().err
+    assert main(["convert-lattice", str(tmp_path / "a.madx"), "--replace-by-drift", "cavity"]) == 1 and "'cavity' is no type of MAD-X" in capsys.readouterr().err
 
 
 @pytest.mark.parametrize("elements", [

@@ -6,7 +6,7 @@ Both count x to the left, angles to the right, and k1 above 0 as focusing in the
 from __future__ import annotations
 
 from math import atan2, hypot, pi, sin
-from typing import Callable
+from typing import AbstractSet, Callable
 
 import numpy as np
 
@@ -28,13 +28,21 @@ class NoCounterpart(Exception):
 class Numbers:
     """The attributes of an element by their names in small letters, and the remarks that were made on it."""
 
-    def __init__(self, number: Callable[[str], float], array: Callable[[str], list[float]] = lambda name: []) -> None:
-        self._number, self.array = number, array
+    def __init__(self, number: Callable[[str], float], array: Callable[[str], list[float]] = lambda name: [],
+                 given: AbstractSet[str] = frozenset()) -> None:
+        """:param given: names of the attributes whose passing over is to be told."""
+        self._number, self._array, self.unread = number, array, set(given)
         self.remarks: list[str] = []
 
     def __call__(self, name: str) -> float:
         """The number of an attribute, 0 where it is not given."""
+        self.unread.discard(name)
         return self._number(name)
+
+    def array(self, name: str) -> list[float]:
+        """The numbers of an attribute in braces, none where it is not given."""
+        self.unread.discard(name)
+        return self._array(name)
 
     @property
     def length(self) -> float:
@@ -57,14 +65,17 @@ Builder = Callable[[Numbers], Element]
 
 
 def built(name: str, kind: str, place: object, builder: Builder | None, numbers: Numbers) -> Piece:
-    """The piece that a builder makes; none for a type that has no builder."""
+    """The piece that a builder makes; one without an element where that cannot be had, or for None as a builder.
+
+    :raises ValueError: numbers that no element can have.
+    """
     try:
         if builder is None:
             raise NoCounterpart("no element of this kind", numbers.length)
         element = builder(numbers)
     except NoCounterpart as error:
-        return Piece(name, kind, place, error.length, None, str(error), tuple(numbers.remarks))
-    return Piece(name, kind, place, length_of(element), element, remarks=tuple(numbers.remarks))
+        return Piece(name, kind, place, Drift(error.length).length, None, str(error), tuple(numbers.remarks))
+    return Piece(name, kind, place, length_of(element), element, remarks=tuple(numbers.remarks), unread=tuple(sorted(numbers.unread)))
 
 
 def marker(numbers: Numbers) -> Element:
@@ -128,7 +139,7 @@ def _bend(numbers: Numbers, length: float, face: float) -> Element:
         return Drift(0.0)
     numbers.remark("h1 h2", "the curvature of the pole faces is left out")
     if numbers("hgap") and (numbers("fint") or numbers("fintx")):
-        numbers.remark("hgap fint fintx", "edges are hard: the fringe fields are left out, which changes the vertical focusing")
+        numbers.remark("hgap", "edges are hard: the fringe fields are left out, which changes the vertical focusing")
     return Dipole(length, side * angle, side * (face + numbers("e1")), side * (face + numbers("e2")))
 
 
@@ -152,7 +163,7 @@ def magnet(poles: int) -> Builder:
             roll, strength = roll - atan2(skew, upright) / order, hypot(upright, skew)
         half_turns = round(roll * order / pi)
         if abs(sin(roll * order)) < ROLL:  # upright again, with the other sign after every odd one
-            roll, strength = 0.0, -strength if half_turns % 2 else strength
+            roll, strength = 0.0, (-strength if half_turns % 2 else strength) + 0.0  # no -0
         more = dict(tilt=roll, du=numbers("dx"), dw=numbers("dy"))
         return Quadrupole(length, strength, **more) if poles == 4 else Multipole(length, poles, strength, **more)
     return build

@@ -45,7 +45,7 @@ def save(path: str | Path, lattice: Lattice, source: str, momentum: float | None
         raise ValueError(f"{path}: is the file that is read")
     text = _text(path, fmt, lattice, source, momentum)
     path.write_text(text)
-    turned = sum(getattr(element, "angle", 0.0) for element in lattice)
+    turned = round(sum(getattr(element, "angle", 0.0) for element in lattice), 12) + 0.0  # no -0
     return (f"{path}: {'lattice block' if fmt == 'deck' else fmt}, {len(lattice.boundaries())} boundaries, {lattice.length:.9g} m, "
             f"turns by {turned:.6g} rad" + (f", {momentum * 1e-6:.6g} MeV/c" if momentum else ""))
 

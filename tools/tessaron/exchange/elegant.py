@@ -11,6 +11,7 @@ from ..files.deck import REAL, Place
 from ..lattice.elements import Drift, Element
 from ..lattice.lattice import Lattice
 from . import builders as to
+from .definition import Definition
 from .elegant_text import statement, statements
 from .lines import Line, expanded
 from .pieces import Choice, Piece, lattice_of
@@ -50,34 +51,11 @@ speedbump taperapc tapere taperapr emittance mrfdf shrfdf kpoly hkpoly polyserie
 _SWAPPED = {"e1": "e2", "h1": "h2", "edge1effects": "edge2effects", "fint1": "fint2"}
 _SWAPPED |= {second: first for first, second in _SWAPPED.items()}
 _DEFAULTS = {"fint": 0.5, "edge1effects": 1.0, "edge2effects": 1.0}
+_ELSEWHERE = {"bore", "b", "edge1effects", "edge2effects", "filename", "outputfile", "mode", "group", "label", "fitpoint"}  #: seen to, or no matter
 _MOST_FILES = 10  #: within each other
 
 
-@dataclass
-class Definition:
-    """An element by its type or by the element whose attributes it inherits."""
-
-    name: str
-    base: Union[str, "Definition"]
-    values: dict[str, Union[float, LatticeFault]]
-    place: Place
-
-    @property
-    def type(self) -> str:
-        """The word for its type as it is written."""
-        base = self.base
-        while isinstance(base, Definition):
-            base = base.base
-        return base
-
-    def find(self, name: str) -> Union[float, LatticeFault, None]:
-        """An attribute, its own or inherited."""
-        owner: Union[str, Definition] = self
-        while isinstance(owner, Definition):
-            if name in owner.values:
-                return owner.values[name]
-            owner = owner.base
-        return None
+Number = Union[float, LatticeFault]  #: of an attribute, or why it has none, which only matters when it is used
 
 
 @dataclass
@@ -85,7 +63,7 @@ class ElegantFile:
     """All that a file and those that it includes define."""
 
     momentum: float | None = None  #: [eV/c]
-    elements: dict[str, Definition] = field(default_factory=dict)
+    elements: dict[str, Definition[Number]] = field(default_factory=dict)
     lines: dict[str, Line] = field(default_factory=dict)
     used: str = ""  #: the line of `USE`, else the last one
     calculator: Calculator = field(default_factory=Calculator)
@@ -139,8 +117,7 @@ class ElegantFile:
         self.elements[name] = Definition(str(name), self.elements.get(base, str(base)), values, place)
         self.lines.pop(name, None)
 
-    def _value(self, text: str, place: Place) -> Union[float, LatticeFault]:
-        """The number of an attribute, or why it is none, which only matters when it is used."""
+    def _value(self, text: str, place: Place) -> Number:
         if re.fullmatch(REAL, text):
             return float(text.lower().replace("d", "e"))
         expression = text[1:-1] if text.startswith('"') else text.upper()
@@ -174,9 +151,12 @@ class ElegantFile:
             kind = _type_of(definition.type)
         except ValueError as error:
             raise LatticeFault(definition.place, str(error)) from None
-        numbers = to.Numbers(lambda name: _face(kind, name, number) if name in ("e1", "e2") else number(name))
-        if kind in ("quad", "kquad") and number("bore"):
-            numbers = to.Numbers(lambda name: self._gradient(definition, number) if name == "k1" else number(name))
+        def settled(name: str) -> float:
+            if name in ("e1", "e2"):
+                return _face(kind, name, number)
+            return self._gradient(definition, number) if name == "k1" and kind in ("quad", "kquad") and number("bore") else number(name)
+
+        numbers = to.Numbers(settled, given=definition.given - _ELSEWHERE)
         bend, rectangular = TYPES[kind] in (_bend, _RECTANGULAR), kind == "rben"
         if off := [f"edge{k}effects" for k in "12" if bend and not number(f"edge{k}effects") and (rectangular or number(f"e{k}"))]:
             numbers.remarks.append(f"an edge without effect is taken as a face square to the orbit ({' and '.join(off)} off)")

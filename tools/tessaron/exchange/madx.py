@@ -15,10 +15,11 @@ from ..constants import SPEED_OF_LIGHT
 from ..files.deck import Place
 from ..lattice.lattice import Lattice
 from . import builders as to
+from .definition import Definition
 from .lines import Item, Line, expanded
 from .madx_sequence import Entry, Sequence, placed
 from .madx_text import Given, statement, statements
-from .madx_values import CONSTANTS, Definition, Names
+from .madx_values import CONSTANTS, Names
 from .pieces import Choice, Piece, lattice_of, tell
 from .source import LatticeFault, Statement
 
@@ -45,6 +46,7 @@ _BEYOND = set("if elseif else while exec seqedit endedit install remove move rep
 _HEAD = re.compile(r"\s*([a-z_][\w.]*)\s*(:=|=|->|:|\(|\{|)", re.IGNORECASE)
 _FILE = re.compile(r"""\bfile\s*=\s*("[^"]*"|'[^']*'|[^\s,;]+)""", re.IGNORECASE)
 _MASSES = {"positron": "emass", "electron": "emass", "proton": "pmass", "antiproton": "pmass", "posmuon": "mumass", "negmuon": "mumass"}
+_ELSEWHERE = {"at", "from", "type", "apertype", "aperture"}  #: attributes seen to elsewhere, or no matter
 _MOST_CALLS, _MOST_NESTED = 10, 20  #: files and sequences within each other
 
 
@@ -166,7 +168,8 @@ class MadxFile:
                 raise LatticeFault(place, "call without a file")
             self._call(name[1].strip("\"'"), place)
         elif command and head in _ASIDE:
-            self._aside.setdefault(head, place)
+            if head != "title":
+                self._aside.setdefault(head, place)
         else:
             words = re.sub(r"^shared\s+(?=\w)", "", words, flags=re.IGNORECASE)
             parts = statement(words, place)
@@ -294,7 +297,7 @@ class MadxFile:
         kind = definition.type
         builder = to.rectangular_bend(chord=self.rbarc) if kind == "rbend" else TYPES[kind]
         try:
-            return to.built(definition.name, kind, definition.place, builder, to.Numbers(number, array))
+            return to.built(definition.name, kind, definition.place, builder, to.Numbers(number, array, definition.given - _ELSEWHERE))
         except ValueError as error:
             if isinstance(error, LatticeFault):
                 raise

@@ -6,11 +6,13 @@ from typing import Callable, Iterator
 
 from ..files.deck import Place
 from ..lattice.elements import Drift
-from .madx_values import Definition, Names, Value
+from .definition import Definition
+from .madx_values import Names, Value
 from .pieces import Piece
 from .source import LatticeFault
 
 LEAST_GAP, MOST_OVERLAP, LONGEST = 1e-9, 1e-6, 100_000  #: [m], [m], pieces
+DIGITS = 12  #: of a gap in metres, which takes the noise out of differences of places
 _REFER = {"entry": 0.0, "centre": 0.5, "center": 0.5, "exit": 1.0}
 
 
@@ -58,7 +60,7 @@ def placed(sequence: Sequence, names: Names, inside: Callable[[Definition, Place
         raise LatticeFault(sequence.place, f"the sequence {sequence.name} has more than {LONGEST} members")
     end, before = 0.0, f"the beginning of {sequence.name}"
     for one in laid:
-        gap = one.begin - end
+        gap = round(one.begin - end, DIGITS)
         if gap < -MOST_OVERLAP:
             raise LatticeFault(one.entry.place, f"{one.entry.definition.name} begins {-gap:.6g} m ahead of the end of {before}")
         if gap > LEAST_GAP:
@@ -68,7 +70,7 @@ def placed(sequence: Sequence, names: Names, inside: Callable[[Definition, Place
         end += one.end - one.begin
         before = one.entry.definition.name
     if "l" in sequence.values:
-        gap = names.number(sequence.values["l"]) - end
+        gap = round(names.number(sequence.values["l"]) - end, DIGITS)
         if gap < -MOST_OVERLAP:
             raise LatticeFault(sequence.place, f"{before} ends {-gap:.6g} m behind the end of the sequence {sequence.name}")
         if gap > LEAST_GAP:

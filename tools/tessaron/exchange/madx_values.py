@@ -7,6 +7,7 @@ from typing import Callable, Union
 
 from ..constants import SPEED_OF_LIGHT
 from ..files.deck import Place
+from .definition import Definition
 from .madx_text import Given, Node
 from .source import LatticeFault
 
@@ -37,38 +38,11 @@ class Value:
 
 
 @dataclass
-class Definition:
-    """An element by its type or by the element whose attributes it inherits."""
-
-    name: str
-    base: Union[str, "Definition"]
-    values: dict[str, Value]
-    place: Place
-
-    @property
-    def type(self) -> str:
-        """The type of MAD-X in small letters."""
-        base = self.base
-        while isinstance(base, Definition):
-            base = base.base
-        return base
-
-    def find(self, name: str) -> Value | None:
-        """An attribute, its own or inherited."""
-        owner: Union[str, Definition] = self
-        while isinstance(owner, Definition):
-            if name in owner.values:
-                return owner.values[name]
-            owner = owner.base
-        return None
-
-
-@dataclass
 class Names:
     """All variables and elements by their names in small letters, and the worth of expressions in them."""
 
     variables: dict[str, Value] = field(default_factory=dict)
-    elements: dict[str, Definition] = field(default_factory=dict)
+    elements: dict[str, Definition[Value]] = field(default_factory=dict)
     beam: Callable[[str], Union[float, None]] = lambda name: None  #: attribute of the beam
     remarks: list[str] = field(default_factory=list)
     _known: dict[str, float] = field(default_factory=dict)  # worth of variables, until one is set

@@ -25,6 +25,7 @@ class Piece:
     element: Element | None  #: that does the same; None if there is none
     lacking: str = ""  #: what it would take
     remarks: tuple[str, ...] = ()  #: what its element leaves out
+    unread: tuple[str, ...] = ()  #: attributes that were passed over
 
 
 @dataclass(frozen=True)
@@ -62,6 +63,8 @@ def lattice_of(pieces: Sequence[Piece], source: str, choice: Choice = Choice()) 
         raise ValueError(f"{source}: the line holds nothing")
     if isinstance(next(element for element in (*row.elements, None) if not isinstance(element, Marker)), Magnet):
         remarks.append(f"{source}: the line begins with a magnet at s = 0: let the bunch start ahead of it, or put a drift into the line")
+    if words := _unread(pieces):
+        remarks.append(f"{source}: attributes that were passed over: {words}")
     tell(remarks + row.remarks)
     boundaries = row.boundaries
     if boundaries > CAPACITY["maxlat"]:
@@ -95,6 +98,14 @@ def _list(lines: Iterable[str]) -> str:
     unique = list(dict.fromkeys(lines))
     more = [f"and {len(unique) - TOLD} more"] if len(unique) > TOLD else []
     return "\n".join(unique[:TOLD] + more)
+
+
+def _unread(pieces: Iterable[Piece]) -> str:
+    """The attributes that were passed over, by types."""
+    names: dict[str, set[str]] = {}
+    for piece in pieces:
+        names.setdefault(piece.type, set()).update(piece.unread)
+    return "; ".join(f"{kind} {', '.join(sorted(unread))}" for kind, unread in names.items() if unread)
 
 
 class _Row:
