@@ -6,9 +6,12 @@ import shutil
 import subprocess
 from urllib.parse import unquote
 
+import chicane
+import numpy as np
 import pytest
 from conftest import ROOT
 
+from tessaron import Lattice
 from tessaron.files import keys
 
 PAGES = [ROOT / name for name in ("README.md", "CHANGELOG.md", "CONTRIBUTING.md", "tools/README.md")] \
@@ -76,3 +79,15 @@ def test_the_search_knows_every_key_and_works_from_a_file(site):
         place, row = link.split("#")
         assert place == page and html.unescape(re.sub(r"<[^>]+>", "", first)) == found
         assert f'id="{row}"' in (site / page).read_text()
+
+
+@pytest.mark.parametrize("language, suffix", [("madx", ".madx"), ("elegant", ".lte")])
+def test_the_chicanes_of_the_chapter_are_that_of_the_example(tmp_path, language, suffix):
+    """All faces stand across the axis at round numbers, and R56 is that of the closed form."""
+    chapter = (ROOT / "docs" / "coming.md").read_text()
+    file = tmp_path / f"chicane{suffix}"
+    file.write_text(re.search(rf"```{language}\n(.*?)```", chapter, re.S)[1])
+    lattice = getattr(Lattice, f"from_{language}")(file)
+    faces = [(face.x, abs(face.nx), face.ny) for face in lattice.boundaries()]
+    assert np.allclose(faces, [(x, 1, 0) for x in (1, 1.5, 6.5, 7, 8, 8.5, 13.5, 14, 16)], rtol=0, atol=1e-9)
+    assert lattice.boundaries()[1].y < 0 and lattice.matrix()[4, 5] == pytest.approx(chicane.r56(), rel=1e-9)
