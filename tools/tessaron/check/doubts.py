@@ -90,11 +90,14 @@ def uniform_motion_share(gamma: float, length: float, across: float, radius: flo
 
 
 def _sizes(bunch: Bunch) -> tuple[float, float]:
-    """Rms width across the direction of particle 1 in the plane, and rms height, over the sources [m]."""
+    """Rms width across the direction of particle 1 in the plane, less what is linear in the place along it, and rms height [m]."""
     px, py = bunch.reference[3:5]
     source = bunch.charge != 0
-    across = (px * bunch.offsets[1] - py * bunch.offsets[0])[source] / (float(np.hypot(px, py)) or 1.0)
-    return float(across.std()), float(bunch.offsets[2][source].std())
+    norm = float(np.hypot(px, py)) or 1.0
+    along, across = ((px * bunch.offsets[0] + py * bunch.offsets[1])[source] / norm, (px * bunch.offsets[1] - py * bunch.offsets[0])[source] / norm)
+    along, across = along - along.mean(), across - across.mean()
+    tilt = along @ across / (along @ along) if along.any() else 0.0
+    return float((across - tilt * along).std()), float(bunch.offsets[2][source].std())
 
 
 def noise_of(bunch: Bunch, direction: np.ndarray, step: float) -> float:

@@ -126,14 +126,14 @@ def check_forces_on_beam(state: CheckState) -> None:
         if "sigma_long" in values and values["sigma_long"].text == "relative":
             state.error(place, "sigma_long = relative needs a bunch that is longer than 0")
         return
-    sigma = _sigma(state)
+    sigma = sub_bunch_length(state)
     if sigma is not None:
         _compare_sigma(state, once, place, sigma)
     doubt_model(state, once, sigma)
     _compare_steps(state, once)
 
 
-def _sigma(state: CheckState) -> float | None:
+def sub_bunch_length(state: CheckState) -> float | None:
     """The sub-bunch length at the start [m]; None if it comes from a file or cannot be told."""
     value = state.forces.get("sigma_long")
     if value is None or not value.good or value.text == "file":

@@ -18,6 +18,7 @@ def check_monitor(state: CheckState, reader: DeckReader, command: Token) -> None
         state.error(command.place, "monitor needs name")
         return
     note_output(state, values["name"].text, command.place)
+    state.particles_written += len(state.beam.bunch) if state.beam else 0
     state.outputs.append(OutputFile(values["name"].text, "bunch", values["format"].text if "format" in values else "fmt1"))
     if "format" in values and values["format"].text == "fmt3" and not state.boundaries:
         state.warn(values["format"].place, "fmt3 needs a lattice")
@@ -108,6 +109,19 @@ def write_monitors(state: CheckState, end: float) -> None:
     for monitor in state.monitors:
         if monitor.accepted and monitor.start <= end:
             monitor.outputs = True
+
+
+def whole_outputs(state: CheckState, end: float) -> tuple[float, int]:
+    """During a tracker to `end`: how often monitors write the whole bunch at times of their own, and how many do at every step."""
+    times, every = 0.0, 0
+    for monitor in state.monitors:
+        particle, step = monitor.values.get("particle"), monitor.values.get("time_step_c0")
+        first, last = (max(monitor.start, state.beam.ct), min(monitor.end, end)) if monitor.accepted else (end, state.beam.ct)
+        if _kind(monitor) != "phase" or particle is not None and particle.text != "all" or last < first:
+            continue
+        every += not step.number
+        times += (last - first) / step.number if step.number else 0.0
+    return times, every
 
 
 def excuse_monitors(state: CheckState) -> None:

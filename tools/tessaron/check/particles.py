@@ -122,6 +122,7 @@ def _enter_beam(state: CheckState, place: Place, fmt: str, bunch: Bunch, table: 
     if abs(mean / p - 1) > 0.1:
         state.warn(place, f"the mean momentum {mean:.4g} eV/c is far from the {p:.4g} eV/c of particle 1")
     state.beam = Beam(bunch, place, length, int(source.sum()), reference, bunch.ct, p / float(np.hypot(p, REST_ENERGY)))
+    state.particles_read += len(bunch)
     _lab_frame(state, values)
 
 

@@ -68,6 +68,25 @@ class Beam:
     tracked: bool = False  #: a tracker has moved it; its length is that of the start
 
 
+@dataclass(frozen=True)
+class Way:
+    """A tracker, with what its time depends on."""
+
+    place: Place
+    kind: str  #: force type
+    bunch: Bunch  #: as it was read
+    length: float  #: rms, at the start [m]
+    box: tuple[float, float]  #: of a mesh, along and across [m]
+    start: float  #: c*t [m]
+    end: float
+    path: float  #: path length at the start [m]
+    path_end: float  #: and at the end
+    boundaries: list[Boundary]
+    steps: dict[str, float]
+    outputs: float  #: of the whole bunch, by online monitors
+    outputs_each_step: int  #: monitors that write it at every step
+
+
 @dataclass
 class StoredForces:
     """The forces that the last tracker with a self force left at its end."""
@@ -102,6 +121,9 @@ class CheckState:
     outputs: list[OutputFile] = field(default_factory=list)  #: those of monitors, with what they hold
     logfile: str | None = None
     trackers: int = 0
+    ways: list[Way] = field(default_factory=list)
+    particles_read: int = 0
+    particles_written: int = 0  #: by monitors between trackers
     force_checked: set[str] = field(default_factory=set)
     stored: StoredForces | None = None
 

@@ -1,14 +1,15 @@
 """The blocks `track_step` and `tracker`."""
 from __future__ import annotations
 
+from dataclasses import replace
 from math import isclose
 
 from ..files.blocks import Value, read_block
-from .forces import check_forces_on_beam
+from .forces import check_forces_on_beam, sub_bunch_length
 from .lattice import check_way
-from .monitors import accept_monitors, excuse_monitors, write_monitors
+from .monitors import accept_monitors, excuse_monitors, whole_outputs, write_monitors
 from .particles import place_beam
-from .state import CheckState, StoredForces
+from .state import CheckState, StoredForces, Way
 from ..files.datafiles import read_time_grid
 from ..files.deck import DeckReader, Place, Token
 from ..files.keys import TRACKER, TRACK_STEP
@@ -79,9 +80,20 @@ def check_tracker(state: CheckState, reader: DeckReader, command: Token) -> None
             excuse_monitors(state)
         else:
             write_monitors(state, end)
+            way = _way(state, command, end)
             _advance(state, end)
+            state.ways.append(replace(way, path_end=state.beam.path))
             if state.force_type != "none":
                 state.stored = StoredForces(state.beam.ct, command.place)
+
+
+def _way(state: CheckState, command: Token, end: float) -> Way:
+    beam, values = state.beam, state.forces
+    sigma = sub_bunch_length(state) or 0.1 * beam.length or 1.0
+    across = values["sigma_rad"].number if "sigma_rad" in values else None
+    box = [values[name].number or 0.5 if name in values else 0.5 for name in ("sbox", "rbox")]
+    return Way(command.place, state.force_type, beam.bunch, beam.length, (box[0] * sigma, box[1] * (across or sigma)), beam.ct, end, beam.path, beam.path,
+               state.boundaries, dict(state.steps), *whole_outputs(state, end))
 
 
 def _check_stored_forces(state: CheckState, command: Token) -> None:
