@@ -3,7 +3,7 @@
 #include <cstdint>
 
 #include "common/freeform.hpp"
-#include "forces/projected/shield_watch.hpp"
+#include "forces/projected/projected_watch.hpp"
 #include "run/diagnosis.hpp"
 #include "tracking/tracking_record.hpp"
 
@@ -17,7 +17,7 @@ std::int64_t failed_evaluations = 0;  // of the present run
 
 void begin_force_watch() {
   failed_evaluations = 0;
-  begin_shield_watch();
+  begin_projected_watch();
   if (!starts_with_old_forces()) return;
   tell_person(
       "tracking starts with forces that were stored before the latest particles, lattice or forces; for fresh "

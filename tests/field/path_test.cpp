@@ -50,6 +50,85 @@ TEST(PathQuery, FollowsTheOrbitByBothWays) {
   }
 }
 
+TEST(PathQuery, RunsThroughTheReferenceParticleAndIsExactlyStraightWhereItIs) {
+  use_orbit(Orbit(-3, {{1, 0}, {3, 0.5}, {1, 0}}), 50);
+  PathPoint p;
+  pathfn(source.path, 0, p);
+  EXPECT_EQ(p.r[0], 0);
+  EXPECT_EQ(p.r[1], 0);
+  EXPECT_EQ(p.e[0], 1);
+  for (const double s : {-1e9, -3.0, -2.5, 1.5, 2.5, 1e9}) {
+    pathfn(source.path, s, p);
+    EXPECT_EQ(p.e_prime[0], 0) << s;
+    EXPECT_EQ(p.e_prime[1], 0) << s;
+  }
+  // An inner node belongs to the segment that starts there.
+  pathfn(source.path, source.path.snode[2], p);
+  EXPECT_NE(p.e_prime[1], 0);
+}
+
+TEST(Setpth, AParticleOnABoundaryAddsNoNodeAndOneWithoutBoundariesHasAStraightPath) {
+  use_orbit(Orbit(-1, {{1, 0.3}, {1, 0}}), 50);
+  EXPECT_EQ(source.path.nnode, 3);
+  EXPECT_EQ(source.path.knode, 2);
+  use_orbit(Orbit(-1 - 1e-8, {{1, 0.3}, {1, 0}}), 50);
+  EXPECT_EQ(source.path.nnode, 4);
+  EXPECT_EQ(source.path.knode, 3);
+  EXPECT_DOUBLE_EQ(source.settings.slow, source.path.snode[1] - 1);
+  EXPECT_DOUBLE_EQ(source.settings.shigh, 1);
+  EXPECT_NEAR(source.settings.sstpma, 1, 1e-12);
+  EXPECT_NEAR(source.settings.rintma, 1, 1e-12);
+  for (const int boundaries : {0, 1}) {
+    const BoundaryPoints rows;  // one at the particle's own place, time and direction
+    build_path({0, 0, 0, 100, 0, 0, 1}, rows, boundaries, 0, source);
+    EXPECT_EQ(source.path.nnode, 1);
+    finit(source, "rintmi", 1e-3);
+    EXPECT_GT(source.settings.rintma, source.settings.rintmi);
+    EXPECT_GT(source.settings.shigh, source.settings.slow);
+    EXPECT_GT(source.settings.sstpma, 0);
+    PathPoint p;
+    pathfn(source.path, -2.5, p);
+    EXPECT_EQ(p.r[0], -2.5);
+  }
+}
+
+TEST(Setpth, NodesInOnePlaceOrWithoutAPlaceLeaveAPathThatCanBeAsked) {
+  BoundaryPoints rows;
+  for (const double ct : {0.0, std::nan(""), HUGE_VAL}) {
+    for (int i = 1; i <= 3; ++i) rows[i].ct = ct;
+    build_path({0, 0, 0, 100, 0, 0, 1}, rows, 3, 0, source);
+    for (int k = 1; k <= 100; ++k) {
+      EXPECT_GE(source.path.bucket[k], 1);
+      EXPECT_LE(source.path.bucket[k], source.path.nnode);
+    }
+  }
+  for (int i = 1; i <= 3; ++i) rows[i].ct = 0;
+  build_path({0, 0, 0, 100, 0, 0, 1}, rows, 3, 0, source);
+  PathPoint p;
+  for (const double s : {-1.0, 0.0, 1.0}) {
+    pathfn(source.path, s, p);
+    EXPECT_EQ(p.r[0], s);
+  }
+}
+
+TEST(Pthfrm, AndPthlabAreInverse) {
+  BoundaryPoints rows;
+  build_path({3, -2, 0.1, 100, 2.1, 0.2, 1}, rows, 0, 7, source);
+  double r[3], n[3], t;
+  pthfrm(source.path, 3.5, -1.2, 0.4, 2.4, 0.3, 8, r, n, t);
+  EXPECT_DOUBLE_EQ(r[2], 0.4);
+  EXPECT_NEAR(t, 1 / c, 1e-22);
+  EXPECT_NEAR(n[0], std::cos(0.3) * std::cos(0.3), 1e-15);
+  EXPECT_NEAR(n[2], std::sin(0.3), 1e-15);
+  pthlab(source.path, r);
+  EXPECT_NEAR(r[0], 0.5, 1e-15);
+  EXPECT_NEAR(r[1], 0.8, 1e-15);
+  pthfrm(source.path, 3, -2, 0, 2.1 + 1e-3, 0, 7, r, n, t);
+  EXPECT_EQ(r[0], 0);
+  EXPECT_EQ(n[2], 0);
+  EXPECT_NEAR(n[1], std::sin(1e-3), 1e-15);
+}
+
 TEST(Patharcs, ListsTheChangesOfCurvature) {
   const double gamma = 50, beta = beta_of(gamma);
   PathArcs rows;

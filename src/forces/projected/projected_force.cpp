@@ -9,7 +9,7 @@
 #include "forces/projected/force_files.hpp"
 #include "forces/projected/kernel/kernel.hpp"
 #include "forces/projected/line_current.hpp"
-#include "forces/projected/shield_watch.hpp"
+#include "forces/projected/projected_watch.hpp"
 #include "forces/projected/wake.hpp"
 #include "lattice/arc_position.hpp"
 #include "lattice/lattice_record.hpp"
@@ -165,7 +165,7 @@ Status evaluate(const ParticleTable& particles, const SectionTable& sections, Fo
   const Output curr{&curr_cells[1], grid.n1, grid.n2}, field{&field_cells[1], grid.n1, grid.n2};
   const Series current{curr.cells, curr.lo, curr.hi}, force{field.cells, field.lo, field.hi};
   line_current(grid, charges, curr);
-  watch_shield({grid, current, kernel_end(grid), reference.s});
+  watch_projected({grid, current, kernel_end(grid), reference, gamma, particles});
 
   Series kernel{}, wsum{};
   if (const Status status = csr_part(grid, gamma, beta, reference.s, kernel); status != ok) return status;
