@@ -83,7 +83,11 @@ def test_one_command_puts_a_foreign_bunch_ahead_of_a_magnet(tmp_path, askew, cap
     assert main(words.split()) == 0
     told = capsys.readouterr().err
     assert "of 20 particles stand behind B2_in" in told and "--ahead 0.00" in told
-    assert main([*words.split(), "--ahead", "0.01"]) == 0 and "stand behind" not in capsys.readouterr().err
+    assert main([*words.split(), "--ahead", "0.01"]) == 0
+    assert capsys.readouterr().err.count("\n") == 1  # what was read
+    for marker, distance, told in (("B1_out", 1e-2, "B1_out ends a bend"), ("B3_in", 1.1, "the boundary ahead of B3_in is 1 m away")):
+        assert main(f"convert {tmp_path}/b.sdds {tmp_path}/d.dat --centre --at-marker {marker} --deck {deck} --ahead {distance}".split()) == 0
+        assert told in capsys.readouterr().err
     orbit = read_orbit(deck)
     bunch = load(tmp_path / "b.dat")
     moments = orbit.in_lab(bunch).moments(orbit.boundaries)

@@ -92,12 +92,10 @@ def flown_back(bunch: Bunch, distance: float) -> Bunch:
     return replace(bunch, reference=reference, offsets=offsets, request=None)
 
 
-def beyond(bunch: Bunch, boundary: Boundary) -> tuple[int, float]:
-    """How many particles have passed a boundary's line, and by how much the farthest of them [m]."""
-    passed = (bunch.x - boundary.x) * boundary.nx + (bunch.y - boundary.y) * boundary.ny
-    passed *= np.sign(boundary.nx * boundary.tx + boundary.ny * boundary.ty) or 1.0
-    farthest = float(passed.max())
-    return int(np.count_nonzero(passed > 0)), max(farthest, 0.0)
+def ahead_of(bunch: Bunch, boundary: Boundary) -> np.ndarray:
+    """How far each particle is ahead of a boundary's line, below 0 for those that have passed it [m]."""
+    side = np.sign(boundary.nx * boundary.tx + boundary.ny * boundary.ty) or 1.0
+    return -side * ((bunch.x - boundary.x) * boundary.nx + (bunch.y - boundary.y) * boundary.ny)
 
 
 def matched(bunch: Bunch, horizontal: Twiss, vertical: Twiss) -> Bunch:

@@ -99,10 +99,10 @@ def _as_wanted(bunch: Bunch, options: Namespace) -> Bunch:
 
 
 def _at_marker(bunch: Bunch, options: Namespace) -> Bunch:
-    """In the frame of the run's files; particles behind the boundary are told, for they miss what stands there."""
+    """In the frame of the run's files; told are particles that miss a part of a magnet, or have come back through one."""
     from math import radians
 
-    from ..beam.placing import beyond, boundary_at
+    from ..beam.placing import ahead_of, boundary_at
     from ..lattice.of_deck import read_orbit
 
     orbit = read_orbit(options.deck)
@@ -111,10 +111,14 @@ def _at_marker(bunch: Bunch, options: Namespace) -> Bunch:
     except ValueError as error:
         raise ValueError(f"{orbit.source}: {error}") from None
     bunch = bunch.placed(orbit.boundaries, options.at_marker, options.centre).rotated(radians(options.rotate)).flown_back(options.ahead)
-    passed, farthest = beyond(bunch, boundary)
-    if passed:
-        print(f"{passed} of {len(bunch)} particles stand behind {options.at_marker}, by up to {farthest:.3g} m, and would start in what follows "
-              f"it; if that is a magnet: --ahead {options.ahead + 1.5 * farthest:.2g}", file=sys.stderr)
+    ahead = ahead_of(bunch, boundary)
+    if passed := int((ahead < 0).sum()):
+        print(f"{passed} of {len(bunch)} particles stand behind {options.at_marker}, by up to {-ahead.min():.3g} m, and would start in what follows "
+              f"it; if that is a magnet: --ahead {options.ahead - 1.5 * ahead.min():.2g}", file=sys.stderr)
+    free = min((boundary.s - other.s for other in orbit.boundaries if other.s < boundary.s), default=float("inf"))
+    if ahead.max() > (free if boundary.r == 0 else 0.0) and options.ahead > 0:
+        print(f"particles were flown back by up to {ahead.max():.3g} m, where " + (f"the boundary ahead of {options.at_marker} is {free:.3g} m away"
+              if boundary.r == 0 else f"{options.at_marker} ends a bend") + "; the flight was straight all the same", file=sys.stderr)
     return orbit.in_file(bunch)
 
 
