@@ -3,6 +3,8 @@
 #include <unistd.h>
 
 #include "forces/green/mesh/lookup.hpp"
+#include "forces/green/mesh/patch.hpp"
+#include "forces/green/mesh/rows.hpp"
 #include "forces/green/sources.hpp"
 #include "forces/green_fixture.hpp"
 
@@ -173,8 +175,10 @@ TEST(SourceTerm, TurnsTheFieldAndCorrectsItsVelocityTerm) {
   lay(cases[0]);
   GreenSourceTile source{};
   source.add(1, 2, phi, q, ref_phi, beta);
-  GreenRow sum{};
-  green_add_tile(source, mesh, plane, true, 4.5, 1.25, sum);
+  const auto field = [&] { return green_tile_field(source, mesh, plane, true, 4.5, 1.25, MissingRow::want); };
+  EXPECT_FALSE(has_field(field()));
+  green_fill_wanted(mesh, plane);
+  const GreenRow sum = field();
 
   const double a = std::cos(phi) * 3.5 - std::sin(phi) * 0.75,
                b = -std::cos(phi) * 0.75 - std::sin(phi) * 3.5;

@@ -3,12 +3,14 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <string_view>
 
 #include "common/console.hpp"
 #include "common/end_request.hpp"
 #include "common/sort2.hpp"
 #include "field/ffield.hpp"
 #include "forces/force_settings.hpp"
+#include "forces/green/mesh/patch.hpp"
 #include "forces/green/mesh/rows.hpp"
 #include "forces/image_cost.hpp"
 #include "group/process_group.hpp"
@@ -86,22 +88,83 @@ bool new_mesh(const FieldSource& source, GreenWork& work) {
                 work.mesh);
 }
 
-/// One pass: the sums of all sources over what the present block covers. Progress is told in particles, as
-/// far as the tiles stand for them.
-void add_sources(const GreenField& field, bool first_pass, GreenWork& work) {
-  const ProcessIdentity id = pgflags();
-  ObservationPoints& points = work.points;
+/// Calls add(first, last) for all tiles, as many at a time as keep the threads busy. Progress is told in
+/// particles, as far as the tiles stand for them.
+template <class Add>
+void over_tiles(const GreenWork& work, std::string_view progress, const Add& add) {
+  constexpr std::int64_t lookups = 1 << 20;  // 10 ms of work
+  const bool master = pgflags().master;
+  const std::int64_t lookups_of_tile = std::int64_t{GreenSourceTile::capacity} * std::max(work.points.ne, 1);
+  const auto n = static_cast<std::int32_t>(std::max<std::int64_t>(lookups / lookups_of_tile, 1));
+  static_assert(lookups / GreenSourceTile::capacity <= maxprt);  // the parts have their places
   std::int64_t told = 0;
-  for (std::int32_t k = 1; k <= work.ntile && !end_requested(); ++k) {
-    for (std::int32_t e = 1; e <= points.ne; ++e) {
-      if (!own_item(e, id)) continue;
-      green_add_tile(work.tiles[k], work.mesh, field, first_pass, points.lab[e].x, points.lab[e].y,
-                     points.sum[e]);
-    }
-    for (const std::int64_t done = std::int64_t{ptlcom.npart} * k / work.ntile; id.master && told < done;) {
-      green_progress(" isrc_gmesh2=", ++told, " npart =", ptlcom.npart);
+  for (std::int32_t first = 1; first <= work.ntile && !end_requested(); first += n) {
+    const std::int32_t last = std::min(first + n - 1, work.ntile);
+    add(first, last);
+    for (const std::int64_t done = std::int64_t{ptlcom.npart} * last / work.ntile; master && told < done;) {
+      green_progress(progress, ++told, " npart =", ptlcom.npart);
     }
   }
+}
+
+/// Calls at_pair(k, e) for the tiles first..last and this process's observation points, shared among the
+/// threads.
+template <class AtPair>
+void over_pairs(std::int32_t first, std::int32_t last, std::int32_t ne, const AtPair& at_pair) {
+  const ProcessIdentity id = pgflags();
+  over_chunks(Chunks::of((last - first + 1) * ne, 16, 256), [&](const Chunk& chunk) {
+    for (int pair = chunk.first - 1; pair < chunk.last && !end_requested(); ++pair) {
+      const std::int32_t e = pair % ne + 1;
+      if (own_item(e, id)) at_pair(first + pair / ne, e);
+    }
+  });
+}
+
+/// Wants the rows that the sums take of the tiles first..last, or of each `every`-th source of them.
+void want_rows(std::int32_t first, std::int32_t last, int every, GreenWork& work) {
+  over_pairs(first, last, work.points.ne, [&](std::int32_t k, std::int32_t e) {
+    const PlanePoint& at = work.points.lab[e];
+    green_want_rows(work.tiles[k], work.mesh, at.x, at.y, every);
+  });
+}
+
+/// Adds the fields of the tiles first..last, tile by tile. A tile that meets rows without a field at a point
+/// waits there until they are computed.
+void add_tiles(std::int32_t first, std::int32_t last, const GreenField& field, bool first_pass,
+               GreenWork& work) {
+  ObservationPoints& points = work.points;
+  const std::int32_t ne = points.ne;
+  const auto part = [&](std::int32_t k, std::int32_t e) -> GreenRow& {
+    return work.part[(k - first) * ne + e];
+  };
+  const auto find_part = [&](std::int32_t k, std::int32_t e, MissingRow missing) {
+    const PlanePoint& at = points.lab[e];
+    part(k, e) = green_tile_field(work.tiles[k], work.mesh, field, first_pass, at.x, at.y, missing);
+  };
+  over_pairs(first, last, ne, [&](std::int32_t k, std::int32_t e) { find_part(k, e, MissingRow::want); });
+  green_fill_wanted(work.mesh, field);
+  over_pairs(first, last, ne, [&](std::int32_t k, std::int32_t e) {
+    if (!has_field(part(k, e))) find_part(k, e, MissingRow::accept);
+  });
+  const ProcessIdentity id = pgflags();
+  for (std::int32_t k = first; k <= last; ++k) {
+    for (std::int32_t e = 1; e <= ne; ++e) {
+      if (own_item(e, id)) points.sum[e] += part(k, e);
+    }
+  }
+}
+
+/// One pass: the sums of all sources over what the present block covers. In a new mesh a few of the sources
+/// find most of the rows that are going to be needed.
+void add_sources(const GreenField& field, bool first_pass, GreenWork& work) {
+  if (work.mesh.nused == 0) {
+    constexpr int every = 64;
+    want_rows(1, work.ntile, every, work);
+    green_fill_wanted(work.mesh, field);
+  }
+  over_tiles(work, " isrc_gmesh2=", [&](std::int32_t first, std::int32_t last) {
+    add_tiles(first, last, field, first_pass, work);
+  });
 }
 
 }  // namespace
@@ -170,7 +233,13 @@ void green_sums(ForceType type, const ParticleTable& particles, const SectionTab
       tell_image_cost_of_fields(type, 4.0 * work.points.ne, {kept.mean.particle, kept.mean.section},
                                 particles, ct, team.mine(), static_cast<double>(work.mesh.ngreen));
     }
-    if (id.group_size > 1 && !reuse) green_rows_of_block(work.points, particles, field, work.mesh);
+    if (id.group_size > 1 && !reuse) {
+      const bool some = green_wanting_pays(work.points.ne, work.mesh);
+      if (some) {
+        over_tiles(work, " isrc_gmesh1=", [&](std::int32_t k, std::int32_t n) { want_rows(k, n, 1, work); });
+      }
+      green_rows_of_block(!some, field, work.mesh);
+    }
     add_sources(field, first, work);
     first = false;
   } while (more);

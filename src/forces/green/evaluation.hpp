@@ -36,6 +36,7 @@ struct GreenWork {
   Table<TurnedSource, maxprt> sources;
   std::int32_t ntile;
   Table<GreenSourceTile, maxprt / GreenSourceTile::capacity + 1> tiles;
+  Table<GreenRow, maxprt> part;  ///< sums of some tiles at all points, tile by tile
 
   Polygon meshpoly;  ///< around the points
   Polygon relpoly;   ///< around the points as the sources see them

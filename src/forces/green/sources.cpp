@@ -16,51 +16,32 @@ struct Lookups {
   int found;                   ///< positions with rows around them
   int source[tile];            ///< whose they are
   GreenCorners corners[tile];  ///< the rows
+  int beyond;                  ///< positions that no block covers, to be computed in this pass
+  int beyond_source[tile];     ///< whose they are
 };
 
 void turn_positions(const GreenSourceTile& t, double x, double y, Lookups& l) {
   for (int k = 0; k < t.n; ++k) {
-    const double dx = x - t.x[k], dy = y - t.y[k];
-    l.a[k] = t.c[k] * dx + t.s[k] * dy;
-    l.b[k] = t.c[k] * dy - t.s[k] * dx;
+    const PlanePoint from_source = t.turned(k, x, y);
+    l.a[k] = from_source.x, l.b[k] = from_source.y;
   }
 }
 
-/// A position without rows in this block: its field directly, unless another block has it.
-void add_uncovered(const GreenSourceTile& t, const GreenField& source, int k, Cover cover, bool first_pass,
-                   const Lookups& l, GreenRow& sum) {
-  if (cover == Cover::other_block || (cover == Cover::beyond_mesh && !first_pass)) return;
-  GreenRow field;
-  source.at(l.a[k], l.b[k], field);
-  t.add_field(k, field, sum);
-}
-
-void find_rows(const GreenSourceTile& t, const GreenMesh& mesh, const GreenField& source, bool first_pass,
-               Lookups& l, GreenRow& sum) {
+void find_rows(const GreenSourceTile& t, const GreenMesh& mesh, bool first_pass, Lookups& l) {
   GreenPatch patch;
-  l.found = 0;
+  l.found = l.beyond = 0;
   for (int k = 0; k < t.n; ++k) {
     const double a = l.a[k], b = l.b[k];
     if (!patch.holds(a, b)) [[unlikely]] {
       const Cover cover = take_patch(mesh, a, b, patch);
       if (cover != Cover::inside) {
-        add_uncovered(t, source, k, cover, first_pass, l, sum);
+        const bool due = cover == Cover::beside_lines || (cover == Cover::beyond_mesh && first_pass);
+        if (due) l.beyond_source[l.beyond++] = k;
         continue;
       }
     }
     l.source[l.found] = k;
     l.corners[l.found++] = patch.corners(mesh, a, b);
-  }
-}
-
-void add_fields(const GreenSourceTile& t, GreenMesh& mesh, const GreenField& source, const Lookups& l,
-                GreenRow& sum) {
-  for (int i = 0; i < l.found; ++i) {
-    const int k = l.source[i];
-    GreenRow field = l.corners[i].weigh();
-    if (!has_field(field)) [[unlikely]]
-      gmesh2(mesh, source, l.a[k], l.b[k], field);
-    t.add_field(k, field, sum);
   }
 }
 
@@ -79,14 +60,34 @@ void GreenSourceTile::add(double place_x, double place_y, double phi, double wei
   w[n++] = weight;
 }
 
-void green_add_tile(const GreenSourceTile& sources, GreenMesh& mesh, const GreenField& source,
-                    bool first_pass, double x, double y, GreenRow& sum) {
+GreenRow green_tile_field(const GreenSourceTile& sources, GreenMesh& mesh, const GreenField& source,
+                          bool first_pass, double x, double y, MissingRow missing) {
   Lookups l;
-  GreenRow total = sum;
+  GreenRow sum{};
   turn_positions(sources, x, y, l);
-  find_rows(sources, mesh, source, first_pass, l, total);
-  add_fields(sources, mesh, source, l, total);
-  sum = total;
+  find_rows(sources, mesh, first_pass, l);
+  for (int i = 0; i < l.found; ++i) sources.add_field(l.source[i], l.corners[i].weigh(), sum);
+  if (missing == MissingRow::want && !has_field(sum)) {
+    for (int i = 0; i < l.found; ++i) {
+      const int k = l.source[i];
+      if (!has_field(l.corners[i].weigh())) gmesh1(mesh, l.a[k], l.b[k]);
+    }
+    return sum;
+  }
+  for (int i = 0; i < l.beyond; ++i) {
+    const int k = l.beyond_source[i];
+    GreenRow field;
+    source.at(l.a[k], l.b[k], field);
+    sources.add_field(k, field, sum);
+  }
+  return sum;
+}
+
+void green_want_rows(const GreenSourceTile& sources, GreenMesh& mesh, double x, double y, int every) {
+  for (int k = 0; k < sources.n; k += every) {
+    const PlanePoint from_source = sources.turned(k, x, y);
+    gmesh1(mesh, from_source.x, from_source.y);
+  }
 }
 
 }  // namespace tessaron

@@ -21,6 +21,11 @@ struct GreenSourceTile {
 
   bool full() const { return n == capacity; }
   void add(double place_x, double place_y, double phi, double weight, double ref_phi, double ref_beta);
+  /// The position relative to source k of the point at (x, y) [m].
+  PlanePoint turned(int k, double px, double py) const {
+    const double dx = px - x[k], dy = py - y[k];
+    return {c[k] * dx + s[k] * dy, c[k] * dy - s[k] * dx};
+  }
   /// Adds the field of source k.
   void add_field(int k, const GreenRow& f, GreenRow& sum) const {
     sum.f1 += m11[k] * f.f1 + m12[k] * f.f2 + m13[k] * f.bz;
@@ -29,10 +34,18 @@ struct GreenSourceTile {
   }
 };
 
-/// Adds the field of a tile of sources to the sums of the point at (x, y), as far as the present block has
-/// it, as `gmesh2` would for each. A position that no block covers is computed directly, once: in the block
-/// that has its strip, or in the first pass.
-void green_add_tile(const GreenSourceTile& sources, GreenMesh& mesh, const GreenField& source,
-                    bool first_pass, double x, double y, GreenRow& sum);
+/// What to do where a row has no field: want it, and leave the rest for later; or take it as it is, since all
+/// rows that were wanted have been computed.
+enum class MissingRow { want, accept };
+
+/// The field of a tile of sources at the point at (x, y), as far as the present block has it, as `gmesh2`
+/// would find it for each. A position that no block covers is computed directly, once: in the block that has
+/// its strip, or in the first pass. No field (`has_field`) where a row is missing.
+GreenRow green_tile_field(const GreenSourceTile& sources, GreenMesh& mesh, const GreenField& source,
+                          bool first_pass, double x, double y, MissingRow missing);
+
+/// Wants the rows that the tile takes for the point at (x, y): those of the first source and of each
+/// `every`-th one behind it.
+void green_want_rows(const GreenSourceTile& sources, GreenMesh& mesh, double x, double y, int every);
 
 }  // namespace tessaron

@@ -1,23 +1,21 @@
 #include "forces/green/mesh/lookup.hpp"
 
 #include <algorithm>
+#include <atomic>
 
 #include "common/console.hpp"
 #include "forces/green/mesh/patch.hpp"
+#include "forces/green/mesh/rows.hpp"
 
 namespace tessaron {
 
 namespace {
 
-/// Gives the rows around (a, b) their fields.
-void fill_rows(GreenMesh& mesh, const GreenField& source, const GreenPatch& patch, double b) {
-  for (int side = 0; side < 2; ++side) {
-    double t;
-    const int place = patch.line[side].around(b, t);
-    for (int d = 0; d < 2; ++d) {
-      if (!mesh.gflag[place + d]) green_fill_row(mesh, source, patch.strip + side, place + d + mesh.gbase);
-    }
-  }
+/// Of several threads that want a row, the first one puts it on the list.
+void want_row(GreenMesh& mesh, int place) {
+  const std::atomic_ref<bool> flag(mesh.gflag[place]);
+  if (flag.load(std::memory_order_relaxed) || flag.exchange(true)) return;
+  mesh.used[++std::atomic_ref<std::int32_t>(mesh.nused)] = place;
 }
 
 }  // namespace
@@ -30,15 +28,6 @@ bool fmesh2(const GreenMesh& mesh, double x, int& k) {
   return true;
 }
 
-void green_fill_row(GreenMesh& mesh, const GreenField& source, int i, std::int64_t j) {
-  GreenStretches stretches;
-  green_stretches(mesh, i, stretches);
-  const int place = static_cast<int>(j - mesh.gbase);
-  source.at(mesh.line[i].x, green_row_place(stretches, j), mesh.gtab[place]);
-  if (!mesh.gflag[place]) mesh.used[++mesh.nused] = place;
-  mesh.gflag[place] = true;
-}
-
 Cover gmesh2(GreenMesh& mesh, const GreenField& source, double a, double b, GreenRow& field) {
   GreenPatch patch;
   const Cover cover = take_patch(mesh, a, b, patch);
@@ -46,7 +35,8 @@ Cover gmesh2(GreenMesh& mesh, const GreenField& source, double a, double b, Gree
   const GreenCorners at = patch.corners(mesh, a, b);
   field = at.weigh();
   if (!has_field(field)) {
-    fill_rows(mesh, source, patch, b);
+    gmesh1(mesh, a, b);
+    green_fill_wanted(mesh, source);
     field = at.weigh();
   }
   return cover;
@@ -56,11 +46,11 @@ Cover gmesh1(GreenMesh& mesh, double a, double b) {
   GreenPatch patch;
   const Cover cover = take_patch(mesh, a, b, patch);
   if (cover != Cover::inside) return cover;
-  mesh.all_used = true;
   for (const EvenRows& rows : patch.line) {
     double t;
     const int place = rows.around(b, t);
-    mesh.gflag[place] = mesh.gflag[place + 1] = true;
+    want_row(mesh, place);
+    want_row(mesh, place + 1);
   }
   return cover;
 }

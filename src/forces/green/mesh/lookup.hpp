@@ -19,10 +19,8 @@ bool fmesh2(const GreenMesh& mesh, double x, int& k);
 /// field yet get theirs from the source. `field` is set for Cover::inside alone.
 Cover gmesh2(GreenMesh& mesh, const GreenField& source, double a, double b, GreenRow& field);
 
-/// Marks the rows that `gmesh2` at (a, b) is going to need.
+/// Wants the rows that `gmesh2` at (a, b) takes: those without a field are marked and listed. Several threads
+/// may want rows at a time.
 Cover gmesh1(GreenMesh& mesh, double a, double b);
-
-/// Computes row j of line i, given by its running number, and marks it.
-void green_fill_row(GreenMesh& mesh, const GreenField& source, int i, std::int64_t j);
 
 }  // namespace tessaron

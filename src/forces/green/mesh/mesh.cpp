@@ -166,7 +166,7 @@ void empty_table(GreenMesh& mesh) {
   } else {
     for (std::int32_t k = 1; k <= mesh.nused; ++k) mesh.empty(mesh.used[k]);
   }
-  mesh.nused = 0;
+  mesh.nused = mesh.nfilled = 0;
   mesh.all_used = false;
   while (mesh.nempty < mesh.nblock) mesh.empty(++mesh.nempty);
 }

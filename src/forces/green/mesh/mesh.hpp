@@ -17,6 +17,12 @@ namespace tessaron {
 struct GreenRow {
   double f1, f2;  ///< force per unit charge along and across the sub-bunch's motion [V/m]
   double bz;      ///< c times the vertical magnetic field [V/m]
+
+  void operator+=(const GreenRow& other) {
+    f1 += other.f1;
+    f2 += other.f2;
+    bz += other.bz;
+  }
 };
 static_assert(sizeof(GreenRow) == 3 * sizeof(double));
 /// What the mesh tabulates.
@@ -64,12 +70,13 @@ struct GreenMesh {
   std::int32_t capacity;  ///< rows that a block may have
 
   Table<GreenRow, maxgre> gtab;  ///< 1..nblock
-  Table<bool, maxgre> gflag;     ///< the place holds a field, or in a group: is required
+  Table<bool, maxgre> gflag;     ///< the place holds a field, or is wanted
 
   // A mesh of many blocks would spend its time on emptying them, so the places in use are remembered.
-  std::int32_t nempty;  ///< places 1..nempty have been emptied, apart from those in use
-  std::int32_t nused;   ///< places in use, listed in `used`
-  bool all_used;        ///< any place may be in use (`gmesh1`, rows of a group)
+  std::int32_t nempty;   ///< places 1..nempty have been emptied, apart from those in use
+  std::int32_t nused;    ///< places in use, listed in `used`
+  std::int32_t nfilled;  ///< the first of these hold their fields, the others are wanted
+  bool all_used;         ///< any place may be in use (rows of a group)
   Table<std::int32_t, maxgre> used;
 
   GreenLines laid;  ///< the lines while the mesh is being laid
