@@ -8,6 +8,7 @@
 #include <cmath>
 #include <cstdio>
 
+#include "common/chunks.hpp"
 #include "common/console.hpp"
 
 namespace tessaron {
@@ -60,10 +61,13 @@ void progress_step(double ct) {
   const double spent = std::chrono::duration<double>(now - progress.began).count();
   std::array<char, 24> left{"?"};
   if (share > 0) put_duration(left, spent * (1 - share) / share);
+  std::array<char, 24> team{};
+  if (thread_count() > 1) std::snprintf(team.data(), team.size(), ", %d threads", thread_count());
   std::array<char, 160> line;
   // Carriage return, the text, and from there on the line is cleared.
-  const int n = std::snprintf(line.data(), line.size(), "\rct = %.4f of %.4f m, %.0f %% done, %s left\033[K",
-                              ct, progress.end, 100 * share, left.data());
+  const int n =
+      std::snprintf(line.data(), line.size(), "\rct = %.4f of %.4f m, %.0f %% done, %s left%s\033[K", ct,
+                    progress.end, 100 * share, left.data(), team.data());
   put(line.data(), std::min(static_cast<std::size_t>(std::max(n, 0)), line.size() - 1));
   progress.shown = true;
 }

@@ -9,6 +9,12 @@
 #include <string>
 #include <thread>
 
+#ifdef _OPENMP
+#include <omp.h>
+#endif
+
+#include "common/chunks.hpp"
+
 using namespace tessaron;
 
 namespace {
@@ -40,6 +46,13 @@ TEST(Progress, TellsHowFarATrackingRunIsOnATerminal) {
   EXPECT_EQ(shown(), "\r\033[K");
   progress_wipe();
   EXPECT_EQ(shown(), "");  // nothing left to wipe
+#ifdef _OPENMP
+  std::this_thread::sleep_for(std::chrono::milliseconds(300));
+  omp_set_num_threads(3);
+  with_threads([] { progress_step(3); });
+  EXPECT_TRUE(shown().ends_with("s left, 3 threads\033[K"));
+  progress_wipe();
+#endif
   ::dup2(before, STDERR_FILENO);
   for (const int descriptor : {before, slave, master}) ::close(descriptor);
 }
