@@ -1,6 +1,7 @@
 #include "common/chunks.hpp"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <string>
 #include <thread>
@@ -81,6 +82,23 @@ TEST(Chunks, SpeakInTheirOrder) {
   with_threads(speak);
   ASSERT_EQ(lines.size(), 10u);
   for (std::size_t k = 0; k < lines.size(); ++k) EXPECT_EQ(std::stoul(lines[k]), 2 * k + 2);
+}
+
+// Of several fatal stops the one counts that one thread alone would come to.
+TEST(ChunksDeathTest, StopTheRunAtTheFirstFault) {
+  const auto run = [] {
+    ::dup2(STDERR_FILENO, STDOUT_FILENO);
+#ifdef _OPENMP
+    omp_set_num_threads(5);
+#endif
+    with_threads([] {
+      over_chunks({20, 20}, [](const Chunk& chunk) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(20 - chunk.number));
+        if (chunk.number > 2) fatal_stop(std::to_string(chunk.number));
+      });
+    });
+  };
+  EXPECT_EXIT(run(), testing::ExitedWithCode(0), "^ 3\n$");
 }
 
 }  // namespace
