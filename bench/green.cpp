@@ -1,5 +1,5 @@
-// Cost of the Green's function forces: one lookup in the double loop over sources and points, and whole
-// evaluations of an arc bunch by number of particles.
+// Cost of the sub-bunch forces: one lookup in the double loop over sources and points, and whole evaluations
+// of an arc bunch by number of particles, of the direct force too.
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
@@ -14,6 +14,7 @@
 #include "forces/green/mesh/rows.hpp"
 #include "forces/models.hpp"
 #include "lattice/lattice_record_owner.hpp"
+#include "main/quiet_console.hpp"
 
 namespace tessaron {
 namespace {
@@ -162,6 +163,7 @@ void BM_evaluation(benchmark::State& state, ForceType type) {
   make_lattice();
   make_bunch(static_cast<std::int32_t>(state.range(0)));
   settings(type, static_cast<double>(state.range(1)) / 100);
+  const QuietConsole quiet;
   for (auto _ : state) {
     grnrst();
     if (force3(type, ptlcom.particle, ptlcom.section, ptlcom.ctptcl, team, forces) != ok) {
@@ -187,6 +189,25 @@ BENCHMARK_CAPTURE(BM_evaluation, csr_g_to_p, ForceType::csr_g_to_p)
     ->ArgNames({"particles", "box"})
     ->ArgsProduct({{1000, 10000}, {50}})
     ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_evaluation, csr_p_to_m, ForceType::csr_p_to_m)
+    ->ArgNames({"particles", "box"})
+    ->ArgsProduct({{300}, {50}})
+    ->Unit(benchmark::kMillisecond);
+
+/// One evaluation of the direct force.
+void BM_direct(benchmark::State& state) {
+  make_lattice();
+  make_bunch(static_cast<std::int32_t>(state.range(0)));
+  settings(ForceType::csr_p_to_p, 0);
+  const QuietConsole quiet;
+  for (auto _ : state) {
+    if (force2(ptlcom.particle, ptlcom.section, ptlcom.ctptcl, team, forces) != ok) {
+      state.SkipWithError("the evaluation failed");
+    }
+  }
+  count_pairs(state, ptlcom.npart, ptlcom.npart);
+}
+BENCHMARK(BM_direct)->Arg(300)->Unit(benchmark::kMillisecond);
 
 }  // namespace
 }  // namespace tessaron

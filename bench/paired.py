@@ -9,13 +9,17 @@ import os
 import pathlib
 import statistics
 import subprocess
+import tempfile
 
 
 def times(program, threads):
     """Real time of each benchmark of a program, by name."""
-    result = subprocess.run([program, "--benchmark_format=json", "--benchmark_min_time=0.2"], check=True, text=True,
-                            stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, env={**os.environ, "OMP_NUM_THREADS": str(threads)})
-    return {entry["name"]: entry["real_time"] for entry in json.loads(result.stdout)["benchmarks"]}
+    with tempfile.TemporaryDirectory() as folder:
+        report = pathlib.Path(folder, "report.json")  # what the program itself prints stays out of it
+        subprocess.run([program, f"--benchmark_out={report}", "--benchmark_out_format=json", "--benchmark_min_time=0.2"],
+                       check=True, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
+                       env={**os.environ, "OMP_NUM_THREADS": str(threads)})
+        return {entry["name"]: entry["real_time"] for entry in json.loads(report.read_text())["benchmarks"]}
 
 
 def main():

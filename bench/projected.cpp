@@ -11,6 +11,9 @@
 #include "forces/projected/kernel/kernel.hpp"
 #include "forces/projected/line_current.hpp"
 #include "lattice/lattice_record_owner.hpp"
+#include "main/quiet_console.hpp"
+#include "tracking/steps.hpp"
+#include "tracking/tracking_record_owner.hpp"
 
 // One evaluation of the projected force for a Gaussian bunch of 300000 particles, 20 um long, 5 GeV, on the
 // last arc of a chicane: arcs of 0.5 m with a radius of 10.35 m, straights of 5 m, 1 m and 5 m between them.
@@ -126,6 +129,20 @@ void full_grid(benchmark::State& state) {
   state.counters["grid points/s"] = benchmark::Counter(49000, benchmark::Counter::kIsIterationInvariantRate);
 }
 BENCHMARK(full_grid)->Unit(benchmark::kMillisecond);
+
+/// One step as a run does it: two pushes, two evaluations, the error. Of 1000 particles it is what a step
+/// costs besides its particles. The steps are so short that the bunch stays where it is.
+void one_step(benchmark::State& state) {
+  Scene scene(static_cast<int>(state.range(0)), bunch_length / 10);
+  force_settings_store.force_type = ForceType::projected;
+  ptlcom_store.ctptcl = 0;
+  forget_forces();
+  const QuietConsole quiet;
+  for (auto _ : state) benchmark::DoNotOptimize(trkadv(ptlcom.ctptcl + 1e-6));
+  state.counters["particles/s"] =
+      benchmark::Counter(ptlcom.npart, benchmark::Counter::kIsIterationInvariantRate);
+}
+BENCHMARK(one_step)->Arg(1000)->Arg(maxprt)->Unit(benchmark::kMillisecond);
 
 Csr1d record;
 

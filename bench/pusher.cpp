@@ -15,7 +15,7 @@ namespace {
 enum class Kind { drift, dipole, quadrupole };
 enum class SelfForce { none, along, all };
 
-constexpr int bunch = 20000;
+constexpr int fits_the_caches = 20000;
 constexpr double length = 0.1;
 
 void one_section(Kind kind) {
@@ -34,7 +34,7 @@ void one_section(Kind kind) {
 /// Steps of one particle by the pusher's step rule.
 int steps(Kind kind) { return kind == Kind::drift ? 3 : kind == Kind::dipole ? 1 : 5; }
 
-void push(benchmark::State& state, Kind kind, SelfForce self_force) {
+void push(benchmark::State& state, Kind kind, SelfForce self_force, int bunch = fits_the_caches) {
   auto particles = std::make_unique<ParticleTable>();
   auto sections = std::make_unique<SectionTable>();
   auto fa = std::make_unique<ForceTable>(), fb = std::make_unique<ForceTable>();
@@ -71,6 +71,8 @@ BENCHMARK_CAPTURE(push, dipole_force_all, Kind::dipole, SelfForce::all);
 BENCHMARK_CAPTURE(push, quadrupole, Kind::quadrupole, SelfForce::none);
 BENCHMARK_CAPTURE(push, quadrupole_force_along, Kind::quadrupole, SelfForce::along);
 BENCHMARK_CAPTURE(push, quadrupole_force_all, Kind::quadrupole, SelfForce::all);
+BENCHMARK_CAPTURE(push, full_bunch_drift_force_along, Kind::drift, SelfForce::along, maxprt);
+BENCHMARK_CAPTURE(push, full_bunch_dipole_force_along, Kind::dipole, SelfForce::along, maxprt);
 
 }  // namespace
 }  // namespace tessaron
