@@ -35,6 +35,7 @@ double safe_root(Lookout& lookout, double ct_seen, double lo, double hi, bool ri
   for (int n = 1; n <= most_evaluations; ++n) {
     const Sighting seen = lookout.sight.from(s);
     const double delay = lookout.delay(s, seen, ct_seen), value = delay * seen.distance;
+    if (delay == 0) return s;  // as every root that is met but for rounding
     const double slope = seen.along - lookout.inv_beta * seen.distance;
     if (n > 1) (delay < 0 ? below : above) = s;
     const bool leaves = ((s - above) * slope - value) * ((s - below) * slope - value) >= 0;
