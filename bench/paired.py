@@ -1,6 +1,8 @@
 #!/usr/bin/env python3
 """Benchmark programs of two builds against each other, in turns: the median ratio new to old of each benchmark's time.
 
+On one thread that is processor time, which neighbours on the machine disturb less; on several it is real time.
+
     bench/paired.py OLD_FOLDER NEW_FOLDER [--repeat 3]
 """
 import argparse
@@ -13,13 +15,14 @@ import tempfile
 
 
 def times(program, threads):
-    """Real time of each benchmark of a program, by name."""
+    """Time of each benchmark of a program, by name."""
     with tempfile.TemporaryDirectory() as folder:
         report = pathlib.Path(folder, "report.json")  # what the program itself prints stays out of it
         subprocess.run([program, f"--benchmark_out={report}", "--benchmark_out_format=json", "--benchmark_min_time=0.2"],
                        check=True, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
                        env={**os.environ, "OMP_NUM_THREADS": str(threads)})
-        return {entry["name"]: entry["real_time"] for entry in json.loads(report.read_text())["benchmarks"]}
+        kind = "cpu_time" if threads == 1 else "real_time"
+        return {entry["name"]: entry[kind] for entry in json.loads(report.read_text())["benchmarks"]}
 
 
 def main():
