@@ -78,66 +78,6 @@ TEST_F(Particles, TheReferenceMomentumComesFromTheReferenceTheAverageOrTheDeck) 
   EXPECT_EQ(ptlcom.reference_momentum, 5e6 * 1.60203e-19 / 8.1859520434528078e-14);
 }
 
-TEST_F(Particles, ASecondBlockForgetsTheReferencePointAndKeepsNothingOfTheFirst) {
-  const std::string array = "array = 7 0 0 0 0 0 0  2 0 0 1e6 0 0 -1e-12 }";
-  ASSERT_EQ(read_particles("{ reference_point_x = 1 reference_point_y = 3 reference_point_phi = 30 " + array),
-            ok);
-  ASSERT_EQ(read_particles("{" + array), ok);
-  EXPECT_EQ(ptlcom.npart, 1);
-  expect_place(1, 2, 0, 0);
-  EXPECT_EQ(ptlcom.charge_sign, -1);
-  EXPECT_EQ(ptlcom.total_charge, 1e-12);
-}
-
-TEST_F(Particles, NoMomentumAndNoArrayGiveFiniteNumbers) {
-  for (const char* format : {"fmt1", "fmt2"}) {
-    for (const char* momentum : {"0 0 0", "0 0 1e6", "0 0 -1e6"}) {
-      ASSERT_EQ(read_particles(std::string("{ reference_point_phi = 77 format = ") + format +
-                               " array = 0 0 0 0 0 0 0  0 0 0 " + momentum + " 1  0.1 0.2 0.3 0 0 0 1 }"),
-                ok);
-      for (int i = 1; i <= 2; ++i) {
-        const Particle& c = particle(i);
-        EXPECT_TRUE(std::isfinite(c.x + c.y + c.z + c.p + c.phi + c.theta)) << format << " " << momentum;
-      }
-      EXPECT_NEAR(std::hypot(particle(2).x, particle(2).y, particle(2).z), std::sqrt(0.14), 1e-15);
-    }
-  }
-  // Without an array only a number is a reference momentum.
-  for (const auto& [mode, momentum] :
-       {std::pair{"average", 0.0}, {"5e6", 5e6 * 1.60203e-19 / 8.1859520434528078e-14}}) {
-    ASSERT_EQ(read_particles(std::string("{ reference_momentum = ") + mode + " }"), ok);
-    EXPECT_EQ(ptlcom.npart, 0);
-    EXPECT_EQ(ptlcom.reference_momentum, momentum) << mode;
-  }
-}
-
-TEST_F(Particles, WrongBlocksFailAndKeepWhatWasRead) {
-  const std::string one = "{ array = 0 0 0 0 0 0 0  1 0 0 1 0 0 0 ";
-  for (const char* none :
-       {"{ array = }", "{ array = time 0 0 0 0 0 0  1 0 0 1 0 0 0 }", "{ reference_point_x = }",
-        "{ format = umbra array = 1 2 3 4 5 6 7 8 9.5 3 }",
-        "{ format = umbra array = 1 2 3 4 5 6 7 8 9 3.0 }", "{ format = fmt3 }", "( format = fmt1 }"}) {
-    EXPECT_NE(read_particles(none), ok) << none;
-    EXPECT_EQ(ptlcom.npart, 0) << none;
-  }
-  for (const char* rest : {" 1 2 3 4 5 six 7 }", " 1 2 3 4 5 6 }", ""}) {
-    EXPECT_NE(read_particles(one + rest), ok) << rest;
-    EXPECT_EQ(ptlcom.npart, 1) << rest;
-  }
-}
-
-TEST_F(Particles, TheTableTakesExactlyItsCapacity) {
-  std::string records = "0 0 0 0 0 0 0\n";
-  for (int i = 0; i < maxprt; ++i) records += "0 0 0 1 0 0 1\n";
-  folder.write("full.dat", records);
-  folder.write("more.dat", records + "0 0 0 1 0 0 1\n");
-  EXPECT_EQ(read_particles("{ array = #file { name = full.dat } }"), ok);
-  EXPECT_EQ(ptlcom.npart, maxprt);
-  EXPECT_EQ(ptlcom.total_charge, maxprt);
-  EXPECT_EQ(read_particles("{ array = #file { name = more.dat } }"), failed);
-  EXPECT_EQ(ptlcom.npart, maxprt);
-}
-
 // Two charges q1, q2 at a distance d: the variance along d is q1 q2 / (q1 + q2)^2 d^2.
 TEST_F(Particles, BeamSizesOfTwoChargesFollowTheirDistance) {
   const double phi = 0.7, along = 3e-5, across = -2e-6, up = 1e-6;
@@ -153,16 +93,6 @@ TEST_F(Particles, BeamSizesOfTwoChargesFollowTheirDistance) {
   EXPECT_NEAR(sizes.rms_long, factor * along, 1e-15);
   EXPECT_NEAR(sizes.rms_rad, factor * -across, 1e-15);
   EXPECT_NEAR(sizes.rms_vert, factor * up, 1e-15);
-  // One source has no size, none at all neither.
-  EXPECT_EQ(beam_sizes(1, ptlcom.particle, ptlcom.source).rms_long, 0);
-  ptlcom_store.source[1] = false;
-  for (int k = 1; k <= 20; ++k) {  // away from particle 1
-    ptlcom_store.particle[2].q = k * 1e-13;
-    const BeamSizes size = beam_sizes(2, ptlcom.particle, ptlcom.source);
-    EXPECT_EQ(size.rms_long + size.rms_rad + size.rms_vert, 0) << k;
-  }
-  ptlcom_store.source[2] = false;
-  EXPECT_EQ(beam_sizes(3, ptlcom.particle, ptlcom.source).rms_long, 0);
 }
 
 }  // namespace

@@ -55,21 +55,4 @@ TEST(Sort2, OrdersTheKeysAndKeepsEachPairTogether) {
   }
 }
 
-TEST(Sort2, TouchesNothingBesideTheTable) {
-  std::vector<double> key = {9, 5, 3, 8, -1}, other = {1, 2, 3, 4, 5};
-  sort2(3, key.data() + 1, other.data() + 1);
-  EXPECT_EQ(key, (std::vector<double>{9, 3, 5, 8, -1}));
-  EXPECT_EQ(other, (std::vector<double>{1, 3, 2, 4, 5}));
-}
-
-TEST(Sort2, EndsOnKeysThatAreNoNumbers) {
-  std::vector<double> key(500, std::nan("")), other(500, 1.0);
-  for (std::size_t i = 0; i < key.size(); i += 3) key[i] = static_cast<double>(i % 7);
-  std::vector<double> plain = key, scratch = key;
-  radix_sort(plain, scratch);
-  EXPECT_TRUE(std::is_sorted(plain.begin(), plain.begin() + 167) && std::isnan(plain[167]));
-  sort2(500, key.data(), other.data());
-  EXPECT_EQ(std::count_if(key.begin(), key.end(), [](double k) { return k == k; }), 167);
-}
-
 }  // namespace

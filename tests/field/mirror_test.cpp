@@ -69,6 +69,7 @@ TEST(MirrorCharge, TheShortcutOfTheEntranceEqualsTheFullEvaluation) {
     sum += 2 * w1 * full_image(x, y, hc, gamma, e);
     const double beta = beta_of(gamma);
     EXPECT_NEAR(all.phi - alone.phi, sum.phi, 5e-4 * std::abs(sum.phi));
+    EXPECT_NEAR(all.phi_t - alone.phi_t, sum.phi_t, 5e-4 * std::abs(sum.phi) * c / sigma);
     EXPECT_NEAR(all.cb[2] - alone.cb[2], sum.cb.z, 1e-3 * std::abs(sum.cb.z));
     EXPECT_NEAR(all.force[0] - alone.force[0], sum.force.x - beta * e.y * sum.cb.z,
                 2e-3 * std::abs(sum.force.x));
@@ -99,35 +100,6 @@ TEST(MirrorCharge, AnObserverAboveThePlaneSeesBothImagesOfAPair) {
   const FieldResult one_side = field(1e-4, 2e-5, 0, gamma);
   EXPECT_NEAR(both_sides.force[0], one_side.force[0], 1e-9 * std::abs(one_side.force[0]));
   EXPECT_NEAR(both_sides.a_t[1], one_side.a_t[1], 1e-9 * std::abs(one_side.a_t[1]));
-}
-
-// A profile that is cut at 202 rms lengths has its charge across the end of the first block of nodes; one cut
-// at 8 lies in a single block, on the same nodes.
-TEST(MirrorCharge, TheSumOverTheBunchGoesOnFromBlockToBlock) {
-  const double gamma = 20;
-  use_orbit(Orbit(-0.01, {{1, 0.4}}), gamma);
-  use_source(sigma, gamma);
-  Slots value[2];
-  for (const int k : {0, 1}) {
-    finit(source, "xnsigt", k == 0 ? 8 : 202);
-    field(0, 0, 0, gamma);
-    fimsum(source, 0, {0, 0, 0}, vec3(work.closest.path.e), -0.01, 3, 4, {0.02, 0.5}, work.entrance,
-           value[k]);
-  }
-  EXPECT_GT(norm(value[0].cb), 0);
-  expect_same(value[1], value[0], 1e-9);
-}
-
-TEST(MirrorCharge, WithoutSpacingOrReachThereIsNone) {
-  const double gamma = 100;
-  use_orbit(Orbit(-0.01, {{1, 0.4}}), gamma);
-  use_source(sigma, gamma);
-  const double alone = field(1e-4, 2e-5, 0, gamma).force[0];
-  finit(source, "hc", 0.02);
-  finit(source, "hmax", 0.02);
-  EXPECT_EQ(field(1e-4, 2e-5, 0, gamma).force[0], alone);
-  finit(source, "hmax", 0.021);
-  EXPECT_NE(field(1e-4, 2e-5, 0, gamma).force[0], alone);
 }
 
 }  // namespace

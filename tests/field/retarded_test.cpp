@@ -15,7 +15,7 @@
 namespace tessaron {
 namespace {
 
-using retarded::operator+;
+using test::operator+;
 using retarded::operator-;
 
 constexpr double sigma = 1e-4;  // rms length of the charge [m]

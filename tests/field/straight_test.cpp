@@ -1,7 +1,6 @@
 // On a straight path in uniform motion the field is that of a charge at rest, seen from a moving frame.
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include "testpaths.hpp"
 
@@ -87,53 +86,6 @@ TEST(StraightPath, GivesTheCoulombFieldOfEveryTransverseModelInAllSlots) {
     }
   }
   use_summation(Summation::batched);
-}
-
-TEST(StraightPath, IsFiniteOnTheLineItself) {
-  for (const double gamma : {1.0000001, 3.0, 1000.0, 1e5}) {
-    for (const Orbit& orbit : {Orbit(-2, {{3, 0}}), Orbit(-2, {{3, 0.4}})}) {
-      use_orbit(orbit, gamma);
-      for (const Model& model : models) {
-        use_source(sigma, gamma);
-        model.choose();
-        for (const double x : {0.0, 1e-4, 0.4, -0.9, 3.0, -3000.0}) {
-          const Orbit::Pose p = orbit.at(x);
-          const FieldResult f = field(p.x, p.y, 0, gamma);
-          const double* slots = f.force;
-          for (int i = 0; i < 3; ++i) EXPECT_TRUE(std::isfinite(slots[i])) << model.name << gamma << " " << x;
-          EXPECT_TRUE(std::isfinite(f.phi) && std::isfinite(f.cb[2]) && std::isfinite(f.a_t[0]));
-        }
-      }
-    }
-  }
-}
-
-TEST(StraightPath, AChargeAtRestOrANonsenseObserverEndsInFiniteTime) {
-  use_orbit(Orbit(-2, {{3, 0.1}}), 100);
-  use_source(sigma, 100);
-  EXPECT_TRUE(std::isnan(field(std::nan(""), 0, 0, 100).force[0]));
-  EXPECT_TRUE(std::isfinite(field(0, 1e-3, 0, 1.0).force[0])) << "a test particle at rest";
-  field(1e30, -1e30, 0, 100);
-  field(0, 0, 0, 100, 0, 1e30);
-  build_path({0, 0, 0, 0, 0, 0, 1}, {}, 0, 0, source);
-  EXPECT_EQ(field(0, 1e-3, 0, 100).phi, 0);
-}
-
-// The mesh takes two points for each rms length of the charge and some for the rest, 10000 in all. A setting
-// of thousands of rms lengths leaves no room for the rest, or too little for the eighty corners of this path.
-TEST(MeshDeath, APathThatNeedsTooManyPointsStopsTheRun) {
-  const auto stop_with = [](double rms_lengths) {
-    ::dup2(STDERR_FILENO, STDOUT_FILENO);
-    std::vector<Section> sections;
-    for (int i = 0; i < 20; ++i) sections.insert(sections.end(), {{0.5, 0}, {0.5, 1}, {0.5, 0}, {0.5, -1}});
-    use_orbit(Orbit(-20, sections), 1000);
-    use_source(sigma, 1000);
-    finit(source, "xnsigt", rms_lengths);
-    field(0, 1e-4, 0, 1000);
-  };
-  const auto clean_end = testing::ExitedWithCode(0);
-  EXPECT_EXIT(stop_with(5000), clean_end, " ipp.ge.maxpnt\n ipp,maxpnt= 100.. 10000\n");
-  EXPECT_EXIT(stop_with(4950), clean_end, " ipnt.gt.maxpnt\n ipnt,maxpnt= 10001 10000\n");
 }
 
 }  // namespace

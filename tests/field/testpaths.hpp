@@ -1,70 +1,14 @@
 #pragma once
-#include <algorithm>
 #include <cmath>
-#include <utility>
-#include <vector>
 
 #include "field/ffield.hpp"
 #include "field/path/path_build.hpp"
 #include "field/source_field.hpp"
+#include "support/hand_orbit.hpp"
 
 namespace tessaron::test {
 
-/// A stretch of an orbit: its length and its curvature, > 0 to the left.
-struct Section {
-  double length, kappa;
-};
-
-/// An orbit of arcs and straight lines through its own origin at s = 0, which lies `ahead` metres behind the
-/// first section's start; the x axis is the direction there. Straight before the first section and behind the
-/// last. This geometry shares no code with the library's path.
-class Orbit {
- public:
-  Orbit(double first, std::vector<Section> sections) : first_(first), sections_(std::move(sections)) {
-    // Walk from the first section, then move everything so that s = 0 is the origin.
-    const Pose p = raw(0);
-    shift_ = p;
-  }
-  struct Pose {
-    double x, y, phi;
-  };
-  Pose at(double s) const {
-    const Pose p = raw(s);
-    const double dx = p.x - shift_.x, dy = p.y - shift_.y, c = std::cos(shift_.phi), n = std::sin(shift_.phi);
-    return {c * dx + n * dy, -n * dx + c * dy, p.phi - shift_.phi};
-  }
-  /// The boundaries of the sections.
-  std::vector<double> boundaries() const {
-    std::vector<double> s{first_};
-    for (const Section& section : sections_) s.push_back(s.back() + section.length);
-    return s;
-  }
-
- private:
-  Pose raw(double s) const {
-    Pose p{0, 0, 0};
-    double u = s - first_;
-    if (u <= 0) return {u, 0, 0};
-    for (const Section& section : sections_) {
-      const double step = std::min(u, section.length);
-      advance(p, step, section.kappa);
-      u -= step;
-      if (u <= 0) return p;
-    }
-    advance(p, u, 0);
-    return p;
-  }
-  static void advance(Pose& p, double length, double kappa) {
-    const double turn = kappa * length;
-    const double chord = turn == 0 ? length : length * std::sin(turn / 2) / (turn / 2);
-    p.x += chord * std::cos(p.phi + turn / 2);
-    p.y += chord * std::sin(p.phi + turn / 2);
-    p.phi += turn;
-  }
-  double first_;
-  std::vector<Section> sections_;
-  Pose shift_{0, 0, 0};
-};
+using Orbit = HandOrbit<>;
 
 /// The source that a test sets up, and what its observers work on.
 inline FieldSource source;
@@ -76,9 +20,8 @@ inline double beta_of(double gamma) { return std::sqrt((gamma - 1) * (gamma + 1)
 inline void use_orbit(const Orbit& orbit, double gamma) {
   static BoundaryPoints rows;
   const double beta = beta_of(gamma);
-  const std::vector<double> bounds = orbit.boundaries();
   int n = 0;
-  for (const double s : bounds) {
+  for (const double s : orbit.joints()) {
     const Orbit::Pose p = orbit.at(s);
     rows[++n] = {p.x, p.y, 0, 0, p.phi, 0, s / beta};
   }

@@ -31,27 +31,6 @@ struct Boxes : Models {
   }
 };
 
-TEST_F(Boxes, ReproduceALinearFieldExactlyInAnyFrame) {
-  const auto linear = [](double x, double y) {
-    return GreenRow{1 + 1e4 * (x - 3) - 2e4 * (y + 2), 3e4 * (x - 3) + 1e4 * (y + 2), 7};
-  };
-  for (const double angle : {0.0, 0.7, -2.9}) {
-    ptlcom_store.npart = 0;
-    cloud(3000, 4e-5, 1e-5, angle);
-    build();
-    ASSERT_GT(mesh.nbox, 50);
-    ASSERT_LE(points.ne, ptlcom.npart);
-    EXPECT_NEAR(mesh.du, 0.5 * sigma, 0.05 * sigma);
-    EXPECT_NEAR(mesh.dv, 0.5 * sigma, 0.05 * sigma);
-    take(linear, {ptlcom.particle[1].phi, beta_of(ptlcom.particle[1]), 0});
-    for (std::int32_t i = 1; i <= ptlcom.npart; ++i) {
-      const GreenRow exact = linear(ptlcom.particle[i].x, ptlcom.particle[i].y);
-      ASSERT_NEAR(at(i).along, exact.f1, 1e-9);
-      ASSERT_NEAR(at(i).across, exact.f2, 1e-9);
-    }
-  }
-}
-
 // The sums are E + beta n x c B for the reference motion; the force is that for the particle's own.
 TEST_F(Boxes, ForceIsThatOfTheParticlesOwnMotion) {
   for (int i = 0; i < 200; ++i) add(0, 0, 3 * normal(), 1e-12, std::exp(3 * normal()));
@@ -87,47 +66,6 @@ TEST_F(Boxes, TakeFourParticlesAndNoFewer) {
     EXPECT_EQ(at(n + 2).along, 0);
     EXPECT_EQ(at(n + 2).across, 0);
   }
-}
-
-// Four full cells in a square have nine nodes.
-TEST_F(Boxes, ShareTheirCorners) {
-  force_settings_store.sbox = force_settings_store.rbox = 1;
-  add(0, 0, 0), add(0, 2 * sigma, 0), add(2 * sigma, 0, 0);  // the mesh's extent
-  for (const double u : {0.5, 1.9})
-    for (const double v : {0.5, 1.9})
-      for (int k = 0; k < 4; ++k) add(u * sigma, v * sigma, 0);
-  build();
-  EXPECT_EQ(mesh.nu, 2);
-  EXPECT_EQ(log.at(0), "  boxes = 4  e_points= 9  p_points= 0");
-}
-
-TEST_F(Boxes, OfAThinBunchAreOneCellWide) {
-  for (const double width : {0.0, 1e-30, 1e-9}) {
-    ptlcom_store.npart = 0;
-    cloud(100, 1e-4, width, 0);
-    build();
-    EXPECT_EQ(mesh.nv, 1);
-    take([](double x, double) { return GreenRow{x, 1, 0}; }, {0, 1, 0});
-    for (std::int32_t i = 1; i <= 100; ++i) ASSERT_NEAR(at(i).along, ptlcom.particle[i].x, 1e-12);
-  }
-  ptlcom_store.npart = 0;
-  cloud(10, 0, 0, 0.3);
-  build();
-  EXPECT_EQ(log.at(0), "  boxes = 1  e_points= 4  p_points= 0");
-}
-
-// Positions that no mesh can hold: there is a result, whatever it is.
-TEST_F(Boxes, StandAnyPosition) {
-  const double bad[] = {std::nan(""), 1e300, -1e300, INFINITY, 1e12};
-  for (const double x : bad)
-    for (const double y : bad) {
-      ptlcom_store.npart = 0;
-      cloud(20, 1e-4, 1e-5, 0);
-      add(x, y, 0);
-      build();
-      take([](double, double) { return GreenRow{1, 1, 0}; }, {0, 1, 0});
-      EXPECT_LE(points.ne, ptlcom.npart);
-    }
 }
 
 }  // namespace

@@ -1,5 +1,4 @@
 #include "forces/models_fixture.hpp"
-#include "run/file_table.hpp"
 
 namespace tessaron {
 namespace {
@@ -11,27 +10,6 @@ struct DirectForce : test::Models {
     for (int i = 0; i < n; ++i) add(5e-5 * normal(), 3e-5 * normal(), 0, 1e-12 * (1 + 0.3 * normal()));
   }
 };
-
-// All particles on parallel straight paths with one speed: what one does to another comes back reversed.
-TEST_F(DirectForce, ActionEqualsReactionOnStraightPathsInOnePlane) {
-  cloud(12);
-  const auto f = forces(csr_p_to_p);
-  double along = 0, across = 0, scale = 0;
-  for (std::int32_t i = 1; i <= 12; ++i) {
-    const double q = ptlcom.particle[i].q;
-    const Force& on = f[static_cast<std::size_t>(i - 1)];
-    along += q * on.along;
-    across += q * on.across;
-    scale += q * (std::abs(on.along) + std::abs(on.across));
-    EXPECT_EQ(on.up, 0);
-  }
-  EXPECT_GT(scale, 0);
-  EXPECT_LT(std::abs(along), 1e-3 * scale);  // the field's own accuracy
-  EXPECT_LT(std::abs(across), 1e-3 * scale);
-  for (std::int32_t i = 1; i <= 12; ++i)
-    ptlcom_store.particle[i].z = 1e-3 * i, ptlcom_store.particle[i].theta = 0.1;
-  EXPECT_EQ(deviation(f, forces(csr_p_to_p)), 0) << "height does not count";
-}
 
 TEST_F(DirectForce, DoesNotDependOnTheFrame) {
   cloud(8);
@@ -71,57 +49,6 @@ TEST_F(DirectForce, OfADistantChargeIsThatOfAPoint) {
   const auto f = forces(csr_p_to_p);
   EXPECT_NEAR(f[1].along / (E * u), 1, 2e-3);
   EXPECT_NEAR(f[1].across / (E * v / (gamma * gamma)), 1, 2e-3);
-}
-
-TEST_F(DirectForce, TellsItsProgress) {
-  for (const int n : {899, 900}) {
-    ptlcom_store.npart = 0;
-    for (int i = 0; i < n; ++i) add(0, 0, 0, 0);
-    forces(csr_p_to_p);
-    ASSERT_EQ(log.size(), n == 899 ? 2u : 10u);
-    EXPECT_EQ(log[0], "  isrc       = 1  npart = " + std::to_string(n));
-    EXPECT_EQ(log[1],
-              "  isrc       = " + std::string(n == 899 ? "899" : "100") + "  npart = " + std::to_string(n));
-  }
-}
-
-TEST_F(DirectForce, WritesItsDiagnosticFile) {
-  const test::WorkingFolder folder;
-  ASSERT_EQ(fiinit("tessar.in"), ok);
-  cloud(3);
-  ptlcom_store.test[3] = false;
-  force_settings_store.force_test = true;
-  force_settings_store.shape_code = Shape::ellipsoid;
-  const auto f = forces(csr_p_to_p);
-  ASSERT_EQ(log.size(), 6u);
-  EXPECT_EQ(log[2].substr(0, 10), "  ctsig = ");  // sigma_long / beta, 1 / beta = sqrt(1 + 1 / p^2)
-  EXPECT_NEAR(std::stod(log[2].substr(10)), 2e-5 * (1 + 0.5e-6), 1e-16);
-  EXPECT_EQ(log[3], "  sigmar= 2e-05");
-  EXPECT_EQ(log[4], "  sigmaz= 2e-05");
-  EXPECT_EQ(log[5], "");
-  const auto lines = folder.lines("fc2.dat");
-  ASSERT_EQ(lines.size(), 3u);
-  for (const auto& line : lines) {
-    ASSERT_EQ(line.size(), 56u);
-    EXPECT_EQ(line[42], ' ');
-  }
-  EXPECT_EQ(lines[0].substr(0, 28), "  0.000000E+00  0.000000E+00");
-  EXPECT_EQ(lines[2].substr(28), "  0.000000E+00  0.000000E+00");
-  EXPECT_NEAR(std::stod(lines[1].substr(14, 14)) / (ptlcom.particle[2].y - ptlcom.particle[1].y), 1, 1e-5);
-  EXPECT_NEAR(std::stod(lines[1].substr(42, 14)) / f[1].across, 1, 1e-5);
-
-  force_settings_store.shape_code = Shape::sphere;
-  forces(csr_p_to_p);
-  EXPECT_EQ(log.size(), 4u);
-
-  std::filesystem::remove(folder.path("fc2.dat"));
-  folder.make_folder("fc2.dat");
-  static ForceTable table;
-  Status status = ok;
-  log = test::console_of([&] { status = force2(ptlcom.particle, ptlcom.section, 0, team, table); });
-  EXPECT_NE(status, ok);
-  EXPECT_EQ(log.back(), " error in force2");
-  (void)close_all_files();
 }
 
 }  // namespace

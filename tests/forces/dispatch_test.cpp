@@ -1,8 +1,9 @@
+#include <gtest/gtest.h>
+
 #include "beam/bunch_record_owner.hpp"
 #include "beam/particles.hpp"
 #include "forces/force_dispatch.hpp"
 #include "forces/force_settings_owner.hpp"
-#include "support/capture.hpp"
 
 namespace tessaron::test {
 namespace {
@@ -59,33 +60,6 @@ TEST_F(Dispatch, TheTableIsLinearBetweenItsRows) {
   for (const auto& [ct, length] : lengths) expect_sizes(length, 10 * length, 5, csr_p_to_p, ct);
   table({{2, 7, 70, 5}});
   for (const double ct : {-1.0, 2.0, 3.0}) expect_sizes(7, 70, 5, csr_p_to_p, ct);
-}
-
-TEST_F(Dispatch, ASizeOfZeroFailsAndStoresNothingAndLeavesNoForce) {
-  s.long_relative = true, s.relative_long = 1;
-  ptlcom_store.npart = 1;
-  static ForceTable forces;
-  for (const ForceType type : {projected, csr_p_to_p, csr_g_to_m}) {
-    Status status = ok;
-    forces[1] = forces[2] = {1, 2, 3};
-    const auto log = console_of([&] { status = forcei(type, ptlcom.particle, ptlcom.section, 0, forces); });
-    EXPECT_NE(status, ok);
-    EXPECT_EQ(log, (std::vector<std::string>{" error in frcsub (sub-bunch dimensions)", " error in forcei"}));
-    EXPECT_TRUE(forces[1].along == 0 && forces[1].across == 0 && forces[1].up == 0);
-    EXPECT_EQ(forces[2].up, 3) << "behind the last particle";
-  }
-  EXPECT_EQ(s.sigma_long, 1e-3);
-  const int calls[] = {1, 1, 0, 0, 1};
-  for (int code = 1; code <= 5; ++code) EXPECT_EQ(s.force_calls[code], calls[code - 1]) << code;
-}
-
-TEST_F(Dispatch, NoForceIsATableOfZerosAndNoCall) {
-  static ForceTable forces;
-  forces[1] = forces[2] = forces[3] = {1, 2, 3};
-  EXPECT_EQ(forcei(none, ptlcom.particle, ptlcom.section, 0, forces), ok);
-  for (const int i : {1, 2}) EXPECT_EQ(forces[i].along, 0);
-  EXPECT_EQ(forces[3].along, 1) << "behind the last particle";
-  for (int code = 1; code <= 5; ++code) EXPECT_EQ(s.force_calls[code], 0);
 }
 
 }  // namespace

@@ -46,29 +46,6 @@ TEST(GradedSteps, GrowToTheLimitAndAreScaledToFit) {
   }
 }
 
-TEST(GradedSteps, KeepTheirRulesInARandomSweep) {
-  Random random;
-  for (int sweep = 0; sweep < 500; ++sweep) {
-    const double h0 = random.log_uniform(1e-7, 1e-3), h1 = h0 * random.uniform(1.67, 17);
-    const double L = h0 * random.log_uniform(1e-3, 1e3), ratio = 1.5;
-    for (const FineEnd fine : {FineEnd::left, FineEnd::right, FineEnd::both}) {
-      start(-1e-3);
-      ASSERT_TRUE(gmshst(L - 1e-3, h0, h1, ratio, fine, lines));
-      ASSERT_EQ(lines.last(), L - 1e-3);
-      const int n = lines.n - 1;
-      for (int i = 1; i <= n; ++i) {
-        const double tiny = 1e-12 * L + 1e-17;
-        ASSERT_GT(step(i), 0);
-        ASSERT_LE(step(i), h1 + tiny);
-        const bool grows = fine == FineEnd::left || (fine == FineEnd::both && i <= n / 2);
-        const int inner = grows ? i - 1 : i + 1;  // the neighbour nearer to the fine end
-        const bool at_end = inner < 1 || inner > n;
-        ASSERT_LE(step(i), (at_end ? h0 : ratio * step(inner)) + tiny);
-      }
-    }
-  }
-}
-
 TEST(Zones, WithoutCurvatureInThePastThereIsOnlyTheOneAroundTheSubBunch) {
   arcs[1] = {0.5, 0.5, 0, 0.1};
   GreenZones zones;
@@ -127,35 +104,6 @@ TEST(Zones, TakeTheStepInBFromTheSlopeOfTheWavefront) {
   EXPECT_NEAR(std::min(zones.zone[1].step, zones.zone[2].step), std::sqrt(10.64) - 3, 1e-6);
 }
 
-// Zones of all kinds: apart, overlapping, touching, of no length, at the ends of the mesh.
-TEST(Lines, KeepTheirRulesInARandomSweep) {
-  Random random;
-  for (int sweep = 0; sweep < 500; ++sweep) {
-    const MeshSteps steps = mesh_steps(random.log_uniform(1e-6, 1e-4), sweep % 2 == 0);
-    const double xmin = -steps.fine * random.log_uniform(1, 2000),
-                 xmax = steps.fine * random.log_uniform(1, 2000);
-    GreenZones zones;
-    double from = xmin;
-    while (zones.n < 8 && from <= xmax) {
-      const double to = std::min(xmax, from + steps.fine * random.log_uniform(1e-9, 100));
-      zones.zone[++zones.n] = {from, to, steps.fine};
-      const double gap =
-          random.uniform(0, 1) < 0.3 ? 1e-17 * sweep : steps.fine * random.log_uniform(1e-12, 100);
-      from = random.uniform(0, 1) < 0.2 ? from : to + gap;
-    }
-    ASSERT_TRUE(gmshx(xmin, xmax, steps, zones, lines));
-    ASSERT_EQ(lines.x[1], xmin);
-    ASSERT_EQ(lines.last(), xmax);
-    for (int i = 1; i < lines.n; ++i) {
-      ASSERT_GT(step(i), 0);
-      for (int j = 1; j <= zones.n; ++j) {
-        const bool overlap = lines.x[i] < zones.zone[j].to && lines.x[i + 1] > zones.zone[j].from;
-        ASSERT_LE(step(i), (overlap ? steps.fine : steps.cap) * (1 + 1e-9)) << sweep;
-      }
-    }
-  }
-}
-
 // Ahead of the first zone and behind the last one steps begin with 1.5 of the fine step, h0 = 0.3: seven that
 // grow by 1.5 up to 5, with S = 0.6 (1.5^7 - 1), and trunc((20 - S) / 5 + 1) = 3 of 5, all scaled to fit 20.
 TEST(Lines, BeginWithOneAndAHalfFineStepsBesideAZone) {
@@ -169,19 +117,6 @@ TEST(Lines, BeginWithOneAndAHalfFineStepsBesideAZone) {
     EXPECT_NEAR(step(10 - k), length, 1e-13) << k;
     EXPECT_NEAR(step(17 + k), length, 1e-13) << k;
   }
-}
-
-// Without zones: trunc(22 / 5 + 1) = 5 steps of 4.4.
-TEST(Lines, AreEvenWithTheLargestStepAndRefusedWhereTheyDoNotFit) {
-  GreenZones zones;
-  ASSERT_TRUE(gmshx(10, 32, mesh_steps(1, false), zones, lines));
-  ASSERT_EQ(lines.n, 6);
-  for (int i = 1; i <= 5; ++i) EXPECT_NEAR(step(i), 4.4, 1e-13);
-  EXPECT_FALSE(gmshx(0, 1, mesh_steps(1e-7, false), zones, lines));
-  EXPECT_FALSE(gmshx(0, std::nan(""), mesh_steps(1, false), zones, lines));
-  EXPECT_FALSE(gmshx(-1e308, 1e308, mesh_steps(1, false), zones, lines));
-  zones.zone[++zones.n] = {0.4, 0.6, 1};
-  EXPECT_FALSE(gmshx(0, 1, mesh_steps(1e-7, true), zones, lines));
 }
 
 }  // namespace

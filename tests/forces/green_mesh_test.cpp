@@ -1,7 +1,5 @@
 #include "forces/green/mesh/mesh.hpp"
 
-#include <unistd.h>
-
 #include "forces/green/mesh/lookup.hpp"
 #include "forces/green/mesh/patch.hpp"
 #include "forces/green/mesh/rows.hpp"
@@ -13,12 +11,9 @@ namespace {
 
 using test::Random;
 
-int calls = 0;
 // Bilinear interpolation reproduces a plane.
 const struct Plane final : GreenField {
-  void at(double a, double b, GreenRow& f) const override {
-    f = {1 + 2 * a - 3 * b, 4 * b - a, 0.5 + a + b}, ++calls;
-  }
+  void at(double a, double b, GreenRow& f) const override { f = {1 + 2 * a - 3 * b, 4 * b - a, 0.5 + a + b}; }
 } plane;
 /// A polygon around an ellipse, with sharp ends where ry is small.
 Polygon around(double x0, double y0, double rx, double ry) {
@@ -80,93 +75,6 @@ TEST(GreenMesh, ReproducesAPlaneEverywhereInThePolygon) {
   }
 }
 
-// 20 sigma_rad hold exactly 100 steps, so that the fine stretch has 101 intervals. The quotient of the two
-// lengths comes out just below 100 for some sizes.
-TEST(GreenMesh, KeepsTheSpacingOfRows) {
-  std::vector<Case> all(std::begin(cases), std::end(cases));
-  for (const double sigma_rad : {0.4, 0.43, 0.82, 1.1, 1.55})
-    all.push_back({0, 0, 40, 38, 0, sigma_rad, false});
-  for (const Case& c : all) {
-    lay(c);
-    const GreenMesh& m = mesh;
-    const double R = 10 * c.sigma_rad;
-    std::int64_t before = 0;
-    for (int i = 1; i <= m.nxg; ++i) {
-      GreenStretches s;
-      green_stretches(m, i, s);
-      ASSERT_EQ(s.jb[0], before + 1);
-      ASSERT_EQ(s.jb[3], m.line[i].gend);
-      ASSERT_GE(s.jb[3] - s.jb[0], 1);
-      EXPECT_EQ(green_row_place(s, s.jb[0]), m.line[i].ylo);
-      EXPECT_NEAR(green_row_place(s, s.jb[3]), m.line[i].yhi, 1e-13);
-      for (std::int64_t j = s.jb[0]; j < s.jb[3]; ++j) {
-        const double b = green_row_place(s, j), step = green_row_place(s, j + 1) - b;
-        const bool fine = m.is_inner(i) && b > -R && b + step < R;
-        ASSERT_GT(step, 0);
-        ASSERT_LE(step, (fine ? 0.2 * c.sigma_rad : 5) + 1e-12);
-      }
-      if (c.ry == 38 && m.is_inner(i)) {
-        ASSERT_EQ(s.jb[2] - s.jb[1], 101) << c.sigma_rad;
-      }
-      before = m.line[i].gend;
-    }
-    EXPECT_EQ(m.ngreen, before);
-    EXPECT_LE(m.iline2 - m.iline1 + 1, 53);
-  }
-}
-
-TEST(GreenMesh, FindsTheStripOfEveryPlace) {
-  for (const Case& c : cases) {
-    lay(c);
-    const GreenMesh& m = mesh;
-    int k;
-    for (int i = 1; i <= m.nxg; ++i) {
-      const double x = m.line[i].x, below = std::nextafter(x, -1e300);
-      ASSERT_TRUE(fmesh2(mesh, x, k));
-      EXPECT_EQ(k, std::min(i, m.nxg - 1));
-      ASSERT_EQ(fmesh2(mesh, below, k), i > 1);
-      EXPECT_EQ(k, std::max(i - 1, 1));
-    }
-    EXPECT_FALSE(fmesh2(mesh, std::nextafter(m.line[m.nxg].x, 1e300), k));
-    EXPECT_FALSE(fmesh2(mesh, std::nan(""), k));
-  }
-}
-
-TEST(GreenMesh, ComputesARowWhenItIsFirstNeededAndNeverAgain) {
-  lay(cases[0]);
-  GreenRow first, again;
-  calls = 0;
-  gmesh2(mesh, plane, 7.3, 2.1, first);
-  EXPECT_EQ(calls, 4);
-  gmesh2(mesh, plane, 7.3, 2.1, again);
-  EXPECT_EQ(calls, 4);
-  EXPECT_EQ(first.f1, again.f1);
-}
-
-TEST(GreenMesh, MarksTheRowsThatLookupsCompute) {
-  const auto flags = [] { return std::vector<bool>(&mesh.gflag[1], &mesh.gflag[1] + mesh.nblock); };
-  for (const Case& c : cases) {
-    const auto list = places(c, 300);
-    lay(c);
-    for (const PlanePoint& p : list) EXPECT_EQ(gmesh1(mesh, p.x, p.y), Cover::inside);
-    const std::vector<bool> marked = flags();
-    lay(c);
-    GreenRow f;
-    for (const PlanePoint& p : list) gmesh2(mesh, plane, p.x, p.y, f);
-    EXPECT_EQ(marked, flags());
-  }
-}
-
-TEST(GreenMesh, TellsHowAPlaceBeyondItLies) {
-  lay(cases[0]);
-  GreenRow f;
-  for (const double x : {41.0, -41.0, std::nan("")})
-    EXPECT_EQ(gmesh2(mesh, plane, x, 0, f), Cover::beyond_mesh);
-  EXPECT_EQ(gmesh2(mesh, plane, 0, 31, f), Cover::beside_lines);
-  EXPECT_EQ(gmesh2(mesh, plane, 39, 29, f), Cover::beside_lines);
-  EXPECT_EQ(gmesh2(mesh, plane, 0, std::nan(""), f), Cover::beside_lines);
-}
-
 // One source at (1, 2) with the angle phi, a plane field E + beta n x cB of it: the sums are the field of a
 // test particle with the direction and speed of reference, in reference axes. The field is linear, so the
 // mesh has it exactly.
@@ -199,17 +107,6 @@ TEST(GreenMeshDeath, AMeshThatDoesNotFitStopsTheRun) {
   EXPECT_EXIT(lay({0, 0, 1e6, 1, 0, 1, true}), clean_end, "");       // too many lines
   EXPECT_EXIT(lay({0, 0, 4, 1e300, 0, 1, true}), clean_end, "");     // too many rows on a line
   EXPECT_EXIT(lay({std::nan(""), 0, 4, 1, 0, 1, true}), clean_end, "");
-}
-
-TEST(GreenMeshDeath, APlaceBetweenNoTwoLinesStopsTheRun) {
-  const auto search_damaged_mesh = [] {
-    ::dup2(STDERR_FILENO, STDOUT_FILENO);
-    lay(cases[0]);
-    mesh.line[2].x = std::nan("");
-    int k;
-    (void)fmesh2(mesh, mesh.line[1].x, k);
-  };
-  EXPECT_EXIT(search_damaged_mesh(), testing::ExitedWithCode(0), " fmesh2: there is something wrong\n");
 }
 
 }  // namespace

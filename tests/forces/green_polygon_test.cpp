@@ -33,38 +33,6 @@ std::vector<PlanePoint> cloud(test::Random& random) {
   return points;
 }
 
-// A corner that a cut would meet exactly may be trimmed by 1e-8 of the polygon's size, and the sets are at
-// most 3 m wide.
-TEST(Polygon, HoldsAllPointsOfAnySet) {
-  test::Random random;
-  for (int sweep = 0; sweep < 300; ++sweep) {
-    const std::vector<PlanePoint> points = cloud(random);
-    const double margin = sweep % 3 == 0 ? 0 : 1e-7;
-    Polygon polygon;
-    bounda(suppts{points}, margin, polygon);
-    for (const PlanePoint& p : points) ASSERT_LE(excess(polygon, p.x, p.y), -margin + 6e-8) << sweep;
-  }
-}
-
-// The polygon is not just any hull: 20 tangents of a unit circle enclose 20 tan(pi/20) = 3.168 at best. The
-// start square's corners all have the cross product 4. Its first corner (1, -1) is cut first, which leaves 4
-// at (-1, 1) alone; then (1, 1) and (-1, -1) tie with 2.
-TEST(Polygon, CutsTheSharpestCornerAndLiesCloseAroundACircle) {
-  std::vector<double> asked;
-  Polygon polygon;
-  bounda([&](double th) { return asked.push_back(th), 1.0; }, 0, polygon);
-  ASSERT_EQ(asked.size(), 20u);
-  const double expected[] = {0, pi / 2, pi, 3 * pi / 2, -pi / 4, 3 * pi / 4, pi / 4, -3 * pi / 4};
-  for (std::size_t i = 0; i < 8; ++i) EXPECT_NEAR(asked[i], expected[i], 1e-12) << i;
-  double area = 0;
-  for (int j = 1; j <= maxcorner; ++j) {
-    const PlanePoint &p = polygon[j], &q = polygon[j % maxcorner + 1];
-    area += (p.x * q.y - p.y * q.x) / 2;
-  }
-  EXPECT_GE(area, pi);
-  EXPECT_LE(area, 3.21);
-}
-
 TEST(RelativePositions, AreHeldForEverySourceAndPoint) {
   test::Random random;
   for (int sweep = 0; sweep < 12; ++sweep) {
@@ -84,16 +52,6 @@ TEST(RelativePositions, AreHeldForEverySourceAndPoint) {
         ASSERT_LE(excess(relpoly, a, b), 0) << sweep;
       }
     }
-  }
-}
-
-// What is no number makes corners that mean nothing, but the polygon gets done.
-TEST(Polygon, IsCompletedForNumbersThatAreNone) {
-  for (const double bad : {std::nan(""), 1e308, -1e308}) {
-    int asked = 0;
-    Polygon polygon;
-    bounda([&](double th) { return ++asked, th < 1 ? bad : 1.0; }, 0, polygon);
-    EXPECT_EQ(asked, maxcorner);
   }
 }
 

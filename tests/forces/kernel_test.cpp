@@ -1,17 +1,20 @@
 #include "forces/projected/kernel/kernel.hpp"
 
+#include <gtest/gtest.h>
+
 #include <cmath>
 #include <vector>
 
 #include "forces/kernel_reference.hpp"
 #include "forces/projected/kernel/kernel_walk.hpp"
 #include "forces/projected/spline.hpp"
-#include "support/capture.hpp"
 
 namespace tessaron {
 namespace {
 
+using reference::m_of;
 using reference::Orbit;
+using reference::table_of;
 
 constexpr double four_pi_eps0 = 1.1126500560536184e-10;
 Csr1d record, other_record;
@@ -72,8 +75,9 @@ TEST(Csr, DeepInAnArcTheKernelIsTheSteadyStateWake) {
       }
 }
 
-const Orbit bend({{0.5, 10}});
-const Orbit chicane({{0.5, 10}, {5, 0}, {0.5, -10}, {1, 0}, {0.5, -10}, {5, 0}, {0.5, 10}});
+const Orbit bend = reference::orbit_of({{0.5, 10}});
+const Orbit chicane =
+    reference::orbit_of({{0.5, 10}, {5, 0}, {0.5, -10}, {1, 0}, {0.5, -10}, {5, 0}, {0.5, 10}});
 
 // Where the deviation at the fixed step of 0.2 sigma comes from: next to the observer on its own arc the
 // nodes are even in p^3, and the first interval, (4.8 R^2 sigma)^(1/3) long, does not resolve the cone of
@@ -106,7 +110,7 @@ TEST(Csr, TheWalkIsTheRetardedIntegralEverywhereOnAnOrbit) {
     SCOPED_TRACE(p.name);
     for (const double step : {0.2, 0.01}) {
       ask(record, p.sigma, p.gamma, p.s_ref, p.from, p.to);
-      csrpth(p.orbit.table(), p.orbit.m(), record, n, p.h, step);
+      csrpth(table_of(p.orbit), m_of(p.orbit), record, n, p.h, step);
       double worst = 0;
       for (int i = 1; i <= n; i += 4) {
         const double s = (p.from + (i - 1) * (p.to - p.from) / (n - 1)) * p.sigma;
@@ -115,21 +119,6 @@ TEST(Csr, TheWalkIsTheRetardedIntegralEverywhereOnAnOrbit) {
       }
       EXPECT_LT(worst, (step > 0.1 ? p.held : p.converged) * largest(record, n));
     }
-  }
-}
-
-// On its own arc the kernel is a smooth function of the observer's place: a walk that ended short of the
-// observer by the cube root of a rounding would leave jumps of 5e-5 here. The cut of the Gaussians
-// leaves 1e-6.
-TEST(Csr, TheWalkEndsAtTheObserver) {
-  constexpr int n = 21;
-  for (int i = 0; i <= 30; ++i) {
-    ask(record, 15e-6, 30, 0.4 + 1e-9 * i, -8, 4);
-    csr2(bend.table(), bend.m(), record, n);
-    for (int k = 1; k <= n && i > 0; ++k) {
-      EXPECT_NEAR(record.array[k], other_record.array[k], 2e-6 * largest(record, n)) << i;
-    }
-    other_record = record;
   }
 }
 
@@ -173,93 +162,34 @@ TEST(Csr, PlanesReduceTheSteadyStateLossAsTheTheoryOfParallelPlatesSays) {
     }
 }
 
-// 15 image pairs at 0.02, 0.04 .. 0.3, signs alternating, each with its cosine; the last one weighs nothing.
-TEST(Csr, ImagesAlternateAndFadeOut) {
-  constexpr int n = 30;
-  ask(record, 2e-5, 1000, 12.9, -8, 5, 0.02, 0.3);
-  csr2(chicane.table(), chicane.m(), record, n);
-  ask(other_record, 2e-5, 1000, 12.9, -8, 5);
-  std::vector<double> sum(n + 1);
-  for (int i = 0; i <= 15; ++i) {
-    csrpth(chicane.table(), chicane.m(), other_record, n, i * 0.02, 0.2);
-    const double weight = i == 0 ? 1 : 2 * (i % 2 == 0 ? 1 : -1) * std::cos(i / 15.0 * pi / 2);
-    for (int k = 1; k <= n; ++k) sum[k] += weight * other_record.array[k];
-  }
-  for (int k = 1; k <= n; ++k) EXPECT_NEAR(record.array[k], sum[k], 1e-12 * largest(record, n));
-  // only a distance below the largest one shields
-  const double free = steady_state(10, 1e-4, 1000).mean;
-  EXPECT_EQ(steady_state(10, 1e-4, 1000, 0.3, 0.3).mean, free);
-  EXPECT_EQ(steady_state(10, 1e-4, 1000, 0.01, 0).mean, free);
-  EXPECT_NE(steady_state(10, 1e-4, 1000, 0.01, 0.3).mean, free);
-}
-
-TEST(Csr, WithoutAnArcBehindTheObserverThereIsNoField) {
-  const CurvatureTable straight{};
-  for (const double s_ref : {-1.0, 0.0, 1.0}) {
-    ask(record, 2e-5, 1000, s_ref, -8, 5);
-    record.array.fill(7);
-    csr3(s_ref > 0 ? straight : bend.table(), s_ref > 0 ? 0 : bend.m(), record, 40);
-    EXPECT_EQ(largest(record, 40), 0);
-    EXPECT_TRUE(record.done);
-  }
-}
-
 // A spline of step q sigma through a Gaussian's slope is off by 5/384 q^4 of its fourth derivative.
 TEST(Csr, AFineGridIsSampledCoarselyWithinTheErrorOfItsSpline) {
   constexpr int n = 601;  // a step of 0.05 sigma
   ask(record, 2e-5, 1000, 12.9, -25, 5);
-  csr3(chicane.table(), chicane.m(), record, n);
+  csr3(table_of(chicane), m_of(chicane), record, n);
   ask(other_record, 2e-5, 1000, 12.9, -25, 5);
-  csr2(chicane.table(), chicane.m(), other_record, n);
+  csr2(table_of(chicane), m_of(chicane), other_record, n);
   double worst = 0;
   for (int i = 1; i <= n; ++i) worst = std::max(worst, std::abs(record.array[i] - other_record.array[i]));
   EXPECT_LT(worst, 5.0 / 384 * std::pow(0.2, 4) * 15 * largest(other_record, n));
   EXPECT_GT(worst, 0);
   record.array[1] = 1;
-  csr3(chicane.table(), chicane.m(), record, n);  // done: nothing to do
+  csr3(table_of(chicane), m_of(chicane), record, n);  // done: nothing to do
   EXPECT_EQ(record.array[1], 1);
 }
 
-// A range of 10000 sigma takes a coarse grid of 50002 steps, 2 of them at the ends: there is no room for it.
-TEST(Csr, AGridTooFineForTheCoarseArrayIsComputedAsItIsAndSaysSo) {
-  CurvatureTable curv{};
-  curv[1] = {0, 10.0}, curv[2] = {1e-3, 0};
-  ask(record, 1e-6, 1000, 1e-3, -9995, 5);
-  const std::vector<std::string> lines = test::console_of([&] { csr3(curv, 1, record, narcsr + 2); });
-  const std::vector<std::string> expected = {" warning from csr3: nnt.gt.narcsr", " using csr2",
-                                             " nnt  = 50002", " narcsr= 50000", " narcsr in force1_params"};
-  EXPECT_EQ(lines, expected);
-  EXPECT_TRUE(record.done);
-}
-
-TEST(Csr, NoNumberInTheRecordKeepsTheWalkFromEnding) {
-  const double nan = std::nan(""), inf = INFINITY;
-  const auto ends = [](const CurvatureTable& curv, int m, int n) {
-    csr3(curv, m, record, n);
-    EXPECT_TRUE(record.done);
-  };
-  for (const double sigma : {1e-300, 1e-18, 1e3, 1e200, nan, 0.0, inf})
-    for (const double gamma : {1.0, 1 + 1e-12, 1e9, nan, inf})
-      for (const double s_ref : {12.9, 13.5, 1e12, nan})
-        for (const int n : {1, 31}) {
-          ask(record, sigma, gamma, s_ref, -8, 4, 0.1, 0.3);
-          ends(chicane.table(), chicane.m(), n);
-        }
-  for (const double r : {1e-200, 1e-9, 1e200, nan})
-    for (const double s_ref : {0.5, 1.5, 2.5}) {
-      CurvatureTable curv{};
-      curv[1] = {0, r}, curv[2] = {1, -r}, curv[3] = {2, 0};
-      ask(record, 1e-4, 100, s_ref, -8, 4, 0.1, 0.3);
-      ends(curv, 2, 31);
-    }
-}
-
-TEST(Spline, IsExactForALineAndHoldsItsEnds) {
+TEST(Spline, IsExactForALineHoldsItsEndsAndFollowsASine) {
   const std::vector<double> line{1, 3, 5, 7};
   std::vector<double> y2(4);
   splcof(line, y2);
   const double values[][2] = {{2.25, 3.5}, {0.9, 1}, {4, 7}, {1e30, 7}};
   for (const auto& [x, y] : values) EXPECT_DOUBLE_EQ(splval(line, y2, x), y);
+  std::vector<double> sine;  // without curvature at its ends
+  for (int k = 0; k <= 20; ++k) sine.push_back(std::sin(k * pi / 20));
+  y2.resize(sine.size());
+  splcof(sine, y2);
+  for (double x = 1; x < 21; x += 0.1)
+    EXPECT_NEAR(splval(sine, y2, x), std::sin((x - 1) * pi / 20), 5.0 / 384 * std::pow(pi / 20, 4));
 }
 
 }  // namespace

@@ -57,56 +57,6 @@ TEST(SectionField, IsThatOfTheSectionInFrontOfABoundary) {
   }
 }
 
-TEST(SectionField, TellsOfDataWithoutMeaningAtEveryCall) {
-  ASSERT_EQ(read_lattice(
-                "{ dipole { position { delta_s=0 } }\n"
-                "discrete_free { position { delta_s=1 } properties { type=5 integer=0 real=0 } }\n"
-                "quadrupole { position { delta_s=1 } properties { strength=1 } position { delta_s=1 } } }"),
-            ok);
-  const Lines discrete = console_of([] {
-    for (int i = 0; i < 2; ++i) expect_drift(section_field(2, true));
-  });
-  EXPECT_EQ(discrete, Lines(2, " nothing implemented for this case"));
-
-  latcom_store.ipool[latcom.elem[4].iend] = 0;
-  for (const std::int32_t place : {latcom.elem[4].iend, -5, 0, 2000000000}) {
-    latcom_store.elem[4].iend = latcom_store.elem[4].rend = place;
-    const Lines console = console_of([] { EXPECT_EQ(section_field(4, true).order, 0); });
-    EXPECT_EQ(console, Lines{" multipole with invalid azimuthal order"});
-  }
-}
-
-// A kick -+ K z tan(phi - psi)/p: none on the axis or at right angles to the face, opposite on both sides.
-TEST(Edge, TurnsTheElevation) {
-  Boundary b;
-  b.nx = std::cos(0.3);
-  b.ny = std::sin(0.3);
-  Particle particle{0, 0, 2e-3, p0, 0.5, 0.1, 1e-15};
-  edge_entry(particle, 50, b);
-  EXPECT_NEAR(particle.theta, 0.1 - 50 * 2e-3 * std::tan(0.2) / p0, 1e-16);
-  edge_exit(particle, 50, b);
-  EXPECT_NEAR(particle.theta, 0.1, 1e-16);
-  for (const Particle& unturned : {Particle{0, 0, 2e-3, p0, 0.3, 0.1, 0}, {0, 0, 0, p0, 0.5, 0.1, 0}}) {
-    particle = unturned;
-    edge_exit(particle, 50, b);
-    EXPECT_NEAR(particle.theta, 0.1, 1e-16);
-  }
-}
-
-TEST(Map, IsFoundAtBoundariesWithALinearMapOnly) {
-  ASSERT_EQ(
-      read_lattice(
-          "{ thin_quadrupole { position { delta_s=0.5 } properties { effective_length=1 quadrupole_k=2 } }\n"
-          "dipole { position { delta_s=1 } }\n"
-          "discrete_free { position { delta_s=1 } properties { type=5 integer=0 real=1 } }\n"
-          "thin_quadrupole { position { delta_s=1 } properties { effective_length=1 quadrupole_k=7 } } }"),
-      ok);
-  DiscreteMap map;
-  for (const std::int32_t none : {-1, 0, 2, 3, 5, 100000}) EXPECT_FALSE(get_map(none, map));
-  EXPECT_TRUE(get_map(1, map) && map.matrix[1] == -2 && map.x == 0.5);
-  EXPECT_TRUE(get_map(4, map) && map.matrix[1] == -7 && map.x == 3.5);
-}
-
 // In the frame of the tangent the particle's offsets and slopes are multiplied by the matrix, column by
 // column.
 TEST(Map, ActsOnOffsetsAndSlopesAcrossTheTangent) {

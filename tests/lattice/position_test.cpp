@@ -6,7 +6,6 @@
 #include "lattice/deck_lattice.hpp"
 
 using namespace tessaron;
-using test::filled;
 using test::read_lattice;
 
 namespace {
@@ -68,59 +67,5 @@ TEST(Position, PutsBoundariesWhereTheirKeysSay) {
     SCOPED_TRACE(c.positions);
     ASSERT_EQ(read_lattice(std::string("{ dipole { ") + c.positions + " } }"), ok);
     expect_boundary(latcom.bnd[latcom.nlat], c.place, 1e-14);
-  }
-}
-
-// One lattice, a dipole with turned faces, a drift and a dipole the other way, told in relative lengths, in
-// lines in the plane, and mixed: boundaries agree to rounding.
-TEST(Position, EveryFormTellsTheSameLattice) {
-  ASSERT_EQ(read_lattice("{ dipole { position { delta_s=0.7 delta_psi=-5 } properties { r=3 } "
-                         "position { delta_s=0.9 delta_psi=8 } }\n"
-                         "dipole { position { delta_s=1.3 delta_psi=-12 } properties { r=-2 } "
-                         "position { delta_s=0.8 delta_psi=4 } }\n dipole { position { delta_s=0.6 } } }"),
-            ok);
-  const Table<Boundary, maxlat> told = latcom.bnd;
-  ASSERT_EQ(latcom.nlat, 5);
-
-  for (int form = 0; form < 4; ++form) {
-    SCOPED_TRACE(form);
-    const bool arcs_by_line = form == 0 || form == 2, straights_by_line = form == 1 || form == 2;
-    std::string deck = "{ ";
-    for (int i = 1; i <= 5; ++i) {
-      const Boundary& b = told[i];
-      const double psi = std::atan2(b.ny, b.nx), rho = b.x * b.nx + b.y * b.ny;
-      const double length = i == 1 ? b.s : b.s - told[i - 1].s;
-      if (i % 2 == 1) {
-        deck += "dipole { ";
-      } else {
-        deck += filled("properties { r=% } ", {b.r});
-      }
-      const bool by_line = b.r != 0 ? arcs_by_line : straights_by_line;
-      deck += by_line ? filled("position { rho=% psi=% } ", {rho, psi / degree})
-                      : filled("position { delta_s=% psi=% } ", {length, psi / degree});
-      if (i % 2 == 0 || i == 5) deck += "}\n";
-    }
-    ASSERT_EQ(read_lattice(deck + " }"), ok);
-    for (int i = 1; i <= 5; ++i) {
-      const Boundary& b = told[i];
-      expect_boundary(latcom.bnd[i], {b.x, b.y, b.tx, b.ty, b.nx, b.ny, b.s, b.r}, 2e-14);
-    }
-  }
-}
-
-TEST(Position, KeepsMarkersAndDutyFlags) {
-  ASSERT_EQ(
-      read_lattice(
-          "{ dipole { position { delta_s=1 marker=in } properties { } position { delta_s=1 duty=no } }\n"
-          "quadrupole { position { delta_s=1 duty=maybe } }\n"
-          "thin_quadrupole { position { delta_s=1 } properties { effective_length=1 quadrupole_k=1 } }\n"
-          "discrete_free { position { delta_s=1 duty=yes marker=out } properties { type=5 integer=0 "
-          "real=0 } } }"),
-      ok);
-  const bool duty[] = {true, false, false, false, true};
-  const char* marker[] = {"in", "undefined", "undefined", "undefined", "out"};
-  for (int i = 1; i <= 5; ++i) {
-    EXPECT_EQ(latcom.duty[i], duty[i - 1]) << i;
-    EXPECT_TRUE(latcom.marker[i] == marker[i - 1]) << i;
   }
 }

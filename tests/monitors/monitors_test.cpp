@@ -1,12 +1,6 @@
 #include "monitors/monitors.hpp"
 
-#include <fcntl.h>
-#include <sys/mman.h>
-#include <unistd.h>
-
 #include <array>
-#include <cerrno>
-#include <filesystem>
 
 #include "monitors/monitor_records.hpp"
 #include "support/beam_fixture.hpp"
@@ -53,47 +47,7 @@ TEST_F(Monitors, TheCountGoesAheadOfTheFirstPointOfAName) {
   EXPECT_EQ(numbered_name(Text<80>("run.dat"), 12345).view(), "run_2345.dat");
 }
 
-std::string block(const std::string& keys) { return "{ name = m.dat " + keys + " }"; }
 const std::string times = "start_time_c0 = 0 end_time_c0 = 10 time_step_c0 = all ";
-
-TEST_F(Monitors, KeysOfABlockFillAnEntry) {
-  ASSERT_EQ(read_online_monitor(block("type = steps format = -7 particle = 3 start_time_marker = IN "
-                                      "start_time_shift_c0 = -0.5 end_time_c0 = 2 time_step_c0 = 0.1")),
-            ok);
-  const Monitor& m = montab.entry[1];
-  EXPECT_TRUE(m.active && !m.accepted && !m.start_known && m.end_known && m.step_known);
-  EXPECT_TRUE(m.type == MonitorType::steps && m.format == -7 && m.particle == 3 && m.stream == 0);
-  EXPECT_TRUE(m.start_marker == "IN" && m.start_time == -0.5 && m.end_time == 2 && m.time_step == 0.1);
-  ASSERT_EQ(read_online_monitor(block(times + "particle = all")),
-            ok);  // the same name: the same entry, with the defaults
-  EXPECT_TRUE(m.type == MonitorType::phase && m.format == 1 && m.particle == 0 && m.time_step == 0);
-  EXPECT_FALSE(montab.entry[2].active);
-}
-
-TEST_F(Monitors, WrongBlocksFail) {
-  for (const char* keys :
-       {"type = moments", "format = fmt4", "format = 1.5", "particle = 0", "particle = none",
-        "time_step_c0 = -0.1", "time_step_c0 = often", "start_time_shift_c0 = x", "key = 1"}) {
-    EXPECT_NE(read_online_monitor(block(times + keys)), ok) << keys;
-  }
-  for (const char* keys : {"end_time_c0 = 1", "start_time_c0 = 1", "start_time_c0 = 1 end_time_c0 = now"}) {
-    EXPECT_NE(read_online_monitor(block(keys)), ok) << keys;
-  }
-  EXPECT_EQ(read_online_monitor("{ type = moments }"), ok);  // without a name nothing is looked at
-  for (int i = 1; i <= maxmon; ++i) EXPECT_FALSE(montab.entry[i].active);
-}
-
-TEST_F(Monitors, TenAreActiveAtATime) {
-  const auto define = [this](int i) {
-    return read_online_monitor("{ name = m" + std::to_string(i) + " " + times + "}");
-  };
-  for (int i = 1; i <= maxmon; ++i) EXPECT_EQ(define(i), ok);
-  EXPECT_EQ(define(11), failed);
-  EXPECT_EQ(define(7), ok);
-  EXPECT_EQ(monoff(4), ok);
-  EXPECT_EQ(define(11), ok);
-  EXPECT_TRUE(montab.entry[4].name == "m11");
-}
 
 // A later run leaves an accepted monitor alone.
 TEST_F(Monitors, MarkersAreTimesOfBoundaries) {
@@ -164,76 +118,6 @@ TEST_F(Monitors, EachTypeWritesItsFilesBehindTheSteps) {
   for (const char* name : {"all_0004.dat", "past_0001.dat", "past.dat", "green_0004.dat"}) {
     EXPECT_FALSE(folder.exists(name)) << name;
   }
-}
-
-// The file numbered 0001 holds the first of the outputs until the numbers come to it again.
-TEST_F(Monitors, NumbersThatGoRoundAreToldOnce) {
-  one_particle();
-  ASSERT_EQ(read_online_monitor(
-                "{ name = m.dat format = fmt0 start_time_c0 = 0 end_time_c0 = 20000 time_step_c0 = 1 }"),
-            ok);
-  ASSERT_EQ(monchk(), ok);
-  montab_store.entry[1].count = 9998;
-  testing::internal::CaptureStderr();
-  for (const double t : {9998.0, 9999.0, 10000.0, 10001.0}) {
-    EXPECT_EQ(pass(t), ok);
-    EXPECT_EQ(folder.exists("m_0000.dat"), t >= 9999);
-  }
-  const auto told = split_lines(testing::internal::GetCapturedStderr());
-  ASSERT_EQ(told.size(), 1u);
-  EXPECT_NE(told[0].find("monitor m.dat: the numbers of its files go round after 9999"), std::string::npos);
-  EXPECT_TRUE(folder.exists("m_9999.dat") && folder.exists("m_0002.dat"));
-}
-
-TEST_F(Monitors, AFailureSwitchesItsMonitorOffAndNoOtherAndSizesOfCodesNeverCancel) {
-  one_particle();
-  folder.make_folder("mesh_0001.dat");
-  ASSERT_EQ(read_online_monitor("{ name = mesh.dat type = green " + times + "}"), ok);
-  ASSERT_EQ(read_online_monitor("{ name = good type = steps " + times + "}"), ok);
-  ASSERT_EQ(read_online_monitor("{ name = /dev/full type = steps " + times + "}"), ok);
-  ASSERT_EQ(monchk(), ok);
-  EXPECT_GT(monpre(1), 0);
-  EXPECT_FALSE(montab.entry[1].active);
-  EXPECT_EQ(pass(2), ENOSPC);
-  EXPECT_EQ(monoff(0), ENOSPC);
-  EXPECT_EQ(folder.lines("good").size(), 1u);
-  Status sum = ok;
-  for (const Status code : {5, -7, std::numeric_limits<Status>::min(), std::numeric_limits<Status>::max()}) {
-    add_size(sum, code);
-    EXPECT_GE(sum, 5);
-  }
-  EXPECT_EQ(sum, std::numeric_limits<Status>::max());
-}
-
-// Names of mesh files that lead to devices: one takes nothing, one is a file in memory that a seal keeps from
-// being emptied, as a rewind has to. The second of two starts of a step finds its file open.
-TEST_F(Monitors, AMeshFileThatFailsSwitchesItsMonitorOff) {
-  one_particle();
-  const int memory = ::memfd_create("mesh", MFD_ALLOW_SEALING);
-  ASSERT_GE(memory, 0);
-  std::filesystem::create_symlink("/dev/full", folder.path("full_0001"));
-  std::filesystem::create_symlink("/proc/self/fd/" + std::to_string(memory), folder.path("sealed_0001"));
-  for (const char* name : {"full", "sealed", "good"}) {
-    ASSERT_EQ(read_online_monitor("{ name = " + std::string(name) + " type = green " + times + "}"), ok);
-  }
-  ASSERT_EQ(monchk(), ok);
-  ASSERT_EQ(monpre(1), ok);
-  ASSERT_EQ(::write(memory, "old", 3), 3);
-  ASSERT_EQ(::fcntl(memory, F_ADD_SEALS, F_SEAL_SHRINK), 0);
-  Polygon corners;
-  PathArcs arcs;
-  write_mesh_files(corners, arcs, 0);
-  ptlcom_store.ctptcl = 1;
-  EXPECT_EQ(monstp(), ENOSPC);
-  for (const int i : {1, 2, 3}) {
-    EXPECT_EQ(montab.entry[i].active, i == 3) << i;
-    EXPECT_EQ(montab.entry[i].stream, 0) << i;
-  }
-  EXPECT_EQ(folder.lines("good_0001").size(), 2u * 21 + 4 + 1);
-  ASSERT_EQ(monpre(2), ok);
-  EXPECT_EQ(monpre(3), failed);
-  EXPECT_FALSE(montab.entry[3].active);
-  ::close(memory);
 }
 
 }  // namespace

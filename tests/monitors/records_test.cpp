@@ -24,7 +24,7 @@ TEST_F(Records, Fmt3HoldsTheCoordinatesAlongTheDesignOrbit) {
     for (const Place& c : places) {
       const HandLattice::Place at = orbit.beside(c.s, c.u);
       const int i = ++ptlcom_store.npart;
-      ptlcom_store.particle[i] = {at.x, at.y, c.z, c.p, at.heading + c.angle, c.theta, c.q};
+      ptlcom_store.particle[i] = {at.x, at.y, c.z, c.p, at.phi + c.angle, c.theta, c.q};
       ptlcom_store.section[i] = 2;
       ptlcom_store.source[i] = c.q != 0;
       ptlcom_store.test[i] = true;
@@ -55,32 +55,6 @@ TEST_F(Records, Fmt3HoldsTheCoordinatesAlongTheDesignOrbit) {
       for (std::size_t k = 0; k < got.size(); ++k) EXPECT_NEAR(got[k], expected[k], k == 6 ? 1e-26 : 1e-13);
     }
   }
-}
-
-TEST_F(Records, Fmt3StaysFiniteAcrossTheOrbitAndStraightUp) {
-  latcom_store = {};
-  one_particle();
-  ptlcom_store.npart = 3;
-  ptlcom_store.particle[2] = {0, 0, 0, 100, std::acos(0.0), 0, 0};
-  ptlcom_store.particle[3] = {0, 0, 0, 0, 0, std::acos(0.0), 0};
-  ASSERT_EQ(monwrt("orbit.dat", 3), ok);
-  for (const std::string& line : folder.lines("orbit.dat")) EXPECT_EQ(numbers(line).size(), 12u) << line;
-}
-
-TEST_F(Records, Fmt1HasAHeaderAndTheReferenceInTheFileFrame) {
-  one_particle();
-  ptlcom_store.particle[1] = {3, 4, 5, 100, 0, 0, 2.5e-12};
-  ptlcom_store.ctptcl = 0.5;
-  ASSERT_EQ(monwrt("bunch.dat", 1), ok);
-  const std::vector<std::string> lines = folder.lines("bunch.dat");
-  ASSERT_EQ(lines.size(), 2u);
-  std::string zeros;
-  for (int k = 0; k < 6; ++k) zeros += "   0.00000000000000E+00";
-  EXPECT_EQ(lines[0], "   0.50000000000000E+00" + zeros);
-  EXPECT_EQ(lines[1],
-            "   0.30000000000000E+01   0.40000000000000E+01   0.50000000000000E+01"
-            "   0.51097370482780E+08   0.00000000000000E+00   0.00000000000000E+00"
-            "   0.25000000000000E-11");
 }
 
 }  // namespace

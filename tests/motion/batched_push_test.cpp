@@ -7,30 +7,11 @@
 #include <random>
 
 #include "beam/bunch_record_owner.hpp"
-#include "common/lane_angles.hpp"
 #include "lattice/deck_lattice.hpp"
 #include "motion/pusher_fast.hpp"
 
 namespace tessaron::test {
 namespace {
-
-// Against the C library's, near all multiples of pi/2 as well.
-TEST(LaneAngles, AgreeWithOneAtATimeToTwoUnitsOfTheLastPlace) {
-  std::mt19937 random(3);
-  std::uniform_real_distribution<double> any(-1, 1);
-  for (const double reach : {1e-8, 0.1, 2.0, 30.0, 1e5}) {
-    for (int k = 0; k < 500; ++k) {
-      const double near_quarter = std::round(reach * any(random)) * (two_pi / 4) + 1e-9 * any(random);
-      const Lanes x{reach * any(random), near_quarter, -near_quarter, reach * any(random)};
-      const LaneAngles found = angles_of(x);
-      for (int i = 0; i < lane_count; ++i) {
-        if (!(std::abs(x[i]) < largest_lane_angle)) continue;
-        EXPECT_NEAR(found.sine[i], std::sin(x[i]), 4.5e-16 * std::abs(std::sin(x[i]))) << x[i];
-        EXPECT_NEAR(found.cosine[i], std::cos(x[i]), 4.5e-16 * std::abs(std::cos(x[i]))) << x[i];
-      }
-    }
-  }
-}
 
 struct Tables {
   ParticleTable particle;

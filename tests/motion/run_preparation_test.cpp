@@ -62,32 +62,6 @@ TEST_F(Preparation, PlacesParticlesBeforeTheFirstBoundaryAheadOfThem) {
   EXPECT_EQ(prepared_from_1(), 2);
 }
 
-// An arc of half a turn and more lies on both sides of the lines of its faces.
-TEST_F(Preparation, PlacesParticlesInLongArcs) {
-  for (const double degrees : {150.0, 180.0, 200.0, 270.0, 330.0}) {
-    for (const double r : {1.0, -2.0}) {
-      SCOPED_TRACE(testing::Message() << degrees << ' ' << r);
-      const double turn = radians(degrees), length = std::abs(r) * turn;
-      ASSERT_EQ(read_lattice(filled("{ dipole { position { delta_s=0.5 delta_psi=5 } properties { r=% } "
-                                    "position { delta_s=% delta_psi=-10 } } }",
-                                    {r, length})),
-                ok);
-      for (const double u : {0.0, 0.01, -0.01}) {
-        std::vector<std::array<double, 2>> places = {{0.45, u}};
-        for (const double part : {0.02, 0.3, 0.5, 0.7, 0.98}) {
-          const double angle = part * turn, radius = std::abs(r) + (r > 0 ? u : -u);
-          places.push_back({0.5 + radius * std::sin(angle),
-                            r > 0 ? radius * std::cos(angle) - r : -radius * std::cos(angle) - r});
-        }
-        place(places);
-        ASSERT_EQ(inila2(), ok);
-        EXPECT_EQ(ptlcom.section[1], 1);
-        for (int j = 2; j <= ptlcom.npart; ++j) EXPECT_EQ(ptlcom.section[j], 2) << j << ' ' << u;
-      }
-    }
-  }
-}
-
 TEST_F(Preparation, RefusesAnArcOfAWholeTurn) {
   for (const double degrees : {359.9, 360.0, 400.0}) {
     ASSERT_EQ(read_lattice(filled("{ dipole { position { delta_s=0 } properties { r=3 } "
@@ -158,14 +132,5 @@ TEST_F(Preparation, FindsWhenTheReferenceParticleMeetsTheBoundaries) {
       EXPECT_NEAR(again[j].ct, all[j].ct, 1e-14);
       EXPECT_NEAR(again[j].phi, all[j].phi, 1e-14);
     }
-  }
-}
-
-TEST_F(Preparation, NeedsNeitherParticlesNorBoundaries) {
-  place({});
-  for (const char* block : {"{ dipole { position { delta_s=1 } } }", "{ }"}) {
-    ASSERT_EQ(read_lattice(block), ok);
-    EXPECT_EQ(inila2(), ok);
-    EXPECT_TRUE(latcom.narc == 1 && latcom.curv[1].s == latcom.nlat && latcom.curv[1].r == 0);
   }
 }

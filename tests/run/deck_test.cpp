@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <cerrno>
 #include <string>
 
 #include "common/undefined.hpp"
@@ -68,39 +67,6 @@ TEST_F(Deck, ScannerPartsTheTextIntoTokens) {
   EXPECT_TRUE(folder.exists("missing"));
 }
 
-// The deck is level 1; level10 would be the tenth file inside it.
-TEST_F(Deck, TenLevelsAreOpenAtATime) {
-  for (int level = 1; level <= 8; ++level) {
-    const std::string n = std::to_string(level), next = std::to_string(level + 1);
-    folder.write("level" + n, n + " #file { name = level" + next + " } " + n);
-  }
-  folder.write("level9", "9");
-  open("#file { name = level1 } end");
-  EXPECT_EQ(tokens(), "1|2|3|4|5|6|7|8|9|8|7|6|5|4|3|2|1|end");
-  folder.write("level9", "#file { name = level10 }");
-  open("#file { name = level1 } end");
-  EXPECT_EQ(said_by([&] { EXPECT_EQ(tokens(), "1|2|3|4|5|6|7|8"); }),
-            " error in fiio1: too many files; error in getcmd; error in getcmd");
-}
-
-TEST_F(Deck, BadGlobalCommandsTellTheWholeTrace) {
-  for (const Row& row : {
-           Row{"#nothing", " unknown global command"},
-           {"#file ( name = a }", " io error in getspc, expected:; {"},
-           {"#file { nam = a }", " io error in getspc, expected:; name"},
-           {"#file { name a }", " io error in getspc, expected:; ="},
-           {"#file { name = a b }", " io error in getspc, expected:; }"},
-           {"#file { name = no/such/a }", " error in fiio1: cannot open file"},
-       }) {
-    open(row.deck);
-    EXPECT_EQ(said_by([&] { EXPECT_EQ(tokens(), ""); }), row.expected + "; error in getcmd; error in getcmd");
-  }
-  open("last");
-  EXPECT_EQ(tokens(), "last");
-  EXPECT_EQ(said_by([&] { EXPECT_EQ(tokens(), ""); }),  // the end reads as "exit" once
-            " error in fiio2: no file to close; error in getcmd; error in getcmd");
-}
-
 /// Reads a block of three keys, of which "gamma" is not active.
 KeyTable<3> read_block(Status& status) {
   KeyTable<3> keys({"alpha", "beta", "gamma"});
@@ -123,41 +89,6 @@ TEST_F(Deck, BlocksTakeKeysInAnyOrderAndOverAnyLines) {
   EXPECT_EQ(status, ok);
 }
 
-TEST_F(Deck, BadBlocksSayWhatIsWrong) {
-  const std::string unknown = " error in assign: unknown identifyer",
-                    expected = " io error in getspc, expected:; ";
-  for (const Row& row : {
-           Row{"alpha = 1 }", expected + "{"},
-           {"", expected + "{"},
-           {"{ alpha 1 }", expected + "="},
-           {"{ alpha", expected + "="},
-           {"{ delta = 1 }", unknown},
-           {"{ gamma = 1 }", unknown},  // not active
-           {"{ alpha = 1", unknown},    // the deck's end reads as "exit"
-           {"{ alpha =", unknown},      // the value is "#eof", then comes "exit"
-           {"{ alpha = #file { name = x } }", unknown},
-       }) {
-    open(row.deck);
-    Status status = ok;
-    EXPECT_EQ(said_by([&] { read_block(status); }), row.expected) << row.deck;
-    EXPECT_NE(status, ok);
-  }
-}
-
-TEST_F(Deck, AssignGivesEachKeyItsOwnSlots) {
-  std::array<Key, 3> keys{Key{"pair", 2}, Key{"none", 2}, Key{"wide", 4}};
-  std::array<Value, 3> values;
-  open("{ none pair = 1 } }");
-  ASSERT_EQ(assign(keys, values), ok);
-  EXPECT_TRUE(keys[0].seen && keys[1].seen && !keys[2].seen);
-  EXPECT_EQ(values[0].text, "1");
-  EXPECT_EQ(values[0].kind, TokenKind::word);
-  EXPECT_EQ(values[1].text, "}");
-  EXPECT_EQ(values[1].kind, TokenKind::mark);
-  open("{ wide = 1 2 }");
-  EXPECT_EQ(said_by([&] { EXPECT_EQ(assign(keys, values), failed); }), " error in assign: n2.gt.nuvmax");
-}
-
 TEST_F(Deck, BracedListsHoldAtMostTheirLength) {
   std::array<double, 3> reals{};
   open("{ 1 2.5d0 } {1 2 3} { 1 x 3 }");
@@ -173,21 +104,6 @@ TEST_F(Deck, BracedListsHoldAtMostTheirLength) {
   ASSERT_EQ(getiar(integers), ok);
   EXPECT_EQ(integers, (std::array<std::int32_t, 2>{7, undefined_integer}));
   EXPECT_NE(getiar(integers), ok);
-}
-
-TEST_F(Deck, PositionNamesTheInnermostFileAndLine) {
-  folder.write("inner", "\n\nx y\n");
-  open("a\n\n#file { name = inner }\n\nb");
-  Text<80> token;
-  for (const char* position : {"tessar.in:1", "inner:3", "inner:3", "tessar.in:5", "tessar.in:5"}) {
-    ASSERT_EQ(getcmd(token), ok);
-    EXPECT_EQ(position_text(deck_place()), position);
-  }
-  open("\n#file { name = no/such/file }");
-  (void)said_by([&] { EXPECT_NE(getcmd(token), ok); });
-  EXPECT_EQ(position_text(deck_place()), "tessar.in:2");  // the line that asked for the file
-  EXPECT_EQ(file_trouble().name, "no/such/file");
-  EXPECT_EQ(file_trouble().code, ENOENT);
 }
 
 }  // namespace

@@ -5,7 +5,6 @@
 #include <cerrno>
 #include <string>
 
-#include "common/console.hpp"
 #include "run/deck.hpp"
 #include "run/line_writer.hpp"
 #include "support/capture.hpp"
@@ -45,27 +44,6 @@ TEST_F(FileTab, ElevenDataStreamsAreOpenAtATime) {
   for (const int bad : {19, 31, 0, -5, 1000}) EXPECT_EQ(ficlos(bad), failed);
 }
 
-TEST_F(FileTab, WrittenLinesReadBackAndTheOldContentIsGone) {
-  open("");
-  folder.write("data", "old\ncontent\n");
-  int stream = 0;
-  ASSERT_EQ(fiopno("data", stream), ok);
-  EXPECT_EQ(fiwrite(stream, "lost"), ok);
-  EXPECT_EQ(firewind(stream), ok);
-  EXPECT_EQ(fiwrite(stream, " 1 2"), ok);
-  EXPECT_EQ(fiwrite(stream, ""), ok);
-  EXPECT_EQ(ficlos(stream), ok);
-  EXPECT_EQ(folder.read("data"), " 1 2\n\n");
-  ASSERT_EQ(fiopni("data   ", stream), ok);  // names are blank padded
-  std::string_view line;
-  bool at_end = true;
-  EXPECT_EQ(firead(stream, line, at_end), ok);
-  EXPECT_EQ(line, " 1 2");
-  EXPECT_FALSE(at_end);
-  EXPECT_NE(fiwrite(stream, "x"), ok);  // open for reading
-  EXPECT_EQ(ficlos(stream), ok);
-}
-
 TEST_F(FileTab, DirectoriesArePutAheadOfNames) {
   folder.make_folder("in");
   folder.make_folder("out");
@@ -86,24 +64,6 @@ TEST_F(FileTab, DirectoriesArePutAheadOfNames) {
   EXPECT_EQ(filetab.cudeck, 9);  // both levels are closed
 }
 
-TEST_F(FileTab, LogGetsWhatIsWrittenWhileItIsOpen) {
-  open("{ logfile = first } { logfile = second } { logfile = first }");
-  EXPECT_EQ(said_by([&] {
-              msgout("ahead");
-              ASSERT_EQ(iopath(), ok);
-              msgout("in the first");
-              console_line("console only");
-              ASSERT_EQ(iopath(), ok);
-              msgout("in the second");
-              EXPECT_EQ(folder.read("first"), " in the first\n");  // closed, it keeps what it got
-              ASSERT_EQ(iopath(), ok);                             // named again, it is overwritten
-              msgout("anew");
-            }),
-            " ahead; in the first; console only; in the second; anew");
-  EXPECT_EQ(folder.read("first"), " anew\n");  // there without waiting for the close
-  EXPECT_EQ(folder.read("second"), " in the second\n");
-}
-
 TEST_F(FileTab, MessagesAreCutAndTrimmedAndBegunWithABlank) {
   open("");
   const std::string full(72, 'x');
@@ -117,23 +77,6 @@ TEST_F(FileTab, MessagesAreCutAndTrimmedAndBegunWithABlank) {
               msgout(FreeForm("n =", 3));
             }),
             " " + full + "; abc;   ab;;;;  n = 3");
-}
-
-TEST_F(FileTab, BadIoPathsTellWhatFailed) {
-  folder.make_folder("folder");
-  struct {
-    const char *deck, *lines;
-  } const cases[] = {
-      {"{ nothing = 1 }", " error in assign: unknown identifyer; error in file io"},
-      {"input", " io error in getspc, expected:; {; error in file io"},
-      {"{ logfile = folder }", " error in file io"},
-      {"{ output = no_such_folder logfile = log }", " error in file io"},
-  };
-  for (const auto& c : cases) {
-    open(c.deck);
-    EXPECT_EQ(said_by([] { EXPECT_NE(iopath(), ok); }), c.lines) << c.deck;
-    EXPECT_FALSE(filetab.logopen);
-  }
 }
 
 // A person is told the first failure of a file at once, and what it lacks when it is closed.

@@ -57,12 +57,4 @@ TEST(Progress, TellsHowFarATrackingRunIsOnATerminal) {
   for (const int descriptor : {before, slave, master}) ::close(descriptor);
 }
 
-TEST(Progress, WritesNothingToAFile) {
-  testing::internal::CaptureStderr();
-  progress_start(0, 1);
-  std::this_thread::sleep_for(std::chrono::milliseconds(300));
-  progress_step(0.5);
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
-}
-
 }  // namespace

@@ -106,25 +106,6 @@ TEST(TrackingRuns, AListingThatCannotBeWrittenAndAnUnknownElementAreToldAndPasse
   EXPECT_TRUE(run.told().ends_with("  integrated step error= 0"));
 }
 
-// The length of a single particle is 0: no evaluation can be made, and the run goes on without force. Each
-// stage evaluates at its start, behind its predictor and, where it is the only one, behind its single pass.
-TEST(TrackingRuns, AFailedForceIsToldAndTheRunGoesOn) {
-  const struct {
-    std::string type;
-    int evaluations;  ///< start: 1 or 2; one step: 2, or 2 of the cheap model and 1
-  } cases[] = {{"projected", 3}, {"csr_p_to_p", 5}, {"csr_g_to_m", 5}};
-  for (const auto& c : cases) {
-    const std::string told = told_of({}, "lattice { dipole { position { rho = 9 psi = 0 } } }\n" + bunch +
-                                             "forces { type = " + c.type +
-                                             " sigma_long = relative relative_long = 1 }\n"
-                                             "tracker { end_time_c0 = 0.1 }");
-    EXPECT_EQ(count(told, " error in frcsub (sub-bunch dimensions)"), c.evaluations);
-    EXPECT_EQ(count(told, " error in forcei"), c.evaluations);
-    EXPECT_EQ(count(told, "  with '" + c.type + "' force"), 1);
-    EXPECT_TRUE(told.ends_with("  integrated step error= 0"));
-  }
-}
-
 /// The lines of a run that monitors wrote.
 std::string monitors_told(const ProgramRun& run) {
   auto lines = run.lines();
@@ -186,26 +167,6 @@ TEST(TrackingRuns, AFileThatCannotBeOpenedIsToldAndTheRunGoesOn) {
             "tessaron: monitor file run_0001.dat failed: Is a directory\n"
             "tessaron: monitor file gone/m_0001 failed: No such file or directory\n");
   EXPECT_TRUE(run.orderly());
-}
-
-// A small bunch waits in the buffer, a large one does not: both are told alike.
-TEST(TrackingRuns, AFullDiskIsToldAndWhatWasWrittenStays) {
-  for (const std::size_t particles : {1u, 2000u}) {
-    std::string records = "0 a b c d e f ";
-    for (std::size_t i = 0; i < particles; ++i) records += "0 0 0 5e8 0 0 1e-9\n";
-    const RunFolder folder;
-    const ProgramRun run = folder.run_deck("particles { array = " + records +
-                                           "}\nmonitor { name = ok } monitor { name = /dev/full }");
-    EXPECT_EQ(monitors_told(run),
-              "  monitor=ok                    ctptcl= 0;  monitor=/dev/full             ctptcl= 0;"
-              " error in execution of monitor; error in execution of monitor; error in monitor");
-    EXPECT_NE(run.errors.find("tessaron: " + std::to_string(particles + 1) +
-                              " lines of /dev/full could not be written: No space left on device\n"),
-              std::string::npos)
-        << run.errors;
-    EXPECT_EQ(folder.lines("ok").size(), particles + 1);
-    EXPECT_TRUE(run.orderly());
-  }
 }
 
 }  // namespace

@@ -2,17 +2,17 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <utility>
-#include <vector>
+
+#include "support/gauss.hpp"
+#include "support/hand_orbit.hpp"
 
 /// A brute-force retarded field of a line charge, written apart from the program: own path, own profile, own
-/// adaptive quadrature in long double. The reference of the field library's tests.
+/// quadrature in long double. The reference of the field library's tests.
 namespace retarded {
 
-using Real = long double;
+using namespace tessaron::test;
 using Vec = std::array<Real, 3>;
 
-inline Vec operator+(const Vec& a, const Vec& b) { return {a[0] + b[0], a[1] + b[1], a[2] + b[2]}; }
 inline Vec operator-(const Vec& a, const Vec& b) { return {a[0] - b[0], a[1] - b[1], a[2] - b[2]}; }
 inline Vec operator*(Real w, const Vec& a) { return {w * a[0], w * a[1], w * a[2]}; }
 inline Real dot(const Vec& a, const Vec& b) { return a[0] * b[0] + a[1] * b[1] + a[2] * b[2]; }
@@ -28,22 +28,10 @@ inline constexpr Real coulomb_constant = 8987551787.3665428L;
 /// straight before and behind; the origin may lie on the arc or on either straight.
 struct Path {
   Real curvature, arc_begin, arc_end;
-  /// The point of the arc nearest to the origin: the path is straight from there to the origin.
-  Real anchor() const { return std::min(std::max(0.0L, arc_begin), arc_end); }
-  Vec on_arc(Real s) const {
-    const Real u = s - anchor();
-    if (curvature == 0) return {s, 0, 0};
-    const Real half = std::sin(curvature * u / 2);
-    return {anchor() + std::sin(curvature * u) / curvature, 2 * half * half / curvature, 0};
-  }
-  Vec direction(Real s) const {
-    const Real u = std::min(std::max(s, arc_begin), arc_end) - anchor();
-    return {std::cos(curvature * u), std::sin(curvature * u), 0};
-  }
-  Vec place(Real s) const {
-    const Real t = std::min(std::max(s, arc_begin), arc_end);
-    return on_arc(t) + (s - t) * direction(s);
-  }
+  HandOrbit<Real> orbit{arc_begin,
+                        {{static_cast<double>(arc_end - arc_begin), static_cast<double>(curvature)}}};
+  Vec direction(Real s) const { return {std::cos(orbit.at(s).phi), std::sin(orbit.at(s).phi), 0}; }
+  Vec place(Real s) const { return {orbit.at(s).x, orbit.at(s).y, 0}; }
 };
 
 /// A charge of 1 C with the truncated Gaussian time profile a exp(-u^2/2) - b + d tau^2, u = tau/sigma, that
@@ -103,7 +91,7 @@ class LineCharge {
   }
 
  private:
-  using Sum = std::array<Real, 14>;
+  using Sum = Values<14>;
   static Real clamp(Real x, Real lo, Real hi) { return std::min(std::max(x, lo), hi); }
 
   /// The point s at which the retarded bunch time t - R/c - s/(beta c) equals tau.
@@ -141,71 +129,22 @@ class LineCharge {
         electric[0], electric[1], electric[2], magnetic[0], magnetic[1],       magnetic[2],        a[0], a[1],
         a[2],        a_t[0],      a_t[1],      a_t[2],      lambda / distance, lambda_t / distance};
   }
-  /// Ten-point Gauss-Legendre; one value against the sum of two halves decides on halving.
-  Sum gauss(Real t, const Vec& r, Real lo, Real hi) const {
-    static constexpr std::array<Real, 5> x = {
-        0.148874338981631210884826001129719985L, 0.433395394129247190799265943165784162L,
-        0.679409568299024406234327365114873576L, 0.865063366688984510732096688423493049L,
-        0.973906528517171720077964012084452053L};
-    static constexpr std::array<Real, 5> w = {
-        0.295524224714752870173815619188769256L, 0.269266719309996355091226921569469353L,
-        0.219086362515982043995534934228163192L, 0.149451349150580593145863396957697332L,
-        0.066671344308688137593568809893331793L};
-    const Real mid = (lo + hi) / 2, half = (hi - lo) / 2;
-    Sum sum{};
-    for (std::size_t i = 0; i < 5; ++i) {
-      const Sum a = integrand(t, r, mid - half * x[i]), b = integrand(t, r, mid + half * x[i]);
-      for (std::size_t j = 0; j < sum.size(); ++j) sum[j] += half * w[i] * (a[j] + b[j]);
-    }
-    return sum;
-  }
-  struct Panel {
-    Real lo, hi, error;
-    Sum value;
-    bool operator<(const Panel& other) const { return error < other.error; }
-  };
-  /// A panel by its two halves; the error is that against the whole, of the fields and of phi in units of
-  /// their scales.
-  Panel panel(Real t, const Vec& r, Real lo, Real hi, const std::array<Real, 3>& scale) const {
-    const Real mid = (lo + hi) / 2;
-    const Sum whole = gauss(t, r, lo, hi), left = gauss(t, r, lo, mid), right = gauss(t, r, mid, hi);
-    Panel result{lo, hi, 0, {}};
-    for (std::size_t j = 0; j < whole.size(); ++j) {
-      result.value[j] = left[j] + right[j];
-      const Real size = j < 6 ? scale[0] : j == 12 ? scale[1] : j == 13 ? scale[2] : 0;
-      if (size > 0) result.error = std::max(result.error, std::abs(whole[j] - result.value[j]) / size);
-    }
-    return result;
-  }
-  /// Halves the worst panel until none is worse than the tolerance.
+  /// Each pass finds the scales of the next one, the last one has the tolerance.
   Sum integrate(Real t, const Vec& r, const std::array<Real, 5>& cuts, Real tolerance) const {
-    std::array<Real, 3> scale = {1, 1, 1};
-    std::vector<Panel> panels;
-    Sum total{};
-    // Twice: the first, coarse pass finds the scales.
-    for (const Real goal : {1e-3L, tolerance}) {
-      panels.clear();
+    const auto f = [&](Real s) { return integrand(t, r, s); };
+    Sum total, allowed;
+    allowed.fill(HUGE_VALL);
+    for (const Real next : {1e-3L, tolerance, 0.0L}) {
+      total = {};
       for (std::size_t i = 0; i + 1 < cuts.size(); ++i) {
-        if (cuts[i + 1] > cuts[i]) panels.push_back(panel(t, r, cuts[i], cuts[i + 1], scale));
-      }
-      std::make_heap(panels.begin(), panels.end());
-      for (int step = 0; step < 4000 && !panels.empty(); ++step) {
-        std::pop_heap(panels.begin(), panels.end());
-        const Panel worst = panels.back();
-        panels.pop_back();
-        const Real mid = (worst.lo + worst.hi) / 2;
-        for (const auto& [lo, hi] : {std::pair{worst.lo, mid}, std::pair{mid, worst.hi}}) {
-          panels.push_back(panel(t, r, lo, hi, scale));
-          std::push_heap(panels.begin(), panels.end());
-        }
-        total = {};
-        if (step > 60 && panels.front().error < goal) break;
-      }
-      for (const Panel& p : panels) {
-        for (std::size_t j = 0; j < total.size(); ++j) total[j] += p.value[j];
+        if (!(cuts[i + 1] > cuts[i])) continue;
+        const Sum whole = gauss10<14>(f, cuts[i], cuts[i + 1]);
+        total = total + adaptive(f, cuts[i], cuts[i + 1], allowed, whole);
       }
       const Real fields = std::abs(total[0]) + std::abs(total[1]) + std::abs(total[2]);
-      scale = {fields, std::abs(total[12]), std::abs(total[12]) / profile_.sigma};
+      for (std::size_t j = 0; j < 6; ++j) allowed[j] = next * fields;
+      allowed[12] = next * std::abs(total[12]);
+      allowed[13] = next * std::abs(total[12]) / profile_.sigma;
     }
     return total;
   }

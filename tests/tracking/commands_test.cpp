@@ -25,20 +25,6 @@ struct Commands : Steps {
   WorkingFolder folder_;
 };
 
-TEST_F(Commands, TrackStepTakesAllKeys) {
-  EXPECT_EQ(read(track_step,
-                 "{ steps_tolerance=1d-3 arc_factor=1 increase_factor=1 duty_steps=no ct_step_first=0.3 "
-                 "ct_step_min=0.2 ct_step_max=0.4 error_weight_momentum=0 error_per_ct=0.5 iterative=7 "
-                 "precondition=on }"),
-            ok);
-  const TrackingRecord& t = trkcom;
-  EXPECT_FALSE(t.precondition || t.duty_steps) << "anything but yes is no";
-  EXPECT_EQ(t.maxit, 7);
-  EXPECT_EQ((std::vector{t.error_per_ct, t.error_weight_momentum, t.ct_step_max, t.ct_step_min,
-                         t.ct_step_first, t.increase_factor, t.arc_factor, t.steps_tolerance}),
-            (std::vector{0.5, 0.0, 0.4, 0.2, 0.3, 1.0, 1.0, 1e-3}));
-}
-
 // From the defaults max 0.1, min 0.01, first 0.1.
 TEST_F(Commands, TrackStepKeepsTheBoundsOfTheStepInOrder) {
   struct Case {
@@ -61,48 +47,6 @@ TEST_F(Commands, TrackStepKeepsTheBoundsOfTheStepInOrder) {
               (std::vector{c.max, c.min, c.first}))
         << c.block;
   }
-}
-
-TEST_F(Commands, TrackStepStopsAtTheFirstBadValue) {
-  for (const char* key : {"iterative=0", "iterative=2.0", "error_per_ct=0", "error_weight_momentum=-1",
-                          "ct_step_max=0", "increase_factor=0.99", "arc_factor=0", "arc_factor=1.01"}) {
-    SetUp();
-    EXPECT_NE(read(track_step, std::string("{ precondition=no steps_tolerance=1 ") + key + " }"), ok) << key;
-    EXPECT_EQ(log, Lines{" error in track_step"}) << key;
-    EXPECT_FALSE(trkcom.precondition) << "keys before it have their new values";
-    EXPECT_EQ(trkcom.steps_tolerance, 1e-5) << "keys behind it keep their old ones";
-  }
-}
-
-TEST_F(Commands, TimeGridFilesAreRead) {
-  std::string longest;
-  for (int i = 1; i <= 1999; ++i) longest += std::to_string(i) + "\n";
-  struct Case {
-    std::string file;
-    int ngrid;
-  };
-  for (const Case& c : {Case{"0.5 first\n\n 0.5\n1d0", 3},
-                        {longest, 1999},
-                        {longest + "2000\n", 0},
-                        {"", 0},
-                        {"1\n0.9\n", 0}}) {
-    folder_.write("grid", c.file);
-    EXPECT_EQ(read(track_step, "{ time_grid_file=grid }") == ok, c.ngrid > 0);
-    EXPECT_TRUE(c.ngrid == 0 || c.ngrid == trkcom.ngrid);
-    for (int stream = 20; stream <= 30; ++stream) EXPECT_FALSE(filetab.in_use[stream]);
-  }
-  EXPECT_TRUE(trkcom.use_time_grid);
-  EXPECT_EQ(read(track_step, "{ }"), ok);
-  EXPECT_FALSE(trkcom.use_time_grid) << "each block starts without a grid";
-}
-
-TEST_F(Commands, TrackAccuracyPassesOverWhatItHolds) {
-  EXPECT_EQ(read(track_accuracy, "{ a = { b } ( ] 7 { { } } } next"), ok);
-  Text<80> token;
-  EXPECT_EQ(getcmd(token), ok);
-  EXPECT_TRUE(token == "next");
-  EXPECT_NE(read(track_accuracy, "{ {"), ok);
-  EXPECT_EQ(log.back(), " error in lyrass");
 }
 
 // Markers m at 10 (the first one) and 20; the bunch stands at 3. Nothing is left of the tracker before.
@@ -137,27 +81,21 @@ TEST_F(Commands, EndTimeOfAMarkerGoesBeforeASpanAndASpanBeforeATime) {
   EXPECT_EQ(log, Lines{" error in tracker"});
 }
 
-TEST_F(Commands, ReportShowsTheForceAndTheStepSettings) {
-  ForceSettings none, projected, direct, mesh;
-  projected.force_type = ForceType::projected;
-  projected.shield = direct.shield = 0.02;
-  projected.shield_reach = ShieldReach::bunch;
-  projected.wake_used = true;
-  projected.sigwak = 1e-5;
-  projected.stpwak = 2e-6;
-  projected.n1wak = -50;
-  projected.n2wak = 60;
-  for (int k = 1; k <= 5; ++k) projected.par[k] = k;
-  direct.force_type = ForceType::csr_p_to_p;
-  mesh.force_type = ForceType::csr_g_to_m;
-  mesh.sbox = 0.25;
+// Blocks with every key of the step and many of the forces, and what the report of a run says of them.
+TEST_F(Commands, TheReportShowsWhatTheBlocksOfForceAndStepSaid) {
+  std::string wake = "1e-5\n2e-6\n-50\n60\n";
+  for (int k = -50; k <= 60; ++k) wake += "1\n";
+  folder_.write("wake", wake);
   struct Case {
-    ForceSettings settings;
+    const char* forces;
     Lines lines;
   };
   for (const Case& c :
-       {Case{none, {"  without self force"}},
-        Case{projected,
+       {Case{"{ type=none sigma_long=file sigma_file=nowhere shape=cube shield=-1 }",
+             {"  without self force"}},
+        Case{"{ type=projected sigma_long=1 shield=0.02 shield_reach=bunch wake_file=wake par1=1 par2=2 "
+             "par3=3 "
+             "par4=4 par5=5 shape=cube rintmi=-1 }",
              {"  with 'projected' force + wake", "    shield             = 0.02",
               "    shield_max         = 0.3", "    shield_reach       = bunch",
               "    wake_sigma         = 1e-05", "    wake_step          = 2e-06",
@@ -165,22 +103,35 @@ TEST_F(Commands, ReportShowsTheForceAndTheStepSettings) {
               "    par2               = 2", "    par3               = 3", "    par4               = 4",
               "      csr_field :=csr_field *(1-par4)", "    par5               = 5",
               "      wake_field:=wake_field*(1-par5)"}},
-        Case{direct,
-             {"  with 'csr_p_to_p' force", "  shield               = 0.02", "  shield_max           = 0.3"}},
-        Case{mesh,
+        Case{"{ type=csr_p_to_p sigma_long=1 shield=0.02 shield_max=0.5 }",
+             {"  with 'csr_p_to_p' force", "  shield               = 0.02", "  shield_max           = 0.5"}},
+        Case{"{ type=csr_g_to_m sigma_long=1 shape=ellipsoid sigma_rad=2 sbox=0.25 }",
              {"  with 'csr_g_to_m' force", "  sbox                 = 0.25",
               "  rbox                 = 0.5"}}}) {
-    force_settings_store = c.settings;
-    Lines lines = {"  ct_step_min                   = 0.01", "  ct_step_max                   = 0.1",
-                   "  ct_step_first                 = 0.1",  "  increase_factor               = 2",
-                   "  arc_factor                    = 0.5",  ""};
+    Lines lines = {"  with iterative tracking, maxit= 7",
+                   "  relative step_error/step_time = 0.5",
+                   "  weight of momentum error      = 0",
+                   "  ct_step_min                   = 0.2",
+                   "  ct_step_max                   = 0.4",
+                   "  ct_step_first                 = 0.3",
+                   "  increase_factor               = 3",
+                   "  arc_factor                    = 1",
+                   ""};
     lines.insert(lines.begin(), c.lines.begin(), c.lines.end());
-    ASSERT_EQ(read(track_step, "{ precondition=no iterative=1 duty_steps=no }"), ok);
+    SetUp();
+    ASSERT_EQ(read(force, c.forces), ok);
+    ASSERT_EQ(read(track_step,
+                   "{ steps_tolerance=1d-3 arc_factor=1 increase_factor=3 duty_steps=no ct_step_first=0.3 "
+                   "ct_step_min=0.2 ct_step_max=0.4 error_weight_momentum=0 error_per_ct=0.5 iterative=7 "
+                   "precondition=on }"),
+              ok);
+    EXPECT_EQ(trkcom.steps_tolerance, 1e-3);
     ASSERT_EQ(read(tracker, "{ end_time_c0=5 }"), ok);
     ASSERT_EQ(logged(trkrep), ok);
     log.erase(log.begin(), log.begin() + 3);  // the times
     EXPECT_EQ(log, lines);
   }
+  EXPECT_FALSE(folder_.exists("nowhere")) << "opening it would have made it";
 }
 
 }  // namespace

@@ -53,18 +53,6 @@ TEST_F(StepRule, KeepsToTheOvertakingLengthInAnArc) {
   EXPECT_TRUE(more && !first);
 }
 
-// A step that the time does not feel, or the time at the end, would never get there.
-TEST_F(StepRule, EndsWhereTheStepsAreTooSmall) {
-  for (const double start : {0.0, 10.0}) {
-    for (const double size : {1e-300, 1e-17}) {
-      begin(size, size, 1, start);
-      trkcom_store.ct_step_min = size / 2;
-      EXPECT_EQ(track_to(start + 1).size(), 1u) << start << " " << size;
-      EXPECT_EQ(log.front(), " step is too small to change the time: tracking ends");
-    }
-  }
-}
-
 TEST(StepPlan, EqualsTheSumOfItsSteps) {
   for (const double h : {0.1, 0.05, 1.0 / 3, 0.0012, 0.007, 3e-5, 0.5}) {
     for (const double factor : {1.0, 1.01, 1.3, 2.0, 1e200}) {
@@ -81,15 +69,6 @@ TEST(StepPlan, EqualsTheSumOfItsSteps) {
       }
     }
   }
-}
-
-TEST(StepPlan, OfVeryManyStepsIsFoundAtOnce) {
-  for (const double factor : {1.0, 1 + 1e-15, 1 + 1e-9, 1 + 1e-6, 1.5}) {
-    const StepPlan plan = plan_steps(1e-9, factor, 1e-3, 1e3);
-    EXPECT_GE(plan.sum, 1e3);
-    EXPECT_LE(plan.sum, 1e3 + plan.last * (1 + 1e-6)) << factor;
-  }
-  EXPECT_EQ(plan_steps(1e-300, 1, 1e-300, 1).sum, 1);
 }
 
 struct Duty : Steps {
@@ -141,27 +120,6 @@ TEST_F(Duty, StopsLieAheadOfTheHeadAndBehindTheTail) {
   EXPECT_EQ(step_control.duty_time, 1e300);
 }
 
-// As closely as the time resolves, however far from zero it is.
-TEST_F(Duty, StopsOfASingleParticleStandOnBothSidesOfEachBoundary) {
-  for (int k = 0; k < 200; ++k) {
-    for (const double start : {0.0, 1e6}) {
-      const double p = k % 2 == 0 ? 1e4 : 3, phi = k % 3 == 0 ? 0 : 0.3;
-      place({1, 2.1, 3.7}, {0.001 * k}, p);
-      ptlcom_store.particle[1].phi = phi;
-      ptlcom_store.ctptcl = start;
-      const std::vector<double> times = stops(start + 5);
-      for (const double boundary : {1.0, 2.1, 3.7}) {
-        const double crossing = start + (boundary - 0.001 * k) / (p / std::hypot(p, 1) * std::cos(phi));
-        const auto within = [&](double from, double to) {
-          return std::ranges::count_if(times, [&](double t) { return t > from && t < to; });
-        };
-        EXPECT_EQ(within(crossing - 4e-9, crossing), 1) << k << " " << start << " " << boundary;
-        EXPECT_EQ(within(crossing, crossing + 4e-9), 1) << k << " " << start << " " << boundary;
-      }
-    }
-  }
-}
-
 // A particle beyond 90 degrees of elevation flies back, so that the next boundary lies in its past; particles
 // that stand still are expected for ever. Neither may hold up the run.
 TEST_F(Duty, LostParticlesHoldUpNothing) {
@@ -183,43 +141,6 @@ TEST_F(Duty, LostParticlesHoldUpNothing) {
   });
   EXPECT_EQ(at_stop, 2);
   EXPECT_EQ(next, 50);
-}
-
-TEST_F(Duty, NextIsTheFirstBoundaryThatAParticleCanReach) {
-  const auto next = [this](std::initializer_list<double> boundary, const std::vector<double>& particles,
-                           const std::vector<int>& flags, const std::vector<int>& lost) {
-    place(boundary, particles, 1e9);
-    for (const int i : flags) latcom_store.duty[i] = false;
-    for (const int i : lost) ptlcom_store.particle[i].phi = pi;  // they fly backward
-    const DutyState d = next_duty();
-    return d.have ? std::vector<double>{1.0 * d.dfirst, 1.0 * d.dlast, d.tmin, d.tmax}
-                  : std::vector<double>{};
-  };
-  expect_near(next({1, 2, 3, 4}, {0.1, 0.5}, {1, 3, 4}, {}), {2, 2, 1.5, 1.9}, 1e-12);
-  expect_near(next({1, 2, 3, 4}, {0.1, 3.5}, {1, 3, 4}, {}), {2, 4, 1.9, 1.9}, 1e-12);  // astride
-  expect_near(next({1, 2, 3, 4}, {2.5, 3.5}, {1, 3, 4}, {}), {}, 0);                    // all behind it
-  expect_near(next({1, 2}, {0.1, 0.2, 1.5}, {}, {2}), {1, 2, 0.9, 0.9}, 1e-12);
-  expect_near(next({1, 2}, {0.1, 0.2, 1.5}, {}, {1, 2}), {2, 2, 0.5, 0.5}, 1e-12);
-  expect_near(next({}, {0}, {}, {}), {}, 0);  // no lattice
-}
-
-TEST_F(StepRule, FollowsATimeGridUpToTheEndTimeHoweverSmallTheTolerance) {
-  struct Case {
-    double end, tolerance;
-    std::vector<double> times;
-  };
-  for (const Case& c :
-       {Case{0.6, 1e-5, {0.1, 0.3}}, {5, 1e-5, {0.1, 0.3, 0.7}}, {5, 1e-300, {0.1, 0.3, 0.300001, 0.7}}}) {
-    SetUp();
-    trkcom_store.use_time_grid = true;
-    trkcom_store.steps_tolerance = c.tolerance;
-    for (const double ct : {-1.0, 0.1, 0.1, 0.3, 0.300001, 0.7}) {
-      trkcom_store.grid[++trkcom_store.ngrid] = ct;
-    }
-    expect_near(times_to(c.end), c.times, 0);
-    EXPECT_EQ(log.front(), "  ctstep= 0.10000 ---> ct=   0.10000   (steps_file)");
-    EXPECT_FALSE(step_control.duty_now);
-  }
 }
 
 }  // namespace

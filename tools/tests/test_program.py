@@ -9,7 +9,6 @@ import pytest
 from conftest import ROOT, assert_same
 from test_check import DECK, ERROR, MISTAKES
 
-from tessaron.beam import analyse
 from tessaron.files import outputs
 from tessaron.files.bunchfiles import read_bunch, write_bunch
 from tessaron.check.walk import check_deck, walk_deck
@@ -105,26 +104,3 @@ def test_a_quiet_start_lowers_the_noise_of_the_csr_force(tmp_path, program):
     assert quiet_few < 0.1 * random_few and quiet_many < 0.03 * random_many
     assert 1.5 < random_few / random_many < 6  # 3 on average
     assert 6 < quiet_few / quiet_many < 15  # 9
-
-
-def test_the_example_compresses_its_bunch(tmp_path, program):
-    """The benchmark chicane with few particles against the closed form of its path."""
-    import chicane
-
-    script = ROOT / "examples/bunch_compressor/run.py"
-    result = subprocess.run([sys.executable, script, "--program", program, "--workdir", tmp_path, "--particles", "2000", "--type", "none"],
-                            capture_output=True, text=True, timeout=300)
-    assert result.returncode == 0, result.stderr
-    start, end = (read_bunch(tmp_path / "none" / name, "fmt1") for name in ("start.dat", "end.dat"))
-    fit = analyse.fit_path_length(start, end)
-    assert fit.r56 == pytest.approx(chicane.r56(), rel=1e-4)
-    assert fit.t566 == pytest.approx(chicane.t566(), rel=1e-2)
-    behind = -start.local().s + chicane.path(start.momentum / start.momentum[0])
-    assert analyse.summary(end).length == pytest.approx(np.std(behind), rel=2e-3)
-    assert analyse.summary(start).length == pytest.approx(200e-6, rel=5e-3)
-    # inside the bends and the chicane nothing happens to the emittance once dispersion is taken out
-    orbit = read_orbit(tmp_path / "none" / "latout.dat")
-    free = [analyse.summary(*on_orbit(bunch, orbit)[:1], orbit=on_orbit(bunch, orbit)[1]).horizontal.emittance_free
-            for bunch in (read_bunch(path, "fmt2") for path in (tmp_path / "none").glob("way_*.dat"))]
-    assert len(free) >= 8 and free == pytest.approx([1e-6] * len(free), rel=5e-3)
-    assert (tmp_path / "compression.png").exists() and "R56 measured" in result.stdout

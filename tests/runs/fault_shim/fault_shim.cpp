@@ -83,20 +83,9 @@ int open(const char* path, int flags, ...) {
   va_end(arguments);
   return open_file(path, flags, mode);
 }
-int open64(const char* path, int flags, ...) {
-  va_list arguments;
-  va_start(arguments, flags);
-  const unsigned mode = mode_of(flags, arguments);
-  va_end(arguments);
-  return open_file(path, flags, mode);
-}
 
 int ftruncate(int descriptor, off_t size) noexcept { return cut_file(descriptor, size); }
-int ftruncate64(int descriptor, off64_t size) noexcept { return cut_file(descriptor, size); }
 off_t lseek(int descriptor, off_t offset, int whence) noexcept {
-  return seek_file(descriptor, offset, whence);
-}
-off64_t lseek64(int descriptor, off64_t offset, int whence) noexcept {
   return seek_file(descriptor, offset, whence);
 }
 }
