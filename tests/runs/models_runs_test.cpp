@@ -75,6 +75,8 @@ TEST(ModelRuns, CsrPToPIsPreconditionedAndWritesItsTestFile) {
   EXPECT_NE(column(lines, 3)[5], 0);
   const auto orbit = folder.lines("orbit.dat");  // its header holds the sizes of the current forces
   for (const int k : {8, 9, 10}) EXPECT_NEAR(column(orbit, k).at(0), (11 - k) * 1e-5, 1e-19);
+  EXPECT_NE(column(orbit, 9)[5], 0);
+  EXPECT_EQ(column(orbit, 10)[5], 0);  // no force out of the plane
 }
 
 // Two columns of 20 corners, then the sections of the path: the straight line before the arc, the arc's start

@@ -20,6 +20,7 @@ inline Vec cross(const Vec& a, const Vec& b) {
   return {a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2], a[0] * b[1] - a[1] * b[0]};
 }
 inline Real norm(const Vec& a) { return std::sqrt(dot(a, a)); }
+inline Real distance(const Vec& a, const Vec& b) { return norm(a - b); }
 
 inline constexpr Real c = 299792458.0L;
 inline constexpr Real coulomb_constant = 8987551787.3665428L;
@@ -61,6 +62,8 @@ struct Profile {
 struct Field {
   Vec e, cb, a, a_t;
   Real phi, phi_t;
+  /// On a charge of this velocity, in units of c.
+  Vec force(const Vec& velocity) const { return e + cross(velocity, cb); }
 };
 
 /// All slots of the field at the place r and the time t, as integrals over the source point s of the retarded
