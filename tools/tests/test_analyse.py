@@ -50,14 +50,6 @@ def test_energy_change_particle_by_particle():
     assert change.mean == pytest.approx(-2e3, rel=1e-6) and change.rms == pytest.approx(1e3, rel=1e-6)
 
 
-def test_a_series_is_sorted_and_tells_the_loss():
-    late, early = four_corners(), four_corners()
-    late.ct = 3.0
-    late.reference[3] -= 5e4
-    columns = analyse.series([late, early])
-    assert list(columns["ct"]) == [0, 3] and columns["loss"] == pytest.approx([0, 5e4], rel=1e-6)
-
-
 def test_one_particle_has_numbers_too():
     result = analyse.summary(Bunch(0, np.array([0, 0, 0, 1e9, 0, 0]), np.zeros((6, 1)), np.array([1e-9])))
     assert result.length == 0 and result.horizontal.emittance == 0 and np.isfinite(result.peak_current)

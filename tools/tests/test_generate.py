@@ -9,7 +9,7 @@ import pytest
 from tessaron.beam.analyse import fit_path_length, slice_moments, summary
 from tessaron.constants import REST_ENERGY
 from tessaron.beam.generate import BunchRequest, Plane, chirp_of_spread, make_bunch
-from tessaron.beam.sampling import PROFILES, longitudinal, radical_inverse, uniform_points
+from tessaron.beam.sampling import PROFILES, longitudinal, uniform_points
 
 N = 20000
 RANDOM_BOUND, QUIET_BOUND = 4 / np.sqrt(2 * N), 0.002
@@ -41,11 +41,6 @@ def test_twiss_hold_where_they_are_asked_for():
     bunch.offsets[1] += 3.0 * bunch.offsets[4] / bunch.px
     plane = summary(bunch).horizontal
     assert (plane.beta, plane.alpha) == (pytest.approx(40, rel=5e-3), pytest.approx(2.6, rel=5e-3))
-
-
-def test_sizes_in_place_of_twiss_parameters():
-    plane = summary(make_bunch(request(vertical=Plane(sizes=(3e-5, 2e-6))))).vertical
-    assert (plane.size, plane.angle) == (pytest.approx(3e-5, rel=QUIET_BOUND), pytest.approx(2e-6, rel=QUIET_BOUND))
 
 
 def test_the_chirp_is_a_cubic_of_the_distance_behind():
@@ -85,17 +80,6 @@ def test_a_quiet_start_lowers_the_shot_noise(profile):
 
     assert noise(False) == pytest.approx(1, abs=0.5)
     assert noise(True) < 0.03
-
-
-def test_the_same_seed_makes_the_same_bunch_and_another_one_another():
-    one, same, other = (make_bunch(request(quiet=False, seed=seed)) for seed in (3, 3, 4))
-    assert np.array_equal(one.offsets, same.offsets) and not np.array_equal(one.offsets, other.offsets)
-
-
-def test_radical_inverses_by_hand():
-    # 1..6 in base 2: 1, 10, 11, 100, 101, 110 mirrored at the point; 1..4 in base 3: 1, 2, 10, 11
-    np.testing.assert_array_equal(radical_inverse(np.arange(1, 7), 2), [0.5, 0.25, 0.75, 0.125, 0.625, 0.375])
-    np.testing.assert_allclose(radical_inverse(np.arange(1, 5), 3), [1 / 3, 2 / 3, 1 / 9, 4 / 9], rtol=1e-15)
 
 
 @pytest.mark.parametrize("change", [{"particles": 1}, {"particles": 300001}, {"energy": REST_ENERGY}, {"length": 0.0},

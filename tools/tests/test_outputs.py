@@ -5,7 +5,6 @@ import pytest
 from tessaron.files import outputs
 from tessaron.constants import REST_ENERGY
 from tessaron.pictures.greenmesh import crossings, extent, inside, mesh_lines, wavefront_zones
-from tessaron.files.runlog import read_log
 
 LATOUT = """ ------------------------------------------------
  i= 1   marker= in   duty= T
@@ -141,14 +140,3 @@ def test_green_files(tmp_path):
     (tmp_path / "g").write_text("\n".join(lines[:30]))
     with pytest.raises(ValueError, match="not a mesh file"):
         outputs.read_green(tmp_path / "g")
-
-
-def test_a_log(tmp_path):
-    (tmp_path / "log").write_text(
-        " Tessaron\n start time           = 0\n tracking to end_time = 2\n weight of momentum error      = 1\n\n ctstep= 0.10000 ---> ct=   0.10000\n"
-        " --- duty -------------- 1\n ctstep= 1.90000 ---> ct=   2.00000   (steps_file)\n error in forcei\n ctstep= 0.00000 ---> ct=   2.00000\n"
-        " integrated step error= 0.25\n warning: unknown marker for online_monitor\n")
-    log = read_log(tmp_path / "log")
-    assert (log.steps, log.duty_stops, log.last_ct, log.integrated_errors) == (2, 1, 2.0, [0.25])
-    assert log.troubles == [(9, "error in forcei"), (12, "warning: unknown marker for online_monitor")]
-    assert len(log.settings) == 1 and len(log.settings[0]) == 3

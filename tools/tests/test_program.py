@@ -84,14 +84,6 @@ def test_the_program_fails_where_the_check_says_so(tmp_path, program, old, new, 
     assert re.search(r"^ (io )?error|unknown global command", console, re.MULTILINE), console[-600:]
 
 
-def test_a_good_deck_runs_without_trouble(tmp_path, program):
-    write_bunch(tmp_path / "bunch.dat", make_bunch(BunchRequest(2000, 1e9, 1e-9, 1e-4)), "fmt1")
-    console = run(program, tmp_path, DECK.replace("projected", "none"))
-    assert "error in" not in console and "warning" not in console
-    steps = outputs.read_steps(tmp_path / "s.dat")
-    assert steps.ct[-1] == pytest.approx(walk_deck(tmp_path / "tessar.in").beam.ct, rel=1e-6) and steps.duty.any()
-
-
 def test_a_quiet_start_lowers_the_noise_of_the_csr_force(tmp_path, program):
     """The force in an arc as the program writes it: random noise falls with the root of N, that of a quiet start with N."""
     script = ROOT / "examples/quiet_start/run.py"

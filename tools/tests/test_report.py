@@ -119,12 +119,6 @@ def test_a_failed_run_has_a_report_and_a_status(tmp_path, capsys):
     assert main(["report", str(tmp_path / "nowhere")]) == 1 and "no tessar.in" in capsys.readouterr().err
 
 
-def test_a_run_that_fails_ends_with_a_status(tmp_path, program, capsys):
-    (tmp_path / "tessar.in").write_text("lattice { dipol { } }\n")
-    assert main(["run", str(tmp_path), "--program", str(program)]) == 1
-    assert "stopped at tessar.in:1" in capsys.readouterr().out and (tmp_path / "console.txt").stat().st_size > 0
-
-
 def test_a_browser_shows_it(page, tmp_path):
     browser = shutil.which("chromium") or shutil.which("chromium-browser")
     if browser is None:
