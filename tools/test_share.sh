@@ -6,4 +6,5 @@ lines() { grep -E '\.(cpp|hpp|c|py|sh)$' | xargs -r cat | grep -cvE '^[[:space:]
 is_test='^tests/|^tools/tests/|(^|/)test_[^/]*\.py$'
 code=$(git ls-files src tools bench | grep -vE "$is_test" | lines)
 tests=$(git ls-files | grep -E "$is_test" | lines)
-echo "code $code lines, tests $tests lines: $((100 * tests / code)) %"
+permille=$((1000 * tests / code))
+echo "code $code lines, tests $tests lines: $((permille / 10)).$((permille % 10)) %"

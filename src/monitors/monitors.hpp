@@ -38,7 +38,7 @@ struct Monitor {
   Text<80> start_marker, end_marker;
 };
 inline constexpr int maxmon = 10;
-/// Owner: beam/monitor*.cpp.
+/// Owner: monitors/.
 struct MonitorTable {
   Table<Monitor, maxmon> entry;
 };

@@ -11,7 +11,7 @@ enum class DutyPhase : std::int32_t {
   behind = 2,  ///< behind the tail's passage
 };
 
-/// Step control, kept between the calls of `trkstp`. Owner: tracking/trkstp.cpp.
+/// Step control, kept between the calls of `trkstp`. Owner: tracking/step_control.cpp.
 struct StepControl {
   double last_ctstep = 0;    ///< size of the step chosen last [m]
   double duty_time = 1e300;  ///< time of the next duty stop, 1e300 if there is none
