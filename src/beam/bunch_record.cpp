@@ -6,15 +6,15 @@
 namespace tessaron {
 
 namespace {
-constinit ParticleTable particles{};
-constinit SectionTable sections{};
+constinit ParticleTable first_particles{};
+constinit SectionTable first_sections{};
 constinit FlagTable source_flags{}, test_flags{};
 }  // namespace
 
-constinit ParticleRecord ptlcom_store{.particle = TableSlot(particles),
+constinit ParticleRecord ptlcom_store{.particle = TableSlot(first_particles),
                                       .source = TableSlot(source_flags),
                                       .test = TableSlot(test_flags),
-                                      .section = TableSlot(sections)};
+                                      .section = TableSlot(first_sections)};
 const ParticleRecord& ptlcom = ptlcom_store;
 
 MovingBunch ptlmov() { return {ptlcom_store.particle, ptlcom_store.section, ptlcom_store.ctptcl}; }

@@ -45,7 +45,8 @@ def test_check_tells_its_verdict_as_status(tmp_path):
 
 
 @pytest.mark.parametrize("arguments, words", [
-    ("analyse nowhere.dat", "nowhere.dat"),
+    ("analyse nowhere.dat", "nowhere.dat"), ("make-bunch b.dat --chirp -3.6e1 --charge -1e-9 -n 1", "at least 2 particles"),
+    ("convert steps.dat ./steps.dat", "is the file that is read"),
     ("make-bunch b.dat -n 1", "at least 2 particles"),
     ("make-bunch b.dat --energy 1e9 --momentum 1e9", "--momentum and --energy exclude each other"),
     ("make-bunch b.dat --size 1 1 --beta 1 1", "--size and --beta exclude each other"),

@@ -6,6 +6,7 @@ Every subcommand is a module of this folder: its docstring is the help, `options
 from __future__ import annotations
 
 import argparse
+import re
 import sys
 from importlib import import_module
 
@@ -32,6 +33,10 @@ PACKAGES = {"numpy": "python3-numpy", "matplotlib": "python3-matplotlib", "h5py"
             "distributed": "python3-distributed", "mpi4py": "python3-mpi4py", "tomli": "python3-tomli", "lark": "python3-lark"}
 
 
+# What begins with a minus and is no option: argparse's own pattern knows neither exponents nor lists.
+NEGATIVE = re.compile(r"-(\d+\.?\d*|\.\d+)([eE][-+]?\d+)?(,.*)?$")
+
+
 def build_parser() -> argparse.ArgumentParser:
     """All subcommands with their help. Importing this needs nothing but the standard library."""
     parser = argparse.ArgumentParser(
@@ -41,11 +46,13 @@ def build_parser() -> argparse.ArgumentParser:
     parser.add_argument("--bash-completion", action=PrintCompletion, help="print the completion for bash, to be sourced, and end")
     parser.add_argument("--traceback", action="store_true", help="show where in the tools an error was met")
     subparsers = parser.add_subparsers(dest="command", metavar="COMMAND", required=True)
+    parser._negative_number_matcher = NEGATIVE
     for name in SUBCOMMANDS:
         command = import_module("." + name.replace("-", "_"), __package__)
         title, _, description = (command.__doc__ or name).partition("\n")
         sub = subparsers.add_parser(name, help=title.rstrip("."), description=description.strip() or title,
                                     formatter_class=argparse.ArgumentDefaultsHelpFormatter)
+        sub._negative_number_matcher = NEGATIVE
         command.options(sub)
         sub.set_defaults(run=command.run)
     return parser

@@ -9,6 +9,7 @@ from __future__ import annotations
 
 import sys
 from argparse import ArgumentParser, Namespace
+from pathlib import Path
 from typing import TYPE_CHECKING
 
 from .common import OUT_FORMATS, TEXT_FORMATS, note_given, refuse_without
@@ -53,6 +54,8 @@ def options(parser: ArgumentParser) -> None:
 def run(options: Namespace) -> None:
     from ..files import convert as formats
 
+    if Path(options.output).exists() and Path(options.input).exists() and Path(options.output).samefile(options.input):
+        raise ValueError(f"{options.output}: is the file that is read")
     source, target = formats.format_of(options.input, options.source), formats.format_to_write(options.output, options.to)
     refuse_without(options, "beam-axis", source == "csv", "on a file that is not CSV")
     refuse_without(options, "deck", options.at_marker is not None or target == "sdds", "without --at-marker, or an SDDS file to write")

@@ -90,6 +90,8 @@ def drift(numbers: Numbers) -> Element:
 
 def monitor(numbers: Numbers) -> Element:
     """A drift, or where it has no length a marker."""
+    if numbers.length:
+        numbers.remarks.append("has a length and becomes a drift: no marker keeps its name")
     return Drift(numbers.length) if numbers.length else Marker()
 
 

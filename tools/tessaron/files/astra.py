@@ -52,7 +52,7 @@ def read_astra(path: str | Path) -> tuple[Bunch, str]:
     reference[_ROWS] = np.where(np.isin(range(6), _RELATIVE), origin + first, first)
     offsets[_ROWS] = rows - first[:, None]
     passive = np.isin(status, (0, 1))
-    charge = np.where(passive, 0.0, np.abs(table[:, 7]) * 1e-9)[~lost]
+    charge = np.where(passive, 0.0, np.abs(table[:, 7]) / 1e9)[~lost]
     told = [f"{lost.sum()} lost particles (status {', '.join(map(str, np.unique(status[lost])[::-1][:5]))}) left out"] if lost.any() else []
     told += [f"{(passive & ~lost).sum()} passive particles (status 0 or 1) without charge"] if (passive & ~lost).any() else []
     return Bunch(table[0, 6] * 1e-9 * SPEED_OF_LIGHT, reference, offsets, charge), "; ".join(told)
@@ -66,10 +66,18 @@ def write_astra(path: str | Path, bunch: Bunch) -> None:
     rows[:, 0] = bunch.reference[_ROWS]
     clock = np.zeros(len(bunch))
     clock[0] = bunch.ct / SPEED_OF_LIGHT * 1e9
-    table = np.vstack([rows, clock, -np.abs(bunch.charge) * 1e9]).T
+    table = np.vstack([rows, clock, -_nanocoulomb(np.abs(bunch.charge))]).T
     line = " %23.16E" * 8 + f"{ELECTRON:4d}{NORMAL:4d}\n"
     with open(path, "w") as file:
         file.writelines(line % tuple(values) for values in table.tolist())
+
+
+def _nanocoulomb(charge: np.ndarray) -> np.ndarray:
+    """Charges [C] in the numbers of nC that are read back to the same digits: rounded up or down by one where that is nearer."""
+    best = charge * 1e9
+    for neighbour in (np.nextafter(best, 0), np.nextafter(best, np.inf)):
+        best = np.where((best / 1e9 != charge) & (neighbour / 1e9 == charge), neighbour, best)
+    return best
 
 
 def looks_like_astra(lines: list[list[str]]) -> bool:
