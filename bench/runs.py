@@ -61,10 +61,10 @@ def write_chirped(path, n):
     path.write_text("\n".join(lines) + "\n")
 
 
-def write_bunch(path, n):
-    """n particles at 500 MeV, 1 nC, 0.1 mm rms along and 0.05 mm across, in the middle of the arc."""
+def write_bunch(path, n, x=1.5):
+    """n particles at 500 MeV, 1 nC, 0.1 mm rms along and 0.05 mm across, the reference particle at x [m]."""
     rng = random.Random(1)
-    lines = ["1.5 0 0 0 0 0 0", f"1.5 0 0 5e8 0 0 {1e-9 / n}"]
+    lines = ["1.5 0 0 0 0 0 0", f"{x} 0 0 5e8 0 0 {1e-9 / n}"]
     for _ in range(n - 1):
         lines.append(f"{1e-4 * rng.gauss(0, 1)} {5e-5 * rng.gauss(0, 1)} 0 {1e5 * rng.gauss(0, 1)} "
                      f"{1e3 * rng.gauss(0, 1)} 0 {1e-9 / n}")

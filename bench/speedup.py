@@ -8,11 +8,12 @@ one process.
 """
 import argparse
 import pathlib
-import random
 import statistics
 import subprocess
 import tempfile
 import time
+
+from runs import write_bunch
 
 # force type: particles
 CASES = {"csr_p_to_p": 800, "csr_p_to_m": 1000, "csr_g_to_p": 6000, "csr_g_to_m": 60000}
@@ -24,16 +25,6 @@ forces {{ type = {type} sigma_long = 5e-5 shape = ellipsoid sigma_rad = 5e-5 sig
 track_step {{ precondition = no iterative = 1 ct_step_max = 0.1 ct_step_first = 0.1 duty_steps = no arc_factor = 1 }}
 tracker {{ delta_time_c0 = 0.2 }}
 """
-
-
-def write_bunch(path, n):
-    """n particles at 500 MeV, 1 nC, 0.1 mm rms along and 0.05 mm across, in the middle of the arc."""
-    rng = random.Random(1)
-    lines = ["1.5 0 0 0 0 0 0", f"1.0 0 0 5e8 0 0 {1e-9 / n}"]
-    for _ in range(n - 1):
-        lines.append(f"{1e-4 * rng.gauss(0, 1)} {5e-5 * rng.gauss(0, 1)} 0 {1e5 * rng.gauss(0, 1)} "
-                     f"{1e3 * rng.gauss(0, 1)} 0 {1e-9 / n}")
-    path.write_text("\n".join(lines) + "\n")
 
 
 def run_time(program, processes, folder):
@@ -56,7 +47,7 @@ def main():
     with tempfile.TemporaryDirectory() as name:
         folder = pathlib.Path(name)
         for force, particles in CASES.items():
-            write_bunch(folder / "bunch.dat", particles)
+            write_bunch(folder / "bunch.dat", particles, x=1.0)
             (folder / "tessar.in").write_text(DECK.format(type=force))
             one, ratio = [], []
             for _ in range(options.repeat):

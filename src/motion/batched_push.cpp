@@ -150,23 +150,6 @@ TESSARON_LANES_INLINE LaneAngles near(const Lanes& angle, const Lanes& base, con
           at_base.cosine - (at_base.cosine * v + at_base.sine * s)};
 }
 
-/// (X + iZ)^n, the exact integer power.
-TESSARON_LANES_INLINE void integer_power(Lanes& X, Lanes& Z, std::int32_t n) {
-  Lanes re = lanes_of(1), im = lanes_of(0), a = X, b = Z;
-  for (; n > 0; n /= 2) {
-    if (n % 2 == 1) {
-      const Lanes next = re * a - im * b;
-      im = re * b + im * a;
-      re = next;
-    }
-    const Lanes square = a * a - b * b;
-    b = 2.0 * a * b;
-    a = square;
-  }
-  X = re;
-  Z = im;
-}
-
 /// A multipole: `plane_rates` for a force along the motion.
 template <bool with_force, Momenta momenta>
 TESSARON_LANES_INLINE void multipole(const BatchSection& s, const Batch& batch, int nstep, LaneCoordinates& y,
@@ -180,7 +163,7 @@ TESSARON_LANES_INLINE void multipole(const BatchSection& s, const Batch& batch, 
         const LaneSpeed v = with_force ? speed<momenta>(at.p) : start;
         const LaneAngles phi = near(at.phi, phi_base, phi0), theta = near(at.theta, theta_base, theta0);
         Lanes X = (at.y - c.y0) * c.cos_Theta - (at.x - c.x0) * c.sin_Theta, Z = at.z - c.z0;
-        if (c.order > 2) integer_power(X, Z, c.order - 1);
+        if (c.order > 2) raise_to_power(X, Z, c.order - 1);
         const Lanes Wr = X * gr - Z * gi, Wi = X * gi + Z * gr;
         const Lanes sin_d = c.sin_Theta * phi.cosine - c.cos_Theta * phi.sine;
         const Lanes cos_d = c.cos_Theta * phi.cosine + c.sin_Theta * phi.sine;
