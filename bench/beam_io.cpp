@@ -12,7 +12,7 @@
 #include "common/console.hpp"
 #include "monitors/monitors.hpp"
 #include "run/deck.hpp"
-#include "run/file_table.hpp"
+#include "run/files/file_table.hpp"
 
 namespace tessaron {
 namespace {

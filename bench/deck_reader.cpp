@@ -8,7 +8,7 @@
 
 #include "common/freeform.hpp"
 #include "run/deck.hpp"
-#include "run/file_table.hpp"
+#include "run/files/file_table.hpp"
 
 /// The way of a particle file through the deck reader: 300000 records of seven numbers.
 namespace {

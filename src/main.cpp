@@ -1,4 +1,4 @@
-#include "common/chunks.hpp"
+#include "common/cores/chunks.hpp"
 #include "driver/driver.hpp"
 
 int main(int argc, char** argv) {

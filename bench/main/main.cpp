@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "common/chunks.hpp"
+#include "common/cores/chunks.hpp"
 
 /// Runs the benchmarks of a program with the threads that the program itself would have: OMP_NUM_THREADS of
 /// them.

@@ -1,7 +1,7 @@
 #include <cmath>
 
 #include "beam/particles.hpp"
-#include "common/chunks.hpp"
+#include "common/cores/chunks.hpp"
 
 namespace tessaron {
 

@@ -8,7 +8,7 @@
 #include <cerrno>
 #include <cstdlib>
 
-#include "common/chunks.hpp"
+#include "common/cores/chunks.hpp"
 #include "common/end_request.hpp"
 
 namespace tessaron {

@@ -16,7 +16,7 @@
 #include "motion/run_preparation.hpp"
 #include "run/deck.hpp"
 #include "run/diagnosis.hpp"
-#include "run/file_table.hpp"
+#include "run/files/file_table.hpp"
 #include "run/line_writer.hpp"
 #include "run/progress.hpp"
 #include "tracking/force_watch.hpp"

@@ -3,8 +3,8 @@
 
 #include "common/freeform.hpp"
 #include "forces/block_files.hpp"
+#include "forces/fields/image_cost.hpp"
 #include "forces/force_settings_owner.hpp"
-#include "forces/image_cost.hpp"
 #include "run/block_values.hpp"
 #include "run/line_writer.hpp"
 

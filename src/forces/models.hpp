@@ -1,8 +1,8 @@
 #pragma once
 #include "beam/bunch_record.hpp"
 #include "beam/force_table.hpp"
+#include "forces/fields/source_fields.hpp"
 #include "forces/force_settings.hpp"
-#include "forces/source_fields.hpp"
 
 namespace tessaron {
 

@@ -2,7 +2,7 @@
 
 #include "forces/block_files.hpp"
 #include "forces/force_settings_owner.hpp"
-#include "run/data_file.hpp"
+#include "run/files/data_file.hpp"
 #include "run/line_writer.hpp"
 
 namespace tessaron {

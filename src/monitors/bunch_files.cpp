@@ -10,7 +10,7 @@
 #include "lattice/arc_position.hpp"
 #include "monitors/monitor_records.hpp"
 #include "run/diagnosis.hpp"
-#include "run/file_table.hpp"
+#include "run/files/file_table.hpp"
 #include "run/line_writer.hpp"
 #include "tracking/tracking_record.hpp"
 

@@ -1,6 +1,6 @@
 #include "common/freeform.hpp"
 #include "monitors/monitor_records.hpp"
-#include "run/file_table.hpp"
+#include "run/files/file_table.hpp"
 
 namespace tessaron {
 

@@ -6,7 +6,7 @@
 #include "forces/force_settings.hpp"
 #include "monitors/monitor_records.hpp"
 #include "run/diagnosis.hpp"
-#include "run/file_table.hpp"
+#include "run/files/file_table.hpp"
 #include "tracking/steps.hpp"
 #include "tracking/tracking_record.hpp"
 

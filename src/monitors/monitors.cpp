@@ -9,7 +9,7 @@
 #include "monitors/monitor_records.hpp"
 #include "run/deck.hpp"
 #include "run/diagnosis.hpp"
-#include "run/file_table.hpp"
+#include "run/files/file_table.hpp"
 #include "run/line_writer.hpp"
 
 namespace tessaron {

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "common/lane_angles.hpp"
+#include "common/cores/lane_angles.hpp"
 #include "motion/pusher_fast.hpp"
 
 namespace tessaron::pusher {

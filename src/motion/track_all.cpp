@@ -1,6 +1,6 @@
 #include <algorithm>
 
-#include "common/chunks.hpp"
+#include "common/cores/chunks.hpp"
 #include "common/end_request.hpp"
 #include "lattice/magnet_field.hpp"
 #include "motion/batched_push.hpp"

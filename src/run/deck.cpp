@@ -4,7 +4,7 @@
 
 #include "common/freeform.hpp"
 #include "common/undefined.hpp"
-#include "run/file_table.hpp"
+#include "run/files/file_table.hpp"
 #include "run/line_writer.hpp"
 
 namespace tessaron {

@@ -8,7 +8,7 @@
 #include <cstring>
 
 #include "common/freeform.hpp"
-#include "run/file_table.hpp"
+#include "run/files/file_table.hpp"
 #include "run/progress.hpp"
 #include "run/refusal.hpp"
 

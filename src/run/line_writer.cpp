@@ -4,7 +4,7 @@
 
 #include "common/console.hpp"
 #include "group/process_group.hpp"
-#include "run/file_table.hpp"
+#include "run/files/file_table.hpp"
 
 namespace tessaron {
 

@@ -8,8 +8,8 @@
 #include <cmath>
 #include <cstdio>
 
-#include "common/chunks.hpp"
 #include "common/console.hpp"
+#include "common/cores/chunks.hpp"
 
 namespace tessaron {
 

@@ -3,7 +3,7 @@
 
 #include "common/status.hpp"
 #include "common/text.hpp"
-#include "run/file_table.hpp"
+#include "run/files/file_table.hpp"
 
 namespace tessaron {
 

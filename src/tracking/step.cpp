@@ -2,7 +2,7 @@
 #include <utility>
 
 #include "beam/bunch_record.hpp"
-#include "common/chunks.hpp"
+#include "common/cores/chunks.hpp"
 #include "common/end_request.hpp"
 #include "common/freeform.hpp"
 #include "forces/force_dispatch.hpp"

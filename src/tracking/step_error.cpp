@@ -1,6 +1,6 @@
 #include <cmath>
 
-#include "common/chunks.hpp"
+#include "common/cores/chunks.hpp"
 #include "tracking/steps.hpp"
 
 namespace tessaron {

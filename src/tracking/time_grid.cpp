@@ -1,4 +1,4 @@
-#include "run/data_file.hpp"
+#include "run/files/data_file.hpp"
 #include "run/line_writer.hpp"
 #include "tracking/tracking_record_owner.hpp"
 

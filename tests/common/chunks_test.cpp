@@ -1,4 +1,4 @@
-#include "common/chunks.hpp"
+#include "common/cores/chunks.hpp"
 
 #include <gtest/gtest.h>
 #include <unistd.h>

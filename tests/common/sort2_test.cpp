@@ -1,4 +1,4 @@
-#include "common/sort2.hpp"
+#include "common/numbers/sort2.hpp"
 
 #include <gtest/gtest.h>
 
@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "common/radix_sort.hpp"
+#include "common/numbers/radix_sort.hpp"
 
 using namespace tessaron;
 

@@ -4,6 +4,7 @@
 #include <array>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <regex>
 #include <string>
 
@@ -21,14 +22,16 @@ std::ptrdiff_t floor_of(const std::string& folder) {
   return std::find(floors.begin(), floors.end(), folder) - floors.begin();
 }
 
-// Every include points down, every folder has its floor, and a record's writable side is seen by its own
+// Every include points down, every folder has its floor and can be taken in at a glance, and a record's writable side is seen by its own
 // floor and by the driver, which fills the records of the group's workers.
 TEST(Floors, EveryArrowPointsDown) {
   const fs::path src = fs::path(TESSARON_SOURCE_DIR) / "src";
   const std::regex include("#include \"(([^/\"]+)/[^\"]+)\"");
   int arrows = 0;
+  std::map<fs::path, int> files;
   for (const fs::directory_entry& entry : fs::recursive_directory_iterator(src)) {
     if (!entry.is_regular_file() || entry.path().parent_path() == src) continue;
+    ++files[entry.path().parent_path()];
     const std::string folder = fs::relative(entry.path(), src).begin()->string();
     ASSERT_LT(floor_of(folder), std::ssize(floors)) << folder << " has no floor";
     std::ifstream file(entry.path());
@@ -45,6 +48,7 @@ TEST(Floors, EveryArrowPointsDown) {
     }
   }
   EXPECT_GT(arrows, 100);
+  for (const auto& [folder, n] : files) EXPECT_LE(n, 16) << folder << " is crowded: part it into rooms";
 }
 
 // The table of short names in docs/developer.md: every name is declared in the header that its row names.

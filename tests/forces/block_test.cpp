@@ -1,6 +1,6 @@
 #include "forces/force_settings_owner.hpp"
 #include "run/deck.hpp"
-#include "run/file_table.hpp"
+#include "run/files/file_table.hpp"
 #include "support/capture.hpp"
 
 namespace tessaron::test {

@@ -1,6 +1,6 @@
 #include "forces/green/boxes.hpp"
 
-#include "forces/field_settings.hpp"
+#include "forces/fields/field_settings.hpp"
 #include "forces/models_fixture.hpp"
 
 namespace tessaron {

@@ -7,10 +7,10 @@
 #include <vector>
 
 #include "common/constants.hpp"
-#include "forces/projected/charge_smoothing.hpp"
 #include "forces/projected/convolution.hpp"
-#include "forces/projected/even_gaussian.hpp"
-#include "forces/projected/line_current.hpp"
+#include "forces/projected/current/charge_smoothing.hpp"
+#include "forces/projected/current/even_gaussian.hpp"
+#include "forces/projected/current/line_current.hpp"
 
 namespace tessaron {
 namespace {

@@ -21,7 +21,7 @@
 #include <string>
 
 #include "driver/driver.hpp"
-#include "run/file_table.hpp"
+#include "run/files/file_table.hpp"
 #include "support/damage.hpp"
 #include "support/deck_parts.hpp"
 #include "support/temp_folder.hpp"

@@ -9,7 +9,7 @@
 #include "lattice/lattice_definition.hpp"
 #include "lattice/lattice_record_owner.hpp"
 #include "run/deck.hpp"
-#include "run/file_table.hpp"
+#include "run/files/file_table.hpp"
 #include "support/capture.hpp"
 
 namespace tessaron::test {

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "common/undefined.hpp"
-#include "run/file_table.hpp"
+#include "run/files/file_table.hpp"
 #include "support/capture.hpp"
 
 using namespace tessaron;

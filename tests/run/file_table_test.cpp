@@ -1,4 +1,4 @@
-#include "run/file_table.hpp"
+#include "run/files/file_table.hpp"
 
 #include <gtest/gtest.h>
 

@@ -13,7 +13,7 @@
 #include <omp.h>
 #endif
 
-#include "common/chunks.hpp"
+#include "common/cores/chunks.hpp"
 
 using namespace tessaron;
 

@@ -10,7 +10,7 @@
 #include "lattice/lattice_record_owner.hpp"
 #include "monitors/monitors.hpp"
 #include "run/deck.hpp"
-#include "run/file_table.hpp"
+#include "run/files/file_table.hpp"
 #include "support/temp_folder.hpp"
 
 namespace tessaron::test {

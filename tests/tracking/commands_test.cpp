@@ -1,5 +1,5 @@
 #include "run/deck.hpp"
-#include "run/file_table.hpp"
+#include "run/files/file_table.hpp"
 #include "tracking/steps_fixture.hpp"
 
 namespace tessaron::test {

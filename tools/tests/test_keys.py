@@ -53,7 +53,7 @@ def test_commands_elements_and_particle_keys():
     driver = text_of(ROOT / "src/driver/command_loop.cpp")
     table = driver[driver.index("layer_commands"):]
     assert tuple(re.findall(r'\{"(\w+)", \w+', table[:table.index("});")])) == keys.COMMANDS
-    assert compared("lattice/lattice_block.cpp", "token") == set(keys.ELEMENTS)
+    assert compared("lattice/block/lattice_block.cpp", "token") == set(keys.ELEMENTS)
     assert compared("beam/particles.cpp", "key") == set(keys.PARTICLES)
     words = set(keys.PARTICLES["format"].words) | set(keys.PARTICLES["reference_momentum"].words)
     assert compared("beam/particles.cpp", "token") == words

@@ -2,7 +2,7 @@
 #include <cmath>
 
 #include "common/constants.hpp"
-#include "common/lanes.hpp"
+#include "common/cores/lanes.hpp"
 #include "common/table.hpp"
 #include "field/path/path_query.hpp"
 #include "field/settings.hpp"

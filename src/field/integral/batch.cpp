@@ -4,7 +4,7 @@
 #include <cmath>
 
 #include "common/constants.hpp"
-#include "common/lanes.hpp"
+#include "common/cores/lanes.hpp"
 #include "field/source/velocity_terms.hpp"
 
 namespace tessaron {

@@ -6,7 +6,7 @@
 #include "common/console.hpp"
 #include "common/constants.hpp"
 #include "common/freeform.hpp"
-#include "common/sort2.hpp"
+#include "common/numbers/sort2.hpp"
 #include "field/path/sight.hpp"
 
 namespace tessaron {

@@ -2,7 +2,7 @@
 #include <cmath>
 
 #include "common/constants.hpp"
-#include "common/small_angle.hpp"
+#include "common/numbers/small_angle.hpp"
 #include "common/table.hpp"
 #include "field/path/path.hpp"
 

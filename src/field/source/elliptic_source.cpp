@@ -1,7 +1,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "common/lanes.hpp"
+#include "common/cores/lanes.hpp"
 #include "common/table.hpp"
 #include "field/source/gauss_functions.hpp"
 #include "field/source/pole_field.hpp"

@@ -1,5 +1,5 @@
 #pragma once
-#include "common/lanes.hpp"
+#include "common/cores/lanes.hpp"
 #include "common/table.hpp"
 #include "field/integral/expansion.hpp"
 #include "field/settings.hpp"

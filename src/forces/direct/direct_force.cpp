@@ -4,12 +4,12 @@
 
 #include "common/console.hpp"
 #include "common/end_request.hpp"
-#include "forces/field_settings.hpp"
-#include "forces/image_cost.hpp"
+#include "forces/fields/field_settings.hpp"
+#include "forces/fields/image_cost.hpp"
+#include "forces/fields/source_fields.hpp"
 #include "forces/models.hpp"
-#include "forces/source_fields.hpp"
 #include "group/process_group.hpp"
-#include "run/file_table.hpp"
+#include "run/files/file_table.hpp"
 #include "run/line_writer.hpp"
 
 namespace tessaron {

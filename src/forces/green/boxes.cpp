@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
-#include "common/sort2.hpp"
-#include "forces/field_settings.hpp"
+#include "common/numbers/sort2.hpp"
+#include "forces/fields/field_settings.hpp"
 #include "forces/force_settings.hpp"
 #include "run/line_writer.hpp"
 

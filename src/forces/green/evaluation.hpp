@@ -1,10 +1,10 @@
 #pragma once
 #include "field/path/path.hpp"
+#include "forces/fields/source_fields.hpp"
 #include "forces/force_settings.hpp"
 #include "forces/green/boxes.hpp"
 #include "forces/green/polygon.hpp"
 #include "forces/green/sources.hpp"
-#include "forces/source_fields.hpp"
 
 namespace tessaron {
 

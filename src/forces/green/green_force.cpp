@@ -1,9 +1,9 @@
 #include "common/console.hpp"
-#include "forces/field_settings.hpp"
+#include "forces/fields/field_settings.hpp"
+#include "forces/fields/image_cost.hpp"
+#include "forces/fields/source_fields.hpp"
 #include "forces/green/evaluation.hpp"
-#include "forces/image_cost.hpp"
 #include "forces/models.hpp"
-#include "forces/source_fields.hpp"
 #include "group/process_group.hpp"
 #include "run/line_writer.hpp"
 

@@ -4,8 +4,8 @@
 #include <bit>
 #include <span>
 
-#include "common/clones.hpp"
-#include "common/fourier.hpp"
+#include "common/cores/clones.hpp"
+#include "common/numbers/fourier.hpp"
 
 namespace tessaron {
 

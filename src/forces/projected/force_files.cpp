@@ -3,7 +3,7 @@
 #include <array>
 #include <string_view>
 
-#include "run/file_table.hpp"
+#include "run/files/file_table.hpp"
 #include "run/line_writer.hpp"
 
 namespace tessaron {

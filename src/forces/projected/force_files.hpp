@@ -2,7 +2,7 @@
 #include "beam/bunch_record.hpp"
 #include "beam/force_table.hpp"
 #include "forces/projected/convolution.hpp"
-#include "forces/projected/line_current.hpp"
+#include "forces/projected/current/line_current.hpp"
 #include "forces/projected/wake.hpp"
 
 namespace tessaron {

@@ -1,14 +1,14 @@
 #include <algorithm>
 #include <cmath>
 
-#include "common/chunks.hpp"
+#include "common/cores/chunks.hpp"
 #include "common/end_request.hpp"
-#include "forces/image_cost.hpp"
+#include "forces/fields/image_cost.hpp"
 #include "forces/models.hpp"
-#include "forces/projected/charge_smoothing.hpp"
+#include "forces/projected/current/charge_smoothing.hpp"
+#include "forces/projected/current/line_current.hpp"
 #include "forces/projected/force_files.hpp"
 #include "forces/projected/kernel/kernel.hpp"
-#include "forces/projected/line_current.hpp"
 #include "forces/projected/projected_watch.hpp"
 #include "forces/projected/wake.hpp"
 #include "lattice/arc_position.hpp"

@@ -1,6 +1,6 @@
 #pragma once
 #include "beam/particles.hpp"
-#include "forces/projected/line_current.hpp"
+#include "forces/projected/current/line_current.hpp"
 #include "lattice/arc_position.hpp"
 
 namespace tessaron {

@@ -1,8 +1,8 @@
 #include "common/freeform.hpp"
 #include "forces/block_files.hpp"
 #include "forces/force_settings_owner.hpp"
-#include "run/data_file.hpp"
-#include "run/file_table.hpp"
+#include "run/files/data_file.hpp"
+#include "run/files/file_table.hpp"
 #include "run/line_writer.hpp"
 #include "run/refusal.hpp"
 

@@ -4,8 +4,8 @@
 #include <span>
 
 #include "beam/bunch_record.hpp"
-#include "common/chunks.hpp"
 #include "common/console.hpp"
+#include "common/cores/chunks.hpp"
 #include "common/end_request.hpp"
 #include "common/freeform.hpp"
 #include "group/process_group.hpp"

@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <span>
 
-#include "common/chunks.hpp"
 #include "common/console.hpp"
+#include "common/cores/chunks.hpp"
 #include "common/end_request.hpp"
 #include "common/freeform.hpp"
 #include "forces/projected/kernel/kernel_walk.hpp"

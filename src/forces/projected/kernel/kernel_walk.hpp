@@ -1,5 +1,5 @@
 #pragma once
-#include "forces/projected/even_gaussian.hpp"
+#include "forces/projected/current/even_gaussian.hpp"
 #include "forces/projected/kernel/kernel.hpp"
 
 namespace tessaron {

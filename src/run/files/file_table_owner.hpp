@@ -1,7 +1,7 @@
 #pragma once
 #include <string_view>
 
-#include "run/file_table.hpp"
+#include "run/files/file_table.hpp"
 
 namespace tessaron {
 

@@ -2,7 +2,7 @@
 #include <cmath>
 #include <cstdint>
 
-#include "common/clones.hpp"
+#include "common/cores/clones.hpp"
 
 // Four reals at a time, and the functions of them that the field integral needs, to the accuracy of the
 // library's own. Only for sources that are compiled for several instruction sets at once; everything here is

@@ -1,4 +1,4 @@
-#include "common/fourier.hpp"
+#include "common/numbers/fourier.hpp"
 
 #include <algorithm>
 #include <array>
@@ -6,9 +6,9 @@
 #include <cstddef>
 #include <utility>
 
-#include "common/chunks.hpp"
-#include "common/clones.hpp"
 #include "common/constants.hpp"
+#include "common/cores/chunks.hpp"
+#include "common/cores/clones.hpp"
 
 namespace tessaron {
 

@@ -1,5 +1,5 @@
 #include "lattice/lattice_definition.hpp"
-#include "run/file_table.hpp"
+#include "run/files/file_table.hpp"
 #include "run/line_writer.hpp"
 
 namespace tessaron {

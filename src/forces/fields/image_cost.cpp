@@ -1,4 +1,4 @@
-#include "forces/image_cost.hpp"
+#include "forces/fields/image_cost.hpp"
 
 #include <algorithm>
 #include <array>
@@ -11,7 +11,7 @@
 #include "field/observer_work.hpp"
 #include "field/path/path.hpp"
 #include "field/source_record.hpp"
-#include "forces/field_settings.hpp"
+#include "forces/fields/field_settings.hpp"
 #include "group/process_group.hpp"
 #include "lattice/lattice_record.hpp"
 #include "run/diagnosis.hpp"

@@ -1,4 +1,4 @@
-#include "run/text_file.hpp"
+#include "run/files/text_file.hpp"
 
 #include <fcntl.h>
 #include <sys/stat.h>

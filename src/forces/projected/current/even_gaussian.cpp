@@ -1,8 +1,8 @@
-#include "forces/projected/even_gaussian.hpp"
+#include "forces/projected/current/even_gaussian.hpp"
 
 #include <cmath>
 
-#include "common/clones.hpp"
+#include "common/cores/clones.hpp"
 
 namespace tessaron {
 

@@ -1,7 +1,7 @@
 #pragma once
 #include <cmath>
 
-#include "forces/projected/line_current.hpp"
+#include "forces/projected/current/line_current.hpp"
 
 namespace tessaron {
 

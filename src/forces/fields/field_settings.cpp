@@ -1,4 +1,4 @@
-#include "forces/field_settings.hpp"
+#include "forces/fields/field_settings.hpp"
 
 #include <cmath>
 

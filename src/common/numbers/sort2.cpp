@@ -1,4 +1,4 @@
-#include "common/sort2.hpp"
+#include "common/numbers/sort2.hpp"
 
 #include <array>
 #include <utility>

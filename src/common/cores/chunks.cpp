@@ -1,4 +1,4 @@
-#include "common/chunks.hpp"
+#include "common/cores/chunks.hpp"
 
 #ifdef _OPENMP
 #include <omp.h>

@@ -1,11 +1,11 @@
-#include "forces/projected/charge_smoothing.hpp"
+#include "forces/projected/current/charge_smoothing.hpp"
 
 #include <algorithm>
 #include <cmath>
 
-#include "common/chunks.hpp"
 #include "common/constants.hpp"
-#include "common/radix_sort.hpp"
+#include "common/cores/chunks.hpp"
+#include "common/numbers/radix_sort.hpp"
 #include "common/table.hpp"
 
 namespace tessaron {

@@ -1,11 +1,11 @@
-#include "forces/projected/line_current.hpp"
+#include "forces/projected/current/line_current.hpp"
 
 #include <algorithm>
 #include <cmath>
 
 #include "common/constants.hpp"
-#include "forces/projected/even_gaussian.hpp"
-#include "forces/projected/line_moments.hpp"
+#include "forces/projected/current/even_gaussian.hpp"
+#include "forces/projected/current/line_moments.hpp"
 #include "run/line_writer.hpp"
 
 namespace tessaron {

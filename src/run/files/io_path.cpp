@@ -1,5 +1,5 @@
 #include "run/deck.hpp"
-#include "run/file_table_owner.hpp"
+#include "run/files/file_table_owner.hpp"
 #include "run/line_writer.hpp"
 
 namespace tessaron {

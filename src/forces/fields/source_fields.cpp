@@ -1,4 +1,4 @@
-#include "forces/source_fields.hpp"
+#include "forces/fields/source_fields.hpp"
 
 #include <algorithm>
 #include <array>

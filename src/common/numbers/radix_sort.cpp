@@ -1,10 +1,10 @@
-#include "common/radix_sort.hpp"
+#include "common/numbers/radix_sort.hpp"
 
 #include <bit>
 #include <cstdint>
 #include <utility>
 
-#include "common/chunks.hpp"
+#include "common/cores/chunks.hpp"
 #include "common/table.hpp"
 
 namespace tessaron {

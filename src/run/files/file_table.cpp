@@ -1,4 +1,4 @@
-#include "run/file_table.hpp"
+#include "run/files/file_table.hpp"
 
 #include <algorithm>
 #include <array>
@@ -8,9 +8,9 @@
 #include "common/freeform.hpp"
 #include "common/undefined.hpp"
 #include "run/diagnosis.hpp"
-#include "run/file_table_owner.hpp"
+#include "run/files/file_table_owner.hpp"
+#include "run/files/text_file.hpp"
 #include "run/line_writer.hpp"
-#include "run/text_file.hpp"
 
 namespace tessaron {
 

@@ -3,7 +3,7 @@
 #include <span>
 
 #include "beam/bunch_record.hpp"
-#include "common/chunks.hpp"
+#include "common/cores/chunks.hpp"
 #include "field/observer_work.hpp"
 #include "field/source_record.hpp"
 

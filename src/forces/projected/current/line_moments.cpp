@@ -1,11 +1,11 @@
-#include "forces/projected/line_moments.hpp"
+#include "forces/projected/current/line_moments.hpp"
 
 #include <algorithm>
 #include <array>
 #include <cstdint>
 
-#include "common/chunks.hpp"
-#include "common/lanes.hpp"
+#include "common/cores/chunks.hpp"
+#include "common/cores/lanes.hpp"
 #include "common/table.hpp"
 
 namespace tessaron {

@@ -1,10 +1,10 @@
-#include "run/data_file.hpp"
+#include "run/files/data_file.hpp"
 
 #include <cstddef>
 #include <string_view>
 
 #include "common/freeform.hpp"
-#include "run/file_table.hpp"
+#include "run/files/file_table.hpp"
 #include "run/line_writer.hpp"
 #include "run/refusal.hpp"
 

@@ -1,5 +1,5 @@
 #pragma once
-#include "common/lanes.hpp"
+#include "common/cores/lanes.hpp"
 
 namespace tessaron {
 
