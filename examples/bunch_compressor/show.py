@@ -18,7 +18,7 @@ from tessaron.pictures import along, plots
 from tessaron.pictures.density import draw_cloud
 from tessaron.pictures.style import some
 from tessaron.pictures.tables import budget_table, text_table
-from tessaron.study.folder import RunFolder
+from tessaron.run.folder import RunFolder
 
 
 def show_optics(start: Bunch, end: Bunch, folder: Path) -> None:

@@ -21,14 +21,14 @@ _HOMES = {
     ".beam.bunch": ("Bunch",),
     ".lattice.elements": ("Dipole", "Drift", "Map", "Marker", "Multipole", "Quadrupole", "ThinQuadrupole"),
     ".lattice.lattice": ("Lattice",),
+    ".run.particles": ("Particles",),
+    ".run.process": ("Progress", "RunFailed", "find_program"),
+    ".run.result": ("Result",),
+    ".run.run": ("Run",),
+    ".run.settings": ("Forces", "IoPath", "Monitor", "Monitors", "OnlineMonitor", "Steps", "Tracker"),
     ".study.converge": ("converge",),
     ".study.models": ("compare_models",),
-    ".study.particles": ("Particles",),
-    ".study.process": ("Progress", "RunFailed", "find_program"),
-    ".study.result": ("Result",),
-    ".study.run": ("Run",),
     ".study.scan": ("Scan",),
-    ".study.settings": ("Forces", "IoPath", "Monitor", "Monitors", "OnlineMonitor", "Steps", "Tracker"),
 }
 _HOME_OF = {name: home for home, names in _HOMES.items() for name in names}
 __all__ = sorted(_HOME_OF)
@@ -37,14 +37,14 @@ if TYPE_CHECKING:
     from .beam.bunch import Bunch
     from .lattice.elements import Dipole, Drift, Map, Marker, Multipole, Quadrupole, ThinQuadrupole
     from .lattice.lattice import Lattice
+    from .run.particles import Particles
+    from .run.process import Progress, RunFailed, find_program
+    from .run.result import Result
+    from .run.run import Run
+    from .run.settings import Forces, IoPath, Monitor, Monitors, OnlineMonitor, Steps, Tracker
     from .study.converge import converge
     from .study.models import compare_models
-    from .study.particles import Particles
-    from .study.process import Progress, RunFailed, find_program
-    from .study.result import Result
-    from .study.run import Run
     from .study.scan import Scan
-    from .study.settings import Forces, IoPath, Monitor, Monitors, OnlineMonitor, Steps, Tracker
 
 
 def __getattr__(name: str) -> Any:

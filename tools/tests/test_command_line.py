@@ -6,7 +6,7 @@ import subprocess
 
 import pytest
 from conftest import ROOT
-from test_check import DECK
+from decks import DECK
 
 from tessaron.command.cli import main
 

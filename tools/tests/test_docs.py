@@ -1,4 +1,4 @@
-"""The documentation: every link holds, the site is built, and its search finds keys and messages without a server."""
+"""The documentation: every link holds, the site is built, its search finds keys and messages, and the rooms stand as told."""
 import html
 import json
 import re
@@ -12,7 +12,7 @@ import pytest
 from conftest import ROOT
 
 from tessaron import Lattice
-from tessaron.files import keys
+from tessaron.deck import keys
 
 PAGES = [ROOT / name for name in ("README.md", "CHANGELOG.md", "CONTRIBUTING.md", "tools/README.md")] \
     + sorted((ROOT / "docs").glob("*.md")) + sorted((ROOT / "examples").glob("**/README.md"))
@@ -91,3 +91,14 @@ def test_the_chicanes_of_the_chapter_are_that_of_the_example(tmp_path, language,
     faces = [(face.x, abs(face.nx), face.ny) for face in lattice.boundaries()]
     assert np.allclose(faces, [(x, 1, 0) for x in (1, 1.5, 6.5, 7, 8, 8.5, 13.5, 14, 16)], rtol=0, atol=1e-9)
     assert lattice.boundaries()[1].y < 0 and lattice.matrix()[4, 5] == pytest.approx(chicane.r56(), rel=1e-9)
+
+
+def test_python_rooms_import_what_stands_below_them():
+    """In the order of the table for developers. What a method imports when it is called may stand above."""
+    package = ROOT / "tools" / "tessaron"
+    rooms = re.findall(r"^\| `(\w+)/` \|", (ROOT / "docs" / "developer.md").read_text(), re.M)
+    assert sorted(rooms) == sorted(path.parent.name for path in package.glob("*/__init__.py"))
+    for k, room in enumerate(rooms):
+        for file in (package / room).rglob("*.py"):
+            dots = len(file.relative_to(package).parts)
+            assert set(re.findall(rf"^from \.{{{dots}}}(\w+)", file.read_text(), re.M)) <= {*rooms[k + 1:], "constants"}, file

@@ -7,14 +7,14 @@ from pathlib import Path
 import numpy as np
 import pytest
 from conftest import ROOT, assert_same
-from test_check import DECK, ERROR, MISTAKES
+from decks import DECK, ERROR, MISTAKES
 
-from tessaron.files import outputs
-from tessaron.files.bunchfiles import read_bunch, write_bunch
-from tessaron.check.walk import check_deck, walk_deck
 from tessaron.beam.generate import BunchRequest, Plane, make_bunch
 from tessaron.beam.orbit import coordinates
-from tessaron.lattice.of_deck import on_orbit, read_orbit
+from tessaron.check.walk import check_deck, walk_deck
+from tessaron.files import outputs
+from tessaron.files.bunchfiles import read_bunch, write_bunch
+from tessaron.run.orbit import on_orbit, read_orbit
 
 
 def run(program: Path, folder: Path, deck: str) -> str:

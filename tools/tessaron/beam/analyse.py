@@ -10,7 +10,7 @@ from dataclasses import asdict, dataclass
 
 import numpy as np
 
-from ..files.outputs import Boundary
+from ..lattice.geometry import Boundary
 from .bunch import Bunch, LocalCoordinates
 from .moments import PlaneMoments, plane_moments, residual, rms
 from .orbit import coordinates

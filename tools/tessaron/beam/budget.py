@@ -10,7 +10,7 @@ from dataclasses import dataclass
 
 import numpy as np
 
-from ..files.outputs import Boundary
+from ..lattice.geometry import Boundary
 from ..lattice.sections import Section, sections_of
 from .analyse import Summary, summary
 from .bunch import Bunch

@@ -12,7 +12,7 @@ from ..constants import REST_ENERGY
 if TYPE_CHECKING:
     from matplotlib.figure import Figure
 
-    from ..files.outputs import Boundary
+    from ..lattice.geometry import Boundary
     from ..lattice.lattice import Lattice
     from .analyse import Summary
     from .generate import BunchRequest

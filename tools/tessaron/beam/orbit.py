@@ -8,7 +8,7 @@ from __future__ import annotations
 
 import numpy as np
 
-from ..files.outputs import Boundary
+from ..lattice.geometry import Boundary
 from .bunch import Bunch, LocalCoordinates
 
 FARTHEST = 0.1  #: m beside the orbit; farther away a bunch belongs to another lattice, or to another frame

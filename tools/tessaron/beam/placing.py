@@ -9,7 +9,7 @@ from typing import Sequence
 
 import numpy as np
 
-from ..files.outputs import Boundary
+from ..lattice.geometry import Boundary
 from .bunch import Bunch, frame_along
 from .orbit import FARTHEST, MOST_ASKEW
 

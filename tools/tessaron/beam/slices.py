@@ -7,7 +7,7 @@ from typing import Literal
 import numpy as np
 
 from ..constants import REST_ENERGY, SPEED_OF_LIGHT
-from ..files.outputs import Boundary
+from ..lattice.geometry import Boundary
 from .bunch import Bunch, LocalCoordinates
 from .moments import emittance, residual, rms, without_dispersion
 from .orbit import coordinates

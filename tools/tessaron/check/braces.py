@@ -4,8 +4,8 @@ from __future__ import annotations
 import re
 from typing import NamedTuple
 
-from ..files.deck import Place, split_line
-from ..files.keys import COMMANDS, ELEMENTS
+from ..deck.keys import COMMANDS, ELEMENTS
+from ..deck.reader import Place, split_line
 
 _INSIDE = ("position", "properties", "integer_array", "real_array")
 _LEVELS = {**{word: 0 for word in COMMANDS if word != "exit"}, **{word: 1 for word in ELEMENTS}, **{word: 2 for word in _INSIDE}}

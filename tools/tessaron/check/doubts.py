@@ -8,7 +8,7 @@ import numpy as np
 
 from ..beam.bunch import Bunch
 from ..constants import REST_ENERGY
-from ..files.deck import Place
+from ..deck.reader import Place
 from .lattice import smallest_radius
 from .state import CheckState
 

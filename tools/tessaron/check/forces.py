@@ -5,13 +5,13 @@ from math import pi, sqrt
 
 import numpy as np
 
-from ..files.blocks import Value, read_block
+from ..deck.blocks import Value, read_block
+from ..deck.datafiles import Faults, read_subbunch_table, read_wake
+from ..deck.keys import CAPACITY, FORCES
+from ..deck.reader import DeckReader, Place, Token
 from .doubts import doubt_model, noise_of, plane_distance
 from .lattice import smallest_radius
 from .state import CheckState
-from ..files.datafiles import Faults, read_subbunch_table, read_wake
-from ..files.deck import DeckReader, Place, Token
-from ..files.keys import CAPACITY, FORCES
 
 FEWEST_RANDOM, FEWEST_QUIET = 100, 3  # particles per sigma_long; both leave 6 % rms of noise, of the largest projected force
 RANDOM = 0.5  # noise of the density over that of independent particles, above which a bunch counts as random

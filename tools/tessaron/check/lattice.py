@@ -3,12 +3,11 @@ from __future__ import annotations
 
 from math import asin, atan2, cos, degrees, pi, radians, sin
 
-from ..files.blocks import Value, read_block
+from ..deck.blocks import Value, read_block
+from ..deck.keys import CAPACITY, ELEMENTS, POSITION, PROPERTIES
+from ..deck.reader import DeckReader, Token, real_of
+from ..lattice.geometry import Boundary, add_boundary
 from .state import CheckState
-from ..files.deck import DeckReader, Token, real_of
-from ..lattice.geometry import add_boundary
-from ..files.keys import CAPACITY, ELEMENTS, POSITION, PROPERTIES
-from ..files.outputs import Boundary
 
 
 def check_lattice(state: CheckState, reader: DeckReader, command: Token) -> None:

@@ -1,12 +1,12 @@
 """The blocks `monitor` and `online_monitor`, and which monitors ever write."""
 from __future__ import annotations
 
-from ..files.blocks import Value, read_block
+from ..deck.blocks import Value, read_block
+from ..deck.keys import CAPACITY, MONITOR, MONITOR_FORMATS, ONLINE_MONITOR
+from ..deck.reader import DeckReader, Place, Token
 from .outputs import note_output
 from .particles import place_beam
 from .state import CheckState, OnlineMonitor, OutputFile
-from ..files.deck import DeckReader, Place, Token
-from ..files.keys import CAPACITY, MONITOR, MONITOR_FORMATS, ONLINE_MONITOR
 
 
 def check_monitor(state: CheckState, reader: DeckReader, command: Token) -> None:

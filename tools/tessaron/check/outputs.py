@@ -5,7 +5,7 @@ import re
 from dataclasses import dataclass
 from pathlib import Path
 
-from ..files.deck import Place
+from ..deck.reader import Place
 from .state import CheckState
 
 LISTING = "latout.dat"

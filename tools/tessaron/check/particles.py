@@ -6,14 +6,14 @@ from math import cos, degrees, radians, sin
 
 import numpy as np
 
-from ..files.blocks import Value, read_value
 from ..beam.bunch import Bunch
-from ..files.bunchfiles import bunch_of_table, numbers_of
-from .state import Beam, CheckState
 from ..constants import REST_ENERGY
-from ..files.deck import REAL, DeckFault, DeckReader, Place, Token, integer_of, real_of
+from ..deck.blocks import Value, read_value
+from ..deck.keys import CAPACITY, PARTICLES
+from ..deck.reader import REAL, DeckFault, DeckReader, Place, Token, integer_of, real_of
+from ..files.bunchfiles import bunch_of_table, numbers_of
 from ..lattice.geometry import orbit_position
-from ..files.keys import CAPACITY, PARTICLES
+from .state import Beam, CheckState
 
 _REALS = re.compile(rf"(?:{REAL}(?: {REAL})*)?")
 FAR_FROM_ORBIT = 1e-3  # m

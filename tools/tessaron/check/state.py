@@ -5,10 +5,10 @@ from dataclasses import dataclass, field
 from pathlib import Path
 from typing import TYPE_CHECKING
 
-from ..files.blocks import Value
 from ..beam.bunch import Bunch
-from ..files.deck import DeckReader, Place, Token
-from ..files.outputs import Boundary
+from ..deck.blocks import Value
+from ..deck.reader import DeckReader, Place, Token
+from ..lattice.geometry import Boundary
 
 if TYPE_CHECKING:
     from .outputs import Output

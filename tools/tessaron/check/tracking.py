@@ -4,15 +4,15 @@ from __future__ import annotations
 from dataclasses import replace
 from math import isclose
 
-from ..files.blocks import Value, read_block
+from ..deck.blocks import Value, read_block
+from ..deck.datafiles import read_time_grid
+from ..deck.keys import TRACKER, TRACK_STEP
+from ..deck.reader import DeckReader, Place, Token
 from .forces import check_forces_on_beam, sub_bunch_length
 from .lattice import check_way
 from .monitors import accept_monitors, excuse_monitors, whole_outputs, write_monitors
 from .particles import place_beam
 from .state import CheckState, StoredForces, Way
-from ..files.datafiles import read_time_grid
-from ..files.deck import DeckReader, Place, Token
-from ..files.keys import TRACKER, TRACK_STEP
 
 
 def check_track_step(state: CheckState, reader: DeckReader, command: Token) -> None:

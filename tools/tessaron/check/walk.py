@@ -7,7 +7,9 @@ from __future__ import annotations
 
 from pathlib import Path
 
-from ..files.blocks import read_block
+from ..deck.blocks import read_block
+from ..deck.keys import COMMANDS, IO_PATH
+from ..deck.reader import DeckEnd, DeckFault, DeckReader, Place, Token
 from .braces import brace_fault
 from .forces import check_forces
 from .lattice import check_lattice
@@ -16,8 +18,6 @@ from .outputs import note_output
 from .particles import check_particles
 from .state import CheckState, Finding
 from .tracking import check_track_step, check_tracker
-from ..files.deck import DeckEnd, DeckFault, DeckReader, Place, Token
-from ..files.keys import COMMANDS, IO_PATH
 
 
 def check_deck(deck: Path) -> list[Finding]:

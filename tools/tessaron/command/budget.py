@@ -17,7 +17,7 @@ from typing import TYPE_CHECKING
 
 if TYPE_CHECKING:
     from ..beam.budget import BudgetRow, Station
-    from ..files.outputs import Boundary
+    from ..lattice.geometry import Boundary
 
 
 def options(parser: ArgumentParser) -> None:
@@ -33,7 +33,7 @@ def run(options: Namespace) -> int:
     from ..beam.budget import COLUMNS, budget_records, energy_budget
     from ..lattice.sections import straight_lattice
     from ..pictures.tables import budget_table, text_table
-    from ..study.folder import RunFolder
+    from ..run.folder import RunFolder
     from .common import status_of
 
     folder = RunFolder(options.folder)
@@ -60,7 +60,7 @@ def run(options: Namespace) -> int:
 
 
 def read_stations(folder) -> list[Station]:
-    """The bunches of a run (`study.folder.RunFolder`) for a budget, with a progress bar where it takes long."""
+    """The bunches of a run (`run.folder.RunFolder`) for a budget, with a progress bar where it takes long."""
     from ..beam.budget import station_of
     from .common import progress
 
@@ -76,7 +76,7 @@ def read_stations(folder) -> list[Station]:
 def _difference(name: str, stations: list[Station], rows: list[BudgetRow], boundaries: list[Boundary]) -> None:
     from ..beam.budget import budget_difference
     from ..pictures.tables import number, text_table
-    from ..study.folder import RunFolder
+    from ..run.folder import RunFolder
 
     others = read_stations(RunFolder(name))
     difference = budget_difference(stations, others, boundaries)

@@ -21,7 +21,7 @@ def options(parser: ArgumentParser) -> None:
 def run(options: Namespace) -> int:
     from ..check.state import Finding
     from ..check.walk import walk_deck
-    from ..files.keys import FORCE_TYPES
+    from ..deck.keys import FORCE_TYPES
     from ..study.cost import LONG, cost_of, time_in_words
 
     deck = Path(options.deck)

@@ -7,9 +7,9 @@ from typing import TYPE_CHECKING, Iterable
 
 if TYPE_CHECKING:
     from ..beam.bunch import Bunch
-    from ..files.outputs import Boundary
-    from ..lattice.of_deck import Orbit
-    from ..study.folder import RunFolder
+    from ..lattice.geometry import Boundary
+    from ..run.folder import RunFolder
+    from ..run.orbit import Orbit
 
 TEXT_FORMATS = "fmt0 fmt1 fmt2 fmt3 umbra openpmd csv sdds astra".split()
 OUT_FORMATS = "fmt1 fmt2 umbra openpmd csv sdds astra".split()
@@ -55,7 +55,7 @@ class BunchReader:
     """Reads bunches as the options of a subcommand ask for, and finds the orbit of each."""
 
     def __init__(self, options: Namespace) -> None:
-        from ..lattice.of_deck import read_orbit
+        from ..run.orbit import read_orbit
 
         self._options = options
         self._orbits: dict[str, Orbit | None] = {}
@@ -90,7 +90,7 @@ class BunchReader:
     def _orbit(self, name: str) -> Orbit | None:
         from pathlib import Path
 
-        from ..lattice.of_deck import orbit_beside
+        from ..run.orbit import orbit_beside
 
         if self._given is not None:
             return self._given

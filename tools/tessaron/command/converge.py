@@ -23,8 +23,8 @@ def options(parser: ArgumentParser) -> None:
 
 def run(options: Namespace) -> int:
     from ..pictures.style import save
+    from ..run.run import Run
     from ..study.converge import converge
-    from ..study.run import Run
 
     found = converge(Run.from_deck(options.deck), options.quantities, options.to, options.folder, program=options.program,
                      threads=options.threads)

@@ -72,7 +72,7 @@ def _plane(bunch: Bunch, options: Namespace) -> Plane:
     """Across the design orbit beside the bunch, in the frame of its file."""
     from ..beam.orbit import nearest_point
     from ..files.sdds import Plane
-    from ..lattice.of_deck import read_orbit
+    from ..run.orbit import read_orbit
 
     orbit = read_orbit(options.deck)
     try:
@@ -106,7 +106,7 @@ def _at_marker(bunch: Bunch, options: Namespace) -> Bunch:
     from math import radians
 
     from ..beam.placing import ahead_of, boundary_at
-    from ..lattice.of_deck import read_orbit
+    from ..run.orbit import read_orbit
 
     orbit = read_orbit(options.deck)
     try:

@@ -32,9 +32,9 @@ def options(parser: ArgumentParser) -> None:
 
 
 def run(options: Namespace) -> None:
-    from ..lattice.of_deck import read_orbit
-    from ..lattice.tracked_optics import optics, track_rays
     from ..pictures.tables import optics_table, text_table
+    from ..run.orbit import read_orbit
+    from ..run.tracked_optics import optics, track_rays
 
     if options.periodic:
         options.given |= {"periodic"}

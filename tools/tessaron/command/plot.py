@@ -35,8 +35,8 @@ def run(options: Namespace) -> None:
     from ..beam.bunching import bunching
     from ..beam.orbit import coordinates
     from ..files import outputs
-    from ..lattice.of_deck import read_orbit
     from ..pictures import along, plots
+    from ..run.orbit import read_orbit
 
     reader = BunchReader(options)
     first, kind = options.files[0], options.kind

@@ -20,8 +20,8 @@ def options(parser: ArgumentParser) -> None:
 
 
 def run(options: Namespace) -> int:
-    from ..pictures.report import write_report
-    from ..study.folder import RunFolder
+    from ..report.report import write_report
+    from ..run.folder import RunFolder
 
     if options.slices < 2:
         raise ValueError("--slices must be 2 or above")

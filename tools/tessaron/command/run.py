@@ -19,9 +19,9 @@ def options(parser: ArgumentParser) -> None:
 
 
 def run(options: Namespace) -> int:
-    from ..study.folder import RunFolder
-    from ..study.process import run_program
-    from ..study.progress import Bar
+    from ..run.folder import RunFolder
+    from ..run.process import run_program
+    from ..run.progress import Bar
 
     with Bar(Path(options.folder).resolve().name, False if options.quiet else None) as bar:
         ending = run_program(options.folder, program=options.program, processes=options.processes, threads=options.threads, follow=bar.show)

@@ -27,7 +27,7 @@ def options(parser: ArgumentParser) -> None:
 def run(options: Namespace) -> int:
     from ..beam.slices import Slices, slice_moments
     from ..pictures.tables import column_table, text_table
-    from ..study.folder import RunFolder
+    from ..run.folder import RunFolder
 
     if options.slices < 1:
         raise ValueError("--slices must be 1 or above")
@@ -71,7 +71,7 @@ def _is_run(options: Namespace) -> bool:
 def _bunches(options: Namespace):
     """Name, bunch and orbit of all bunches asked for."""
     if _is_run(options):
-        from ..study.folder import RunFolder
+        from ..run.folder import RunFolder
 
         folder = RunFolder(options.files[0])
         files = folder.bunch_files()

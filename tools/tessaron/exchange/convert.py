@@ -22,11 +22,11 @@ def load(path: str | Path, fmt: str | None = None, choice: Choice = Choice(), mo
     """
     path, fmt = Path(path), fmt or format_of(path)
     if fmt == "madx":
-        from .madx import lattice_of_madx
+        from .madx.read import lattice_of_madx
 
         return lattice_of_madx(path, choice)
     if fmt == "elegant":
-        from .elegant import lattice_of_elegant
+        from .elegant.read import lattice_of_elegant
 
         return lattice_of_elegant(path, choice, momentum), momentum
     if fmt == "deck":

@@ -4,7 +4,7 @@ from __future__ import annotations
 from dataclasses import dataclass
 from typing import Generic, Iterator, TypeVar, Union
 
-from ..files.deck import Place
+from ..deck.reader import Place
 
 V = TypeVar("V")
 

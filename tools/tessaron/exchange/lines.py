@@ -4,7 +4,7 @@ from __future__ import annotations
 from dataclasses import dataclass
 from typing import Callable, Iterator, Mapping, Union
 
-from ..files.deck import Place
+from ..deck.reader import Place
 from .source import LatticeFault
 
 DEEPEST, LONGEST = 50, 100_000  #: lines within lines; steps of an expansion

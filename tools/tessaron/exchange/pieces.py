@@ -5,8 +5,8 @@ import sys
 from dataclasses import dataclass, replace
 from typing import Iterable, Sequence
 
-from ..files.deck import Place
-from ..files.keys import CAPACITY
+from ..deck.keys import CAPACITY
+from ..deck.reader import Place
 from ..lattice.elements import NAME_BREAKERS, Drift, Element, Magnet, Marker
 from ..lattice.lattice import Lattice
 

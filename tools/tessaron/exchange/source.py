@@ -7,7 +7,7 @@ from typing import Any
 
 import lark
 
-from ..files.deck import Place
+from ..deck.reader import Place
 
 LARGEST = 20_000_000  #: bytes of a lattice file
 

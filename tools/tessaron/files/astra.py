@@ -16,7 +16,7 @@ import numpy as np
 
 from ..beam.bunch import Bunch
 from ..constants import SPEED_OF_LIGHT
-from .deck import plain_real
+from ..deck.reader import plain_real
 
 COLUMNS = ("x", "y", "z", "px", "py", "pz", "clock", "charge", "species", "status")
 ELECTRON, NORMAL = 1, 5

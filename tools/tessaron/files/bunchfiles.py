@@ -14,10 +14,10 @@ from pathlib import Path
 import numpy as np
 
 from ..beam.bunch import Bunch, frame_along, from_absolute
-from .astra import looks_like_astra
-from .deck import plain_real
-from .fixed import fixed_numbers
 from ..constants import REST_ENERGY, SPEED_OF_LIGHT
+from ..deck.reader import plain_real
+from .astra import looks_like_astra
+from .fixed import fixed_numbers
 
 READABLE = ("fmt0", "fmt1", "fmt2", "fmt3", "umbra")
 WRITABLE = ("fmt1", "fmt2", "umbra")

@@ -7,10 +7,10 @@ from pathlib import Path
 import numpy as np
 
 from ..beam.bunch import Bunch
+from ..deck.keys import CAPACITY
 from .astra import read_astra, write_astra
 from .bunchfiles import WRITABLE, guess_format, read_bunch, write_bunch
 from .csvfiles import read_csv, write_csv
-from .keys import CAPACITY
 from .sdds import Plane, read_sdds, write_sdds
 from .sdds_header import is_sdds
 from .sdds_pages import KINDS

@@ -13,7 +13,7 @@ import re
 from dataclasses import dataclass
 from pathlib import Path
 
-from .deck import Place
+from ..deck.reader import Place
 from .runlog import TROUBLE, ct_of_step
 
 CONSOLE, ERRORS = "console.txt", "errors.txt"  #: what a started run keeps beside its deck

@@ -6,8 +6,9 @@ from pathlib import Path
 
 import numpy as np
 
-from .bunchfiles import numbers_in, numbers_of
 from ..constants import REST_ENERGY
+from ..lattice.geometry import Boundary
+from .bunchfiles import numbers_in, numbers_of
 
 
 @dataclass
@@ -37,23 +38,6 @@ class ParticleForce:
     along: np.ndarray  #: force along the motion [eV/m]
     across: np.ndarray | None  #: force across it in the plane [eV/m]; None in fc1.dat
     momentum: np.ndarray | None  #: gamma beta; None in fc2.dat
-
-
-@dataclass
-class Boundary:
-    """A field boundary of latout.dat."""
-
-    marker: str
-    duty: bool
-    x: float  #: point of the design orbit on the boundary [m]
-    y: float
-    tx: float  #: tangent of the orbit there
-    ty: float
-    nx: float  #: normal of the boundary line
-    ny: float
-    s: float  #: path length from the origin [m]
-    r: float  #: radius of the section that ends here [m], 0 straight, above 0 clockwise
-    element: tuple[int, int] = (1, 0)  #: class (1 field section, 0 discrete element) and subtype
 
 
 @dataclass
@@ -128,24 +112,6 @@ def _boundary(lines: list[list[str]]) -> Boundary:
     numbers = [float(numbers_of(line[1:2])[0]) for line in lines[1:9]]
     element = (int(lines[9][1]), int(lines[10][1]))
     return Boundary("" if marker == "undefined" else marker, head[-1].upper().startswith("T"), *numbers, element)
-
-
-def design_orbit(boundaries: list[Boundary], points: int = 30) -> np.ndarray:
-    """(2, N) points x, y [m] along the design orbit from the origin through all boundaries.
-
-    :param points: of each section; an arc gets more where it turns by more than 3 degrees between them.
-    """
-    x, y, tx, ty, s = 0.0, 0.0, 1.0, 0.0, 0.0
-    rows = [(x, y)]
-    for b in boundaries:
-        turn = abs((b.s - s) / b.r) if b.r else 0.0
-        for length in np.linspace(0, b.s - s, max(points, int(np.ceil(turn / np.radians(3))) + 1))[1:]:
-            # an arc is its chord, turned by half the angle; an angle falls along a positive radius
-            half = -length / b.r / 2 if b.r else 0.0
-            chord = -2 * b.r * np.sin(half) if b.r else length
-            rows.append((x + chord * (tx * np.cos(half) - ty * np.sin(half)), y + chord * (ty * np.cos(half) + tx * np.sin(half))))
-        x, y, tx, ty, s = b.x, b.y, b.tx, b.ty, b.s
-    return np.array(rows).T
 
 
 def read_green(path: str | Path) -> GreenFile:

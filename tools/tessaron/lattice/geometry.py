@@ -1,10 +1,29 @@
 """The design orbit that a `lattice` block describes, built boundary by boundary as the program does."""
 from __future__ import annotations
 
+from dataclasses import dataclass
 from math import atan2, cos, hypot, inf, pi, radians, remainder, sin, sqrt
 
-from ..files.keys import CAPACITY
-from ..files.outputs import Boundary
+import numpy as np
+
+from ..deck.keys import CAPACITY
+
+
+@dataclass
+class Boundary:
+    """A field boundary of latout.dat."""
+
+    marker: str
+    duty: bool
+    x: float  #: point of the design orbit on the boundary [m]
+    y: float
+    tx: float  #: tangent of the orbit there
+    ty: float
+    nx: float  #: normal of the boundary line
+    ny: float
+    s: float  #: path length from the origin [m]
+    r: float  #: radius of the section that ends here [m], 0 straight, above 0 clockwise
+    element: tuple[int, int] = (1, 0)  #: class (1 field section, 0 discrete element) and subtype
 
 
 def add_boundary(boundaries: list[Boundary], keys: dict[str, float], r: float, marker: str, duty: bool) -> Boundary:
@@ -95,6 +114,24 @@ def _arc(before: Boundary, length: float, r: float) -> Boundary:
     chord_x, chord_y = turned((before.tx, before.ty), angle / 2)
     chord = 2 * r * sin(angle / 2)
     return Boundary("", True, before.x - chord_x * chord, before.y - chord_y * chord, tx, ty, tx, ty, before.s + length, r)
+
+
+def design_orbit(boundaries: list[Boundary], points: int = 30) -> np.ndarray:
+    """(2, N) points x, y [m] along the design orbit from the origin through all boundaries.
+
+    :param points: of each section; an arc gets more where it turns by more than 3 degrees between them.
+    """
+    x, y, tx, ty, s = 0.0, 0.0, 1.0, 0.0, 0.0
+    rows = [(x, y)]
+    for b in boundaries:
+        turn = abs((b.s - s) / b.r) if b.r else 0.0
+        for length in np.linspace(0, b.s - s, max(points, int(np.ceil(turn / np.radians(3))) + 1))[1:]:
+            # an arc is its chord, turned by half the angle; an angle falls along a positive radius
+            half = -length / b.r / 2 if b.r else 0.0
+            chord = -2 * b.r * np.sin(half) if b.r else length
+            rows.append((x + chord * (tx * np.cos(half) - ty * np.sin(half)), y + chord * (ty * np.cos(half) + tx * np.sin(half))))
+        x, y, tx, ty, s = b.x, b.y, b.tx, b.ty, b.s
+    return np.array(rows).T
 
 
 def orbit_position(boundaries: list[Boundary], x: float, y: float) -> tuple[float, float, float]:

@@ -8,9 +8,9 @@ from typing import TYPE_CHECKING, Iterable, Iterator, Sequence
 
 import numpy as np
 
-from ..files.outputs import Boundary, design_orbit
 from . import layout
 from .elements import Drift, Element, length_of
+from .geometry import Boundary, design_orbit
 
 if TYPE_CHECKING:
     from matplotlib.figure import Figure
@@ -53,7 +53,7 @@ class Lattice:
     @classmethod
     def from_madx(cls, path: str | Path, line: str | None = None, between: tuple[str, str] | None = None,
                   replace_by_drift: Iterable[str] = ()) -> "Lattice":
-        """The lattice of a line or sequence in a MAD-X file; see `tessaron.exchange.madx`. It needs python3-lark.
+        """The lattice of a line or sequence in a MAD-X file; see `tessaron.exchange.madx.read`. It needs python3-lark.
 
         What has to be left out, such as fringe fields, is told on standard error.
 
@@ -62,7 +62,7 @@ class Lattice:
         :param replace_by_drift: types, as MAD-X calls them, whose elements become drifts where the program has no counterpart.
         :raises ValueError: elements without counterpart, each told by its line; a file that cannot be taken, by file, line and word.
         """
-        from ..exchange.madx import lattice_of_madx
+        from ..exchange.madx.read import lattice_of_madx
         from ..exchange.pieces import Choice
 
         return lattice_of_madx(Path(path), Choice(line, between, tuple(replace_by_drift)))[0]
@@ -70,7 +70,7 @@ class Lattice:
     @classmethod
     def from_elegant(cls, path: str | Path, line: str | None = None, between: tuple[str, str] | None = None,
                      replace_by_drift: Iterable[str] = (), momentum_eV_c: float | None = None) -> "Lattice":
-        """The lattice of a line in an elegant file (.lte); see `tessaron.exchange.elegant`. It needs python3-lark.
+        """The lattice of a line in an elegant file (.lte); see `tessaron.exchange.elegant.read`. It needs python3-lark.
 
         What has to be left out, such as fringe fields, is told on standard error.
 
@@ -80,7 +80,7 @@ class Lattice:
         :param momentum_eV_c: of the reference particle [eV/c], for quadrupoles that are told by their field.
         :raises ValueError: elements without counterpart, each told by its line; a file that cannot be taken, by file, line and word.
         """
-        from ..exchange.elegant import lattice_of_elegant
+        from ..exchange.elegant.read import lattice_of_elegant
         from ..exchange.pieces import Choice
 
         return lattice_of_elegant(Path(path), Choice(line, between, tuple(replace_by_drift)), momentum_eV_c)
@@ -165,12 +165,12 @@ class Lattice:
         return layout.deck_of(self._blocks)
 
     def to_madx(self, path: str | Path | None = None, momentum_eV_c: float | None = None) -> str:
-        """The text of a MAD-X file, also written to a path, that `from_madx` reads back; see `tessaron.exchange.madx_out`.
+        """The text of a MAD-X file, also written to a path, that `from_madx` reads back; see `tessaron.exchange.madx.write`.
 
         :param momentum_eV_c: of the reference particle [eV/c], for a `beam` statement.
         :raises ValueError: an element that MAD-X has not; nothing is written.
         """
-        from ..exchange.madx_out import madx_of
+        from ..exchange.madx.write import madx_of
 
         return _written(madx_of(self, momentum_eV_c), path)
 

@@ -5,9 +5,8 @@ from dataclasses import dataclass, replace
 from math import degrees
 from typing import Iterable, Sequence
 
-from ..files.outputs import Boundary
 from .elements import Dipole, Drift, Element, Magnet, Map, Multipole, Point, Quadrupole, ThinQuadrupole
-from .geometry import add_boundary
+from .geometry import Boundary, add_boundary
 
 
 @dataclass(frozen=True)

@@ -6,12 +6,11 @@ from pathlib import Path
 
 import numpy as np
 
-from ..files.blocks import Value, read_block
-from ..files.deck import DeckEnd, DeckFault, DeckReader, Place, Token, real_of
-from ..files.keys import IO_PATH, POSITION, PROPERTIES
-from ..files.outputs import Boundary
+from ..deck.blocks import Value, read_block
+from ..deck.keys import IO_PATH, POSITION, PROPERTIES
+from ..deck.reader import DeckEnd, DeckFault, DeckReader, Place, Token, real_of
 from .elements import Dipole, Drift, Element, Map, Marker, Multipole, Quadrupole, ThinQuadrupole
-from .geometry import add_boundary
+from .geometry import Boundary, add_boundary
 from .lattice import Lattice
 
 

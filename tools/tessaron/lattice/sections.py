@@ -4,8 +4,7 @@ from __future__ import annotations
 from dataclasses import dataclass
 from math import sin
 
-from ..files.outputs import Boundary
-from .geometry import turned
+from .geometry import Boundary, turned
 
 KINDS = {"dipole": "dipole", "quadrupole": "quadrupole or multipole", "drift": "drift"}
 

@@ -10,11 +10,11 @@ from ..beam.budget import BudgetRow, Station, energy_budget, placed
 from ..beam.bunching import Bunching, bunching
 from ..beam.orbit import coordinates
 from ..beam.slices import Slices
-from ..files.outputs import Boundary
+from ..lattice.geometry import Boundary
 from ..lattice.sections import sections_of
-from ..lattice.of_deck import DECK, Orbit, read_orbit
-from ..lattice.tracked_optics import TrackedOptics, optics as tracked, track_rays
-from ..study.folder import RunFolder
+from ..run.folder import RunFolder
+from ..run.orbit import DECK, Orbit, read_orbit
+from ..run.tracked_optics import TrackedOptics, optics as tracked, track_rays
 from .floor import COLOURS
 from .style import INK, SECOND, THIRD, label, plt, unit_of
 

@@ -4,7 +4,7 @@ from __future__ import annotations
 import numpy as np
 from matplotlib.figure import Figure
 
-from ..files.outputs import Boundary, design_orbit
+from ..lattice.geometry import Boundary, design_orbit
 from ..lattice.sections import KINDS, Section, sections_of
 from .style import FOURTH, INK, SECOND, label, plt, unit_of
 

@@ -7,7 +7,8 @@ from matplotlib.figure import Figure
 from ..beam.bunch import Bunch, LocalCoordinates
 from ..beam.orbit import coordinates
 from ..beam.slices import profile_of, slices_of
-from ..files.outputs import Boundary, Grid, GreenFile, ParticleForce, Steps, direction_of
+from ..files.outputs import Grid, GreenFile, ParticleForce, Steps, direction_of
+from ..lattice.geometry import Boundary
 from .density import draw_cloud
 from .floor import floor_plan
 from .greenmesh import extent, mesh_lines, wavefront_zones

@@ -5,8 +5,8 @@ import numpy as np
 
 from ..beam.budget import BudgetRow
 from ..constants import SPEED_OF_LIGHT
-from ..files.outputs import Boundary
-from ..lattice.tracked_optics import TrackedOptics
+from ..lattice.geometry import Boundary
+from ..run.tracked_optics import TrackedOptics
 
 _ROWS = (
     ("c*t", "ct", 1, "m"), ("particles", "particles", 1, ""), ("charge", "charge", 1e9, "nC"), ("mean energy", "energy", 1e-6, "MeV"),

@@ -5,14 +5,14 @@ from dataclasses import dataclass
 from typing import TYPE_CHECKING
 
 from ..beam.budget import COLUMNS, BudgetRow, Station, budget_records, energy_budget, station_of
-from ..files.outputs import Boundary
-from ..lattice.of_deck import on_orbit
+from ..lattice.geometry import Boundary
+from ..run.orbit import on_orbit
 from .table import Table, table_of
 
 if TYPE_CHECKING:
     from matplotlib.figure import Figure
 
-    from .result import Result
+    from ..run.result import Result
 
 
 @dataclass(frozen=True)

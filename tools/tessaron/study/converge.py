@@ -12,11 +12,11 @@ from html import escape
 from pathlib import Path
 from typing import TYPE_CHECKING, Sequence
 
+from ..run.process import RunFailed
+from ..run.quantities import UNITS, known
+from ..run.run import Run
 from .extrapolation import Limit, limit_of, noise_of
 from .knobs import Knob, knobs_of
-from .process import RunFailed
-from .quantities import UNITS, known
-from .run import Run
 from .scan import Scan
 from .table import Table, table_of
 
@@ -148,7 +148,7 @@ def converge(run: Run, quantities: Sequence[str] = ("loss", "emittance", "length
     are taken, which have the noise of random particles also if the bunch is quiet.
 
     :param run: as it is.
-    :param quantities: names of `tessaron.study.quantities`.
+    :param quantities: names of `tessaron.run.quantities`.
     :param to: relative error asked for.
     :param folder: of the runs; the other arguments as in `Scan`.
     :raises RunFailed: one of the runs did not complete.

@@ -16,11 +16,11 @@ from pathlib import Path
 from typing import Sequence
 
 from ..check.state import CheckState, Way
-from ..files.deck import Place
+from ..deck.reader import Place
+from ..run.process import find_program
+from ..run.reading import Command
+from ..run.run import Run
 from .cost_bench import Bench, Unmeasured, law, mesh_points
-from .process import find_program
-from .reading import Command
-from .run import Run
 
 LONG = 3600.0  # s, above which a run gets a warning
 #: Seconds of a step: of the model itself, and for each unit of g. One core of a server of 2023.

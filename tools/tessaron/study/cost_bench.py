@@ -14,13 +14,13 @@ import numpy as np
 
 from ..beam.bunch import Bunch
 from ..check.state import Way
-from ..files.keys import FORCE_TYPES
+from ..deck.keys import FORCE_TYPES
 from ..files.outputs import read_steps
 from ..lattice.lattice import Lattice
-from .particles import Particles
-from .reading import Command
-from .run import Run
-from .settings import FOREVER, Forces, Monitor, OnlineMonitor, Steps, Tracker
+from ..run.particles import Particles
+from ..run.reading import Command
+from ..run.run import Run
+from ..run.settings import FOREVER, Forces, Monitor, OnlineMonitor, Steps, Tracker
 
 FEW = {"none": (500, 15000), "projected": (500, 15000), "csr_p_to_p": (16, 64), "csr_p_to_m": (16, 64), "csr_g_to_p": (200, 1200),
        "csr_g_to_m": (200, 3000)}  # particles of the two measurements, a tenth of a second or two each

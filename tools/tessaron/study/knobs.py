@@ -5,8 +5,8 @@ from dataclasses import dataclass, replace
 from typing import Callable
 
 from ..beam.bunch import Bunch
-from .run import Run
-from .settings import Forces, Steps, Tracker
+from ..run.run import Run
+from ..run.settings import Forces, Steps, Tracker
 
 MOST_RELATIVE, MOST_PARTICLES = 2.0, 300000
 FEWEST = 15  #: particles to a smoothing length; with half of them, eight of fifteen stated errors were too small, with these none

@@ -7,7 +7,7 @@ from dataclasses import asdict, dataclass, field
 from pathlib import Path
 from typing import Any
 
-from ..files.deck import Place
+from ..deck.reader import Place
 from ..files.ending import Ending
 
 NAME = "manifest.json"
@@ -22,7 +22,7 @@ class Manifest:
     reason: str  #: how the run ended, in one line
     trace: list[str] = field(default_factory=list)  #: the program's own lines about a failure
     place: list | None = None  #: file and line of the deck where it stopped
-    quantities: dict[str, float] = field(default_factory=dict)  #: see `tessaron.study.quantities`
+    quantities: dict[str, float] = field(default_factory=dict)  #: see `tessaron.run.quantities`
     seconds: float = 0.0  #: from the start of the run to the end of its analysis
 
     def save(self, folder: Path) -> None:

@@ -10,14 +10,14 @@ import numpy as np
 
 from ..beam.bunch import Bunch
 from ..beam.orbit import coordinates
-from ..files.keys import FORCE_TYPES
-from ..lattice.of_deck import on_orbit
-from .process import RunFailed
-from .quantities import known
-from .result import Result
-from .run import Run
+from ..deck.keys import FORCE_TYPES
+from ..run.orbit import on_orbit
+from ..run.process import RunFailed
+from ..run.quantities import known
+from ..run.result import Result
+from ..run.run import Run
+from ..run.settings import Forces
 from .scan import Scan
-from .settings import Forces
 from .table import Table, table_of
 
 if TYPE_CHECKING:
@@ -122,7 +122,7 @@ def compare_models(run: Run, models: Sequence[str | Forces] = ("projected", "csr
     :param models: types of force; or Forces, for other sizes, which go by their type.
     :param particles: number of particles by model, for those that cannot do with as many as the run has.
     :param folder: of the runs; executor, program, processes, threads, progress as in `Scan`.
-    :param quantities: names of `tessaron.study.quantities`.
+    :param quantities: names of `tessaron.run.quantities`.
     :param reference: the model to compare with; csr_p_to_p where it is among them, else the last.
     :raises ValueError: a model that is none, twice the same, or a run without force.
     :raises RunFailed: one of the runs did not complete.

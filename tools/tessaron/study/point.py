@@ -17,10 +17,10 @@ from pathlib import Path
 from typing import Any, Iterator
 
 from ..files.ending import CONSOLE, ending_of
+from ..run.process import DECK, run_program
+from ..run.result import Result
+from ..run.run import Run
 from .manifest import Manifest
-from .process import DECK, run_program
-from .result import Result
-from .run import Run
 
 LOCK = "lock"
 

@@ -12,14 +12,14 @@ from typing import TYPE_CHECKING, Any, Callable, Iterable, Iterator, Mapping, Se
 import numpy as np
 
 from ..beam.bunch import Bunch
-from . import quantities as known_quantities
+from ..run import quantities as known_quantities
+from ..run.particles import Particles, Words
+from ..run.process import RunFailed, find_program
+from ..run.progress import points_bar
+from ..run.result import Result
+from ..run.run import Run
 from .manifest import Manifest
-from .particles import Particles, Words
 from .point import compute, prepare
-from .process import RunFailed, find_program
-from .progress import points_bar
-from .result import Result
-from .run import Run
 
 if TYPE_CHECKING:
     from matplotlib.figure import Figure
@@ -50,7 +50,7 @@ class Scan:
     :param axes: values by name; all combinations are run. Or a list of points, each a dict.
     :param folder: of the scan; it is made.
     :param quantities: a function of a Result that returns numbers by name, for the table, beside the usual ones
-        (`tessaron.study.quantities`).
+        (`tessaron.run.quantities`).
     :param program: the program; processes: of each run, as MPI job; threads: of each process; timeout: of each run [s].
     :raises ValueError: an axis without values, or values that are no list.
     """

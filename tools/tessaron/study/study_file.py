@@ -37,11 +37,11 @@ from typing import Any
 from ..beam.bunch import Bunch
 from ..beam.makers import made
 from ..lattice.lattice import Lattice
-from .block import Block
-from .process import DECK
-from .run import Run
+from ..run.block import Block
+from ..run.process import DECK
+from ..run.run import Run
+from ..run.settings import Forces, Steps, Tracker
 from .scan import Scan
-from .settings import Forces, Steps, Tracker
 
 _TABLES = {"bunch", "chicane", "vary", "plot"}
 _SETTINGS = {"folder", "threads", "processes", "timeout", "program"}

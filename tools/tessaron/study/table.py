@@ -8,7 +8,7 @@ from typing import TYPE_CHECKING, Any, Sequence
 
 import numpy as np
 
-from .quantities import UNITS
+from ..run.quantities import UNITS
 
 if TYPE_CHECKING:
     from matplotlib.figure import Figure

@@ -1,0 +1,1 @@
+"""Lattices of elegant."""

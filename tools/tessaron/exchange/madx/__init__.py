@@ -1,0 +1,1 @@
+"""MAD-X files, in and out."""
