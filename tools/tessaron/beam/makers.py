@@ -94,9 +94,16 @@ def from_particle_group(group: Any) -> Bunch:
     if not alive.any():
         raise ValueError("no particle of the object is alive (status 1)")
     rows = np.array([np.broadcast_to(row, count) for row in (z, x, y, pz, px, py)])[:, alive]
-    ct = np.broadcast_to(t, count)[alive] * SPEED_OF_LIGHT
+    return at_latest_time(np.broadcast_to(t, count)[alive] * SPEED_OF_LIGHT, rows, np.broadcast_to(charge, count)[alive])
+
+
+def at_latest_time(ct: np.ndarray, rows: np.ndarray, charge: np.ndarray) -> Bunch:
+    """A bunch of particles that are told at times c*t of their own [m], (N,): all fly straight to the latest one.
+
+    :param rows: (6, N) absolute coordinates x, y, z [m], px, py, pz [eV/c]; the places are changed.
+    """
     rows[:3] += rows[3:] / np.hypot(np.sqrt((rows[3:]**2).sum(axis=0)), REST_ENERGY) * (ct.max() - ct)
-    return from_absolute(float(ct.max()), rows, np.broadcast_to(charge, count)[alive])
+    return from_absolute(float(ct.max()), rows, charge)
 
 
 def arrays_of(bunch: Bunch) -> dict[str, np.ndarray]:

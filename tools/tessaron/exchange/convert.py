@@ -2,6 +2,7 @@
 from __future__ import annotations
 
 from pathlib import Path
+
 from ..lattice.lattice import Lattice
 from .pieces import Choice
 

@@ -1,15 +1,17 @@
 """Files of other programs: their text, and faults in them by file, line and word."""
 from __future__ import annotations
 
+from contextlib import contextmanager
 from dataclasses import dataclass
 from pathlib import Path
-from typing import Any
+from typing import Any, Iterator
 
 import lark
 
 from ..deck.reader import Place
 
 LARGEST = 20_000_000  #: bytes of a lattice file
+MOST_FILES = 10  #: within each other
 
 
 class LatticeFault(ValueError):
@@ -43,6 +45,20 @@ def read_text(path: Path) -> str:
     if b"\0" in raw:
         raise ValueError(f"{path}: not a text file")
     return raw.decode(errors="replace").replace("\r\n", "\n").replace("\r", "\n")
+
+
+@contextmanager
+def opened(path: Path, files: list[Path], verb: str) -> Iterator[None]:
+    """While a file is being read, it is the last one of `files`.
+
+    :param verb: how a file takes in another one.
+    :raises ValueError: it is one of them already, or they are as many as may be.
+    """
+    if any(path.resolve() == other.resolve() for other in files) or len(files) >= MOST_FILES:
+        raise ValueError(f"{path}: files {verb} each other in a ring, or more than {MOST_FILES} deep")
+    files.append(path)
+    yield
+    files.pop()
 
 
 def parsed(parser: lark.Lark, text: str, place: Place) -> Any:

@@ -16,7 +16,8 @@ import h5py
 import numpy as np
 
 from .. import __version__
-from ..beam.bunch import Bunch, from_absolute
+from ..beam.bunch import Bunch
+from ..beam.makers import at_latest_time
 from ..constants import SI_ELEMENTARY_CHARGE, SPEED_OF_LIGHT
 
 EV_PER_C = SI_ELEMENTARY_CHARGE / SPEED_OF_LIGHT  # kg m/s
@@ -109,8 +110,7 @@ def _at_one_time(bunch: Bunch, ct: np.ndarray, alive: np.ndarray) -> Bunch:
         bunch.ct = float(ct[0])
         return bunch
     rows = bunch.offsets + bunch.reference[:, None]
-    rows[:3] += rows[3:] / bunch.energy * (ct[alive].max() - ct)
-    return from_absolute(float(ct[alive].max()), rows[:, alive], bunch.charge[alive])
+    return at_latest_time(ct[alive], rows[:, alive], bunch.charge[alive])
 
 
 def _root(file: h5py.File, version: str) -> None:

@@ -13,7 +13,8 @@ from ..beam.slices import Slices
 from ..lattice.geometry import Boundary
 from ..lattice.sections import sections_of
 from ..run.folder import RunFolder
-from ..run.orbit import DECK, Orbit, read_orbit
+from ..run.orbit import Orbit, read_orbit
+from ..run.process import DECK
 from ..run.tracked_optics import TrackedOptics, optics as tracked, track_rays
 from .floor import COLOURS
 from .style import INK, SECOND, THIRD, label, plt, unit_of

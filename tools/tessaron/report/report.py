@@ -8,6 +8,7 @@ from ..beam.analyse import plain, series_of
 from ..files import outputs
 from ..pictures import along, plots, tables
 from ..run.folder import RunFolder
+from ..run.process import DECK
 from . import headline
 from .album import Album
 from .looks import Look, Told, look_at
@@ -172,7 +173,7 @@ def _settings(content: Page, run: RunFolder) -> None:
 
 def _deck_files(run: RunFolder) -> list[Path]:
     """The deck and those included files that hold no particles."""
-    names = [run.folder / "tessar.in"]
+    names = [run.folder / DECK]
     for path in run.state.reader.included if run.state.reader else []:
         if path.stat().st_size < 200000 and path not in names:
             names.append(path)

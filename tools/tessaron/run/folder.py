@@ -15,7 +15,8 @@ from ..files import bunchfiles
 from ..files.ending import CONSOLE, ERRORS, Ending, ending_of, read_ending
 from ..files.runlog import RunLog, read_log
 from ..lattice.geometry import Boundary
-from .orbit import DECK, LATOUT, Orbit, on_orbit, orbit_beside
+from .orbit import LATOUT, Orbit, on_orbit, orbit_beside
+from .process import DECK
 
 WITH_TIME = ("fmt1", "fmt2", "fmt3")  #: formats of bunches that tell their time
 

@@ -16,8 +16,9 @@ from ..deck.keys import COMMANDS
 from ..deck.reader import DeckEnd, DeckFault, DeckReader, Token, real_of
 from ..files.outputs import read_latout
 from ..lattice.geometry import Boundary
+from .process import DECK
 
-DECK, LATOUT = "tessar.in", "latout.dat"
+LATOUT = "latout.dat"
 
 
 @dataclass

@@ -22,13 +22,14 @@ from ..constants import REST_ENERGY
 from ..files.bunchfiles import read_bunch, write_bunch
 from ..lattice.geometry import Boundary
 from .orbit import Orbit
+from .process import DECK, RunFailed, run_program
 
 OFFSET, ANGLE, DELTA = 2e-6, 2e-6, 2e-4  # m, rad, 1: small against apertures, large against the last digit of a position
 SECOND_DELTA = 5e-4  # for second differences, which need more
 CLEAR = 1e-4  # m from a boundary within which nothing is looked at: there some rays are still on its other side
 MOST_PLACES = 1900  # the program's time grid holds 2000
 
-_DECK = """lattice
+_TEXT = """lattice
 {lattice}
 particles {{ format = fmt1 array = #file {{ name = rays.dat }} }}
 forces {{ type = none }}
@@ -75,8 +76,6 @@ def track_rays(orbit: Orbit, program: str | Path | None = None, step: float | No
     :param momentum: of the reference particle [eV/c].
     :raises ValueError: the program did not complete; a start behind the first boundary; no deck.
     """
-    from .process import RunFailed, run_program
-
     if not orbit.lattice:
         raise ValueError(f"{orbit.source}: optics needs a deck, which tells the fields")
     first = orbit.boundaries[0].s
@@ -92,7 +91,7 @@ def track_rays(orbit: Orbit, program: str | Path | None = None, step: float | No
         write_bunch(folder / "rays.dat", rays, "fmt1")
         (folder / "grid.dat").write_text("".join(f"{time!r}\n" for time in times[1:].tolist()))
         lattice = "\n".join(wrap(" ".join(orbit.lattice), 300, break_long_words=False, break_on_hyphens=False))
-        (folder / "tessar.in").write_text(_DECK.format(lattice=lattice, end=float(times[-1])))
+        (folder / DECK).write_text(_TEXT.format(lattice=lattice, end=float(times[-1])))
         ending = run_program(folder, program=program)
         if not ending.completed:
             raise RunFailed(folder, ending)

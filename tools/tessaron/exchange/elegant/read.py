@@ -14,7 +14,7 @@ from .. import builders as to
 from ..definition import Definition
 from ..lines import Line, expanded
 from ..pieces import Choice, Piece, lattice_of
-from ..source import LatticeFault
+from ..source import LatticeFault, opened
 from .rpn import Calculator
 from .text import statement, statements
 
@@ -52,7 +52,6 @@ _SWAPPED = {"e1": "e2", "h1": "h2", "edge1effects": "edge2effects", "fint1": "fi
 _SWAPPED |= {second: first for first, second in _SWAPPED.items()}
 _DEFAULTS = {"fint": 0.5, "edge1effects": 1.0, "edge2effects": 1.0}
 _ELSEWHERE = {"bore", "b", "edge1effects", "edge2effects", "filename", "outputfile", "mode", "group", "label", "fitpoint"}  #: seen to, or no matter
-_MOST_FILES = 10  #: within each other
 
 
 Number = Union[float, LatticeFault]  #: of an attribute, or why it has none, which only matters when it is used
@@ -75,14 +74,11 @@ class ElegantFile:
 
         :raises ValueError: with file and line.
         """
-        if any(path.resolve() == other.resolve() for other in self._open) or len(self._open) >= _MOST_FILES:
-            raise ValueError(f"{path}: files include each other in a ring, or more than {_MOST_FILES} deep")
-        self._open.append(path)
-        for words, place in statements(path):
-            self._carry_out(words, place)
-            if self._ended:
-                break
-        self._open.pop()
+        with opened(path, self._open, "include"):
+            for words, place in statements(path):
+                self._carry_out(words, place)
+                if self._ended:
+                    break
 
     def _carry_out(self, words: str, place: Place) -> None:
         end = re.fullmatch(r'(USE|RETURN)(?:,"?([^",]*)"?)?[;,]*', words, re.IGNORECASE)

@@ -18,7 +18,7 @@ from .. import builders as to
 from ..definition import Definition
 from ..lines import Item, Line, expanded
 from ..pieces import Choice, Piece, lattice_of, tell
-from ..source import LatticeFault, Statement
+from ..source import LatticeFault, Statement, opened
 from .sequence import Entry, Sequence, placed
 from .text import Given, statement, statements
 from .values import CONSTANTS, Names
@@ -47,7 +47,7 @@ _HEAD = re.compile(r"\s*([a-z_][\w.]*)\s*(:=|=|->|:|\(|\{|)", re.IGNORECASE)
 _FILE = re.compile(r"""\bfile\s*=\s*("[^"]*"|'[^']*'|[^\s,;]+)""", re.IGNORECASE)
 _MASSES = {"positron": "emass", "electron": "emass", "proton": "pmass", "antiproton": "pmass", "posmuon": "mumass", "negmuon": "mumass"}
 _ELSEWHERE = {"at", "from", "type", "apertype", "aperture"}  #: attributes seen to elsewhere, or no matter
-_MOST_CALLS, _MOST_NESTED = 10, 20  #: files and sequences within each other
+_MOST_NESTED = 20  #: sequences within each other
 
 
 @dataclass
@@ -74,18 +74,15 @@ class MadxFile:
 
         :raises ValueError: with file and line.
         """
-        if any(path.resolve() == other.resolve() for other in self._open) or len(self._open) >= _MOST_CALLS:
-            raise ValueError(f"{path}: files call each other in a ring, or more than {_MOST_CALLS} deep")
-        self._open.append(path)
-        for words, place in statements(path):
-            head, mark = _HEAD.match(words).groups() if _HEAD.match(words) else ("", "")
-            if head.lower() in ("return", "stop", "exit", "quit") and not mark:
-                self._ended = head.lower() != "return"
-                break
-            self._carry_out(words, head.lower(), mark, place)
-            if self._ended:
-                break
-        self._open.pop()
+        with opened(path, self._open, "call"):
+            for words, place in statements(path):
+                head, mark = _HEAD.match(words).groups() if _HEAD.match(words) else ("", "")
+                if head.lower() in ("return", "stop", "exit", "quit") and not mark:
+                    self._ended = head.lower() != "return"
+                    break
+                self._carry_out(words, head.lower(), mark, place)
+                if self._ended:
+                    break
 
     def beam(self, name: str) -> float | None:
         """An attribute of the beam: energy and pc [GeV], gamma, beta, brho [T m], mass [GeV], charge; None for others.
