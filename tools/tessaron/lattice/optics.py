@@ -12,7 +12,7 @@ from typing import TYPE_CHECKING, Sequence
 
 import numpy as np
 
-from .elements import Dipole, Drift, Element, Map, Multipole, Quadrupole, ThinQuadrupole, length_of
+from .elements import Dipole, Element, Map, Multipole, Quadrupole, ThinQuadrupole, length_of
 
 if TYPE_CHECKING:
     from matplotlib.figure import Figure

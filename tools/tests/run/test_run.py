@@ -10,7 +10,7 @@ import pytest
 from conftest import ROOT, assert_same
 
 import tessaron
-from tessaron import Bunch, Forces, Lattice, Monitor, Monitors, Particles, Result, Run, RunFailed, Steps, Tracker, find_program
+from tessaron import Bunch, Forces, Lattice, Monitor, Monitors, Result, Run, RunFailed, Steps, Tracker, find_program
 from tessaron.constants import SPEED_OF_LIGHT
 
 CHICANE = Lattice.chicane(0.0483, 0.5, 5, 1, behind=2)
