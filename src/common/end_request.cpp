@@ -4,10 +4,10 @@
 
 namespace tessaron {
 
-constinit std::atomic<int> end_signal{0};
-static_assert(std::atomic<int>::is_always_lock_free);  // a handler may store it
-
 namespace {
+
+constinit std::atomic<int> noted_signal{0};
+static_assert(std::atomic<int>::is_always_lock_free);  // a handler may store it
 
 void (*end_hook)() = nullptr;
 
@@ -27,16 +27,18 @@ void on_signals(void (*handler)(int)) {
 }
 
 void note(int signal) {
-  const bool second = end_signal.exchange(signal) != 0;  // two threads can have taken one each
+  const bool second = noted_signal.exchange(signal) != 0;  // two threads can have taken one each
   on_signals(SIG_DFL);
   if (second) ::raise(signal);  // it takes effect behind the handler
 }
 
 }  // namespace
 
+constinit const std::atomic<int>& end_signal = noted_signal;
+
 void catch_end_signals() { on_signals(note); }
 
-void request_end(int signal) { end_signal.store(signal, std::memory_order_relaxed); }
+void request_end(int signal) { noted_signal.store(signal, std::memory_order_relaxed); }
 
 std::string_view end_signal_name() { return end_signal.load() == SIGINT ? "SIGINT" : "SIGTERM"; }
 

@@ -10,9 +10,9 @@ namespace tessaron {
 /// `obey_end_request` before the results that it left are used.
 
 /// The number of the signal, 0 until one has come. Owner: common/end_request.cpp.
-extern std::atomic<int> end_signal;
+extern const std::atomic<int>& end_signal;
 
-/// Whether the run has been asked to end. Once true it stays so. It costs a load and may be called by any
+/// Whether the run has been asked to end. Once true it stays so. It costs two loads and may be called by any
 /// thread.
 inline bool end_requested() { return end_signal.load(std::memory_order_relaxed) != 0; }
 

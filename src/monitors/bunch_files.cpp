@@ -8,7 +8,7 @@
 #include "common/freeform.hpp"
 #include "forces/force_settings.hpp"
 #include "lattice/arc_position.hpp"
-#include "monitors/monitor_records.hpp"
+#include "monitors/monitor_outputs.hpp"
 #include "run/diagnosis.hpp"
 #include "run/files/file_table.hpp"
 #include "run/line_writer.hpp"

@@ -1,5 +1,5 @@
 #include "common/freeform.hpp"
-#include "monitors/monitor_records.hpp"
+#include "monitors/monitor_outputs.hpp"
 #include "run/files/file_table.hpp"
 
 namespace tessaron {

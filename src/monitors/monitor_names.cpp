@@ -2,7 +2,7 @@
 #include <array>
 #include <initializer_list>
 
-#include "monitors/monitor_records.hpp"
+#include "monitors/monitor_outputs.hpp"
 
 namespace tessaron {
 

@@ -2,7 +2,7 @@
 
 #include <array>
 
-#include "monitors/monitor_records.hpp"
+#include "monitors/monitor_outputs.hpp"
 #include "support/beam_fixture.hpp"
 
 namespace tessaron::test {

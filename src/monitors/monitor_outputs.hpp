@@ -9,9 +9,6 @@
 
 namespace tessaron {
 
-/// The online monitors as their writers see them: block reader, preparation of a run, hooks.
-extern MonitorTable montab_store;
-
 /// Writes the polygon that a mesh covers and the path's sections of constant curvature to the open files of
 /// the `green` monitors, over what an earlier evaluation of the same step wrote: one number a line, each
 /// column behind its count: a and b of the corners; c t, x, y and curvature of the sections.
