@@ -142,84 +142,103 @@ struct LaneSums {
   Lanes fx{}, fy{}, fz{}, bx{}, by{}, bz{}, phi{}, phi_t{}, ax{}, ay{}, ax_t{}, ay_t{};
 };
 
-/// Adds the four nodes from i on, those from `last` on with the weight 0. `Plane`: the observer lies in the
-/// plane of the path. `Subtract`: the expansion is taken off. `Potentials`: these are wanted as well. The
-/// formulas are those of `zfint`, each term times the weight w; what is subtracted over rho^n is added up as
-/// it stands, not as a difference to the part over R^n.
-template <bool Plane, bool Subtract, bool Potentials>
-TESSARON_LANES_INLINE void add_batch(const Fixed& k, const NodeColumns& at, int i, int last, LaneSums& sum) {
+/// Four nodes, and what the terms of the integrand there have in common.
+struct NodeBatch {
+  Lanes w;                    // the weight
+  Lanes s, ex, ey, rx, ry;    // the path, and R in its plane
+  Lanes inv_r, inv_r3;        // 1/R, 1/R^3
+  Lanes lambda, lambda_t, n;  // n = lambda + R lambda_t / c
+  Lanes cz;                   // e x R; its other parts are (e_y, -e_x) z0
+  Lanes dx, dy;               // e0 - e
+  Lanes bend;                 // times (-e_y, e_x): the curvature term
+};
+
+/// The four nodes from i on, those from `last` on with the weight 0.
+TESSARON_LANES_INLINE NodeBatch node_batch(const Fixed& k, const NodeColumns& at, int i, int last) {
+  NodeBatch p;
   const Lanes number = lanes_of(i) + first_numbers;
-  const Lanes w = number < lanes_of(last) ? lanes_at(at.weight + i) : lanes_of(0);
-  const Lanes ex = lanes_at(at.ex + i), ey = lanes_at(at.ey + i), rx = lanes_at(at.rx + i),
-              ry = lanes_at(at.ry + i);
-  const Lanes inv_r = lanes_at(at.inv_r + i), inv_r3 = inv_r * (inv_r * inv_r);
-  const Lanes lambda = lanes_at(at.lambda + i), lambda_t = lanes_at(at.lambda_t + i),
-              n = lanes_at(at.density + i);
+  p.w = number < lanes_of(last) ? lanes_at(at.weight + i) : lanes_of(0);
+  p.s = lanes_at(at.s + i);
+  p.ex = lanes_at(at.ex + i), p.ey = lanes_at(at.ey + i);
+  p.rx = lanes_at(at.rx + i), p.ry = lanes_at(at.ry + i);
+  p.inv_r = lanes_at(at.inv_r + i), p.inv_r3 = p.inv_r * (p.inv_r * p.inv_r);
+  p.lambda = lanes_at(at.lambda + i), p.lambda_t = lanes_at(at.lambda_t + i), p.n = lanes_at(at.density + i);
+  p.cz = p.ex * p.ry - p.ey * p.rx;
+  p.dx = k.e0x - p.ex, p.dy = k.e0y - p.ey;
+  p.bend = k.curvature * (lanes_at(at.kappa + i) * p.lambda);
+  return p;
+}
 
-  const Lanes cz = ex * ry - ey * rx;  // e x R; its other parts are (e_y, -e_x) z0
-  const Lanes dx = k.e0x - ex, dy = k.e0y - ey;
-  const Lanes bend =
-      k.curvature * (lanes_at(at.kappa + i) * lambda);  // times (-e_y, e_x): the curvature term
+/// The formulas are those of `zfint`, each term times the weight w. `Plane`: the observer lies in the plane
+/// of the path. `Potentials`: these are wanted as well.
+template <bool Plane, bool Potentials>
+TESSARON_LANES_INLINE void add_plain_form(const Fixed& k, const NodeBatch& p, LaneSums& sum) {
+  const Lanes wn = p.w * (p.n * p.inv_r3);
+  const Lanes wb = k.beta_s * wn, wf = k.beta0 * wb, wc = k.b2 * wn, wk = p.w * (p.bend * p.inv_r);
+  sum.fx += wf * (p.dy * p.cz) + wc * p.rx + wk * p.ey;
+  sum.fy += wc * p.ry - wf * (p.dx * p.cz) - wk * p.ex;
+  sum.bz += wb * p.cz;
+  if constexpr (!Plane) {
+    sum.fz += (wc - wf * (p.dx * p.ex + p.dy * p.ey)) * k.z0;
+    sum.bx += wb * p.ey * k.z0;
+    sum.by -= wb * p.ex * k.z0;
+  }
+  if constexpr (Potentials) {
+    const Lanes wl = p.w * (p.lambda * p.inv_r), wl_t = p.w * (p.lambda_t * p.inv_r);
+    sum.phi += wl;
+    sum.phi_t += wl_t;
+    sum.ax += (k.beta_s * wl) * p.ex;
+    sum.ay += (k.beta_s * wl) * p.ey;
+    sum.ax_t += (k.beta_s * wl_t) * p.ex;
+    sum.ay_t += (k.beta_s * wl_t) * p.ey;
+  }
+}
 
-  if (k.drag != 0) {
-    const Lanes pull = w * (k.drag * (lambda_t * inv_r));
-    sum.fx += pull * ex;
-    sum.fy += pull * ey;
+/// The same with the expansion taken off. What is subtracted over rho^n is added up as it stands, not as a
+/// difference to the part over R^n.
+template <bool Plane, bool Potentials>
+TESSARON_LANES_INLINE void add_subtracted_form(const Fixed& k, const NodeBatch& p, LaneSums& sum) {
+  const Lanes y = p.s - k.s_c, y2 = y * y, rho = sqrt_of(y2 + k.d2);
+  const Lanes inv_rho = 1.0 / rho, inv_rho3 = inv_rho * (inv_rho * inv_rho);
+  const Lanes nh = k.a0 + k.a1 * y;
+  const Lanes lh = k.a0 + k.b1 * y + k.b2_density * rho;
+  const Lanes cpz = k.c0.z + k.c1.z * y + k.c2.z * y2;
+  const Lanes wn = p.w * (p.n * p.inv_r3), wh = p.w * (nh * inv_rho3);
+  const Lanes wb = k.beta_s * wn, wf = k.beta0 * wb, wc = k.b2 * wn;
+  const Lanes hb = k.beta0 * wh, hf = k.beta0_2 * wh, hc = k.u0 * wh;
+  const Lanes wk = p.w * (p.bend * p.inv_r), hk = (k.curvature0 * p.w) * (lh * inv_rho), half_y2 = 0.5 * y2;
+  sum.fx += (wf * (p.dy * p.cz) + wc * p.rx + wk * p.ey) +
+            (hf * (k.k1.x * y + k.k2.x * y2) + hc * (k.across.x - k.e_x * y - k.kappa.x * half_y2) -
+             hk * k.kappa.x);
+  sum.fy += (wc * p.ry - wf * (p.dx * p.cz) - wk * p.ex) +
+            (hf * (k.k1.y * y + k.k2.y * y2) + hc * (k.across.y - k.e_y * y - k.kappa.y * half_y2) -
+             hk * k.kappa.y);
+  sum.bz += wb * p.cz + hb * cpz;
+  if constexpr (!Plane) {
+    sum.fz +=
+        (wc - wf * (p.dx * p.ex + p.dy * p.ey)) * k.z0 + (hf * (k.k1.z * y + k.k2.z * y2) + hc * k.across.z);
+    sum.bx += wb * (p.ey * k.z0) + hb * (k.c0.x + k.c1.x * y);
+    sum.by += hb * (k.c0.y + k.c1.y * y) - wb * (p.ex * k.z0);
   }
-  if constexpr (!Subtract) {
-    const Lanes wn = w * (n * inv_r3);
-    const Lanes wb = k.beta_s * wn, wf = k.beta0 * wb, wc = k.b2 * wn, wk = w * (bend * inv_r);
-    sum.fx += wf * (dy * cz) + wc * rx + wk * ey;
-    sum.fy += wc * ry - wf * (dx * cz) - wk * ex;
-    sum.bz += wb * cz;
-    if constexpr (!Plane) {
-      sum.fz += (wc - wf * (dx * ex + dy * ey)) * k.z0;
-      sum.bx += wb * ey * k.z0;
-      sum.by -= wb * ex * k.z0;
-    }
-    if constexpr (Potentials) {
-      const Lanes wl = w * (lambda * inv_r), wl_t = w * (lambda_t * inv_r);
-      sum.phi += wl;
-      sum.phi_t += wl_t;
-      sum.ax += (k.beta_s * wl) * ex;
-      sum.ay += (k.beta_s * wl) * ey;
-      sum.ax_t += (k.beta_s * wl_t) * ex;
-      sum.ay_t += (k.beta_s * wl_t) * ey;
-    }
-  } else {
-    const Lanes y = lanes_at(at.s + i) - k.s_c, y2 = y * y, rho = sqrt_of(y2 + k.d2);
-    const Lanes inv_rho = 1.0 / rho, inv_rho3 = inv_rho * (inv_rho * inv_rho);
-    const Lanes nh = k.a0 + k.a1 * y;
-    const Lanes lh = k.a0 + k.b1 * y + k.b2_density * rho;
-    const Lanes cpz = k.c0.z + k.c1.z * y + k.c2.z * y2;
-    const Lanes wn = w * (n * inv_r3), wh = w * (nh * inv_rho3);
-    const Lanes wb = k.beta_s * wn, wf = k.beta0 * wb, wc = k.b2 * wn;
-    const Lanes hb = k.beta0 * wh, hf = k.beta0_2 * wh, hc = k.u0 * wh;
-    const Lanes wk = w * (bend * inv_r), hk = (k.curvature0 * w) * (lh * inv_rho), half_y2 = 0.5 * y2;
-    sum.fx += (wf * (dy * cz) + wc * rx + wk * ey) +
-              (hf * (k.k1.x * y + k.k2.x * y2) + hc * (k.across.x - k.e_x * y - k.kappa.x * half_y2) -
-               hk * k.kappa.x);
-    sum.fy += (wc * ry - wf * (dx * cz) - wk * ex) +
-              (hf * (k.k1.y * y + k.k2.y * y2) + hc * (k.across.y - k.e_y * y - k.kappa.y * half_y2) -
-               hk * k.kappa.y);
-    sum.bz += wb * cz + hb * cpz;
-    if constexpr (!Plane) {
-      sum.fz += (wc - wf * (dx * ex + dy * ey)) * k.z0 + (hf * (k.k1.z * y + k.k2.z * y2) + hc * k.across.z);
-      sum.bx += wb * (ey * k.z0) + hb * (k.c0.x + k.c1.x * y);
-      sum.by += hb * (k.c0.y + k.c1.y * y) - wb * (ex * k.z0);
-    }
-    if constexpr (Potentials) {
-      const Lanes mh = k.p0 + k.p1 * y + k.p2 * rho;
-      const Lanes wl = w * (lambda * inv_r), wl_t = w * (lambda_t * inv_r);
-      const Lanes hl = w * (lh * inv_rho), hl_t = w * (mh * inv_rho);
-      sum.phi += wl + hl;
-      sum.phi_t += wl_t + hl_t;
-      sum.ax += ex * (k.beta_s * wl) + k.e_x * (k.beta0 * hl);
-      sum.ay += ey * (k.beta_s * wl) + k.e_y * (k.beta0 * hl);
-      sum.ax_t += ex * (k.beta_s * wl_t) + k.e_x * (k.beta0 * hl_t);
-      sum.ay_t += ey * (k.beta_s * wl_t) + k.e_y * (k.beta0 * hl_t);
-    }
+  if constexpr (Potentials) {
+    const Lanes mh = k.p0 + k.p1 * y + k.p2 * rho;
+    const Lanes wl = p.w * (p.lambda * p.inv_r), wl_t = p.w * (p.lambda_t * p.inv_r);
+    const Lanes hl = p.w * (lh * inv_rho), hl_t = p.w * (mh * inv_rho);
+    sum.phi += wl + hl;
+    sum.phi_t += wl_t + hl_t;
+    sum.ax += p.ex * (k.beta_s * wl) + k.e_x * (k.beta0 * hl);
+    sum.ay += p.ey * (k.beta_s * wl) + k.e_y * (k.beta0 * hl);
+    sum.ax_t += p.ex * (k.beta_s * wl_t) + k.e_x * (k.beta0 * hl_t);
+    sum.ay_t += p.ey * (k.beta_s * wl_t) + k.e_y * (k.beta0 * hl_t);
   }
+}
+
+/// The part of the force along the path that goes with the change of the density.
+TESSARON_LANES_INLINE void add_drag(const Fixed& k, const NodeBatch& p, LaneSums& sum) {
+  if (k.drag == 0) return;
+  const Lanes pull = p.w * (k.drag * (p.lambda_t * p.inv_r));
+  sum.fx += pull * p.ex;
+  sum.fy += pull * p.ey;
 }
 
 template <bool Plane, bool Subtract, bool Potentials>
@@ -227,7 +246,15 @@ TESSARON_LANES_INLINE void add_run(const Fixed& fixed, const NodeColumns& at, in
                                    LaneSums& total) {
   const Fixed k = fixed;
   LaneSums sum = total;
-  for (int i = first; i < last; i += lane_count) add_batch<Plane, Subtract, Potentials>(k, at, i, last, sum);
+  for (int i = first; i < last; i += lane_count) {
+    const NodeBatch p = node_batch(k, at, i, last);
+    add_drag(k, p, sum);
+    if constexpr (Subtract) {
+      add_subtracted_form<Plane, Potentials>(k, p, sum);
+    } else {
+      add_plain_form<Plane, Potentials>(k, p, sum);
+    }
+  }
   total = sum;
 }
 

@@ -21,59 +21,75 @@ Distance distance_at(const PathRecord& path, const Vec3& r0, double s) {
   return {s, value, (p.ex * dx + p.ey * dy) / (value + 1e-100)};
 }
 
-/// Minimum of the distance between a and b, from x on: Brent's minimisation with first derivatives. The
+/// What Brent's search knows after some passes.
+struct Search {
+  double a, b;          // the minimum lies between them
+  Distance x, w, v;     // the nearest point so far, the second nearest, and the one that was it before
+  double d = 0, e = 0;  // the last step and the one before it
+};
+
+/// Sets the next step by the shorter of two secants of the slope; false where none will do: it must stay
+/// between a and b, go downhill, and be at most half as long as the step before the last.
+bool step_by_secants(Search& at, double tol1) {
+  const Distance &x = at.x, &w = at.w, &v = at.v;
+  if (!(std::abs(at.e) > tol1)) return false;
+  double d1 = 2 * (at.b - at.a), d2 = d1;
+  if (w.slope != x.slope) d1 = (w.s - x.s) * x.slope / (x.slope - w.slope);
+  if (v.slope != x.slope) d2 = (v.s - x.s) * x.slope / (x.slope - v.slope);
+  const double u1 = x.s + d1, u2 = x.s + d2;
+  const bool ok1 = (at.a - u1) * (u1 - at.b) > 0 && x.slope * d1 <= 0;
+  const bool ok2 = (at.a - u2) * (u2 - at.b) > 0 && x.slope * d2 <= 0;
+  const double step_before_last = at.e;
+  at.e = at.d;
+  if (!ok1 && !ok2) return false;
+  at.d = ok1 && ok2 ? (std::abs(d1) < std::abs(d2) ? d1 : d2) : ok1 ? d1 : d2;
+  if (!(std::abs(at.d) <= std::abs(0.5 * step_before_last))) return false;
+  const double u = x.s + at.d, tol2 = 2 * tol1;
+  if (u - at.a < tol2 || at.b - u < tol2) at.d = std::copysign(tol1, 0.5 * (at.a + at.b) - x.s);
+  return true;
+}
+
+/// Sets the next step to the middle of the side that goes downhill.
+void step_by_bisection(Search& at) {
+  at.e = at.x.slope >= 0 ? at.a - at.x.s : at.b - at.x.s;
+  at.d = 0.5 * at.e;
+}
+
+/// Takes in a new point: the bracket closes around the nearest one.
+void take_point(Search& at, const Distance& u) {
+  Distance &x = at.x, &w = at.w, &v = at.v;
+  if (u.value <= x.value) {
+    (u.s >= x.s ? at.a : at.b) = x.s;
+    v = w, w = x, x = u;
+    return;
+  }
+  (u.s < x.s ? at.a : at.b) = u.s;
+  if (u.value <= w.value || w.s == x.s) {
+    v = w, w = u;
+  } else if (u.value < v.value || v.s == x.s || v.s == w.s) {
+    v = u;
+  }
+}
+
+/// Minimum of the distance between a and b, from `start` on: Brent's minimisation with first derivatives. The
 /// tolerance of s is tau times the distance; the search ends as well when the bracket gets no shorter, and
 /// after 200 passes. Source: Press et al., Numerical Recipes, 2nd ed., sec. 10.3.
 double dbrent(const PathRecord& path, const Vec3& r0, double a, double start, double b, double tau) {
   constexpr int itmax = 200;
-  const auto distance_at = [&](double s) { return tessaron::distance_at(path, r0, s); };
-  Distance x = distance_at(start), w = x, v = x;
-  double d = 0, e = 0;
+  const Distance first = distance_at(path, r0, start);
+  Search at{a, b, first, first, first};
   for (int pass = 1; pass <= itmax; ++pass) {
-    const double bracket = b - a, xm = 0.5 * (a + b);
-    const double tol1 = tau * x.value, tol2 = 2 * tol1;
-    if (std::abs(x.s - xm) <= tol2 - 0.5 * (b - a)) break;
-    bool bisect = true;
-    if (std::abs(e) > tol1) {
-      // Two secant steps; a step must stay in the bracket, go downhill, and be short enough.
-      double d1 = 2 * (b - a), d2 = d1;
-      if (w.slope != x.slope) d1 = (w.s - x.s) * x.slope / (x.slope - w.slope);
-      if (v.slope != x.slope) d2 = (v.s - x.s) * x.slope / (x.slope - v.slope);
-      const double u1 = x.s + d1, u2 = x.s + d2;
-      const bool ok1 = (a - u1) * (u1 - b) > 0 && x.slope * d1 <= 0;
-      const bool ok2 = (a - u2) * (u2 - b) > 0 && x.slope * d2 <= 0;
-      const double step_before_last = e;
-      e = d;
-      if (ok1 || ok2) {
-        d = ok1 && ok2 ? (std::abs(d1) < std::abs(d2) ? d1 : d2) : ok1 ? d1 : d2;
-        if (std::abs(d) <= std::abs(0.5 * step_before_last)) {
-          const double u = x.s + d;
-          if (u - a < tol2 || b - u < tol2) d = std::copysign(tol1, xm - x.s);
-          bisect = false;
-        }
-      }
-    }
-    if (bisect) {
-      e = x.slope >= 0 ? a - x.s : b - x.s;
-      d = 0.5 * e;
-    }
-    const bool smallest_step = std::abs(d) < tol1;
-    const Distance u = distance_at(x.s + (smallest_step ? std::copysign(tol1, d) : d));
-    if (smallest_step && u.value > x.value) break;
-    if (u.value <= x.value) {
-      (u.s >= x.s ? a : b) = x.s;
-      v = w, w = x, x = u;
-    } else {
-      (u.s < x.s ? a : b) = u.s;
-      if (u.value <= w.value || w.s == x.s) {
-        v = w, w = u;
-      } else if (u.value < v.value || v.s == x.s || v.s == w.s) {
-        v = u;
-      }
-    }
-    if (!(b - a < bracket)) break;
+    const double bracket = at.b - at.a, xm = 0.5 * (at.a + at.b);
+    const double tol1 = tau * at.x.value, tol2 = 2 * tol1;
+    if (std::abs(at.x.s - xm) <= tol2 - 0.5 * (at.b - at.a)) break;
+    if (!step_by_secants(at, tol1)) step_by_bisection(at);
+    const bool smallest_step = std::abs(at.d) < tol1;
+    const Distance u = distance_at(path, r0, at.x.s + (smallest_step ? std::copysign(tol1, at.d) : at.d));
+    if (smallest_step && u.value > at.x.value) break;
+    take_point(at, u);
+    if (!(at.b - at.a < bracket)) break;
   }
-  return x.s;
+  return at.x.s;
 }
 
 /// The same minimum by Newton's method for e . (r - r0) = 0, from `start` on. It is taken only where the
