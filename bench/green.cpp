@@ -9,7 +9,7 @@
 
 #include "beam/bunch_record_owner.hpp"
 #include "forces/force_settings_owner.hpp"
-#include "forces/green/evaluation.hpp"
+#include "forces/force_work.hpp"
 #include "forces/green/mesh/patch.hpp"
 #include "forces/green/mesh/rows.hpp"
 #include "forces/models.hpp"
@@ -21,7 +21,7 @@ namespace {
 
 constexpr double sigma_long = 3e-5, rms_long = 1e-4, rms_rad = 3e-5, chirp = 1e-4;
 ForceTable forces;
-ObserverTeam team;
+ForceWork work;
 
 /// A bunch of n particles in the middle of a long arc of 10 m radius, p = 1000.
 void make_bunch(std::int32_t n) {
@@ -165,18 +165,20 @@ void BM_evaluation(benchmark::State& state, ForceType type) {
   settings(type, static_cast<double>(state.range(1)) / 100);
   const QuietConsole quiet;
   for (auto _ : state) {
-    grnrst();
-    if (force3(type, ptlcom.particle, ptlcom.section, ptlcom.ctptcl, team, forces) != ok) {
+    work.green.kept = {};
+    const Status status =
+        force3(type, ptlcom.particle, ptlcom.section, ptlcom.ctptcl, work.fields, work.green, forces);
+    if (status != ok) {
       state.SkipWithError("the evaluation failed");
     }
   }
   double nodes = 0;
-  for (std::int32_t k = 1; k <= green_work.boxes.nbox; ++k) {
-    for (const std::int32_t corner : green_work.boxes.box[k].corner) nodes = std::max<double>(nodes, corner);
+  for (std::int32_t k = 1; k <= work.green.boxes.nbox; ++k) {
+    for (const std::int32_t corner : work.green.boxes.box[k].corner) nodes = std::max<double>(nodes, corner);
   }
   double single = 0;
-  for (std::int32_t i = 1; i <= ptlcom.npart; ++i) single += !green_work.boxes.inbox[i];
-  const auto flags = green_work.mesh.gflag.run(1, green_work.mesh.nblock);
+  for (std::int32_t i = 1; i <= ptlcom.npart; ++i) single += !work.green.boxes.inbox[i];
+  const auto flags = work.green.mesh.gflag.run(1, work.green.mesh.nblock);
   state.counters["rows"] = static_cast<double>(std::count(flags.begin(), flags.end(), true));
   count_pairs(state, ptlcom.npart, nodes + single);
 }
@@ -201,7 +203,7 @@ void BM_direct(benchmark::State& state) {
   settings(ForceType::csr_p_to_p, 0);
   const QuietConsole quiet;
   for (auto _ : state) {
-    if (force2(ptlcom.particle, ptlcom.section, ptlcom.ctptcl, team, forces) != ok) {
+    if (force2(ptlcom.particle, ptlcom.section, ptlcom.ctptcl, work.fields, forces) != ok) {
       state.SkipWithError("the evaluation failed");
     }
   }

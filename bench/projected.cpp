@@ -7,9 +7,8 @@
 #include "beam/bunch_record_owner.hpp"
 #include "beam/particles.hpp"
 #include "forces/force_settings_owner.hpp"
+#include "forces/force_work.hpp"
 #include "forces/models.hpp"
-#include "forces/projected/current/line_current.hpp"
-#include "forces/projected/kernel/kernel.hpp"
 #include "lattice/lattice_record_owner.hpp"
 #include "main/quiet_console.hpp"
 #include "tracking/steps.hpp"
@@ -23,6 +22,8 @@ namespace {
 
 constexpr double radius = 10.35, arc_length = 0.5;
 constexpr double bunch_length = 20e-6;
+
+ForceWork work;
 
 struct Scene {
   std::unique_ptr<ForceTable> forces = std::make_unique<ForceTable>();
@@ -84,7 +85,8 @@ struct Scene {
 
 void evaluate(benchmark::State& state, Scene& scene) {
   for (auto _ : state) {
-    if (force1(ptlcom.particle, ptlcom.section, *scene.forces) != ok) state.SkipWithError("failed");
+    if (force1(ptlcom.particle, ptlcom.section, work.projected, *scene.forces) != ok)
+      state.SkipWithError("failed");
     benchmark::DoNotOptimize(scene.forces.get());
   }
   state.counters["particles/s"] =
@@ -156,7 +158,7 @@ void kernel(benchmark::State& state) {
     record.s_ref = latcom.curv[8].s - 0.1;
     record.s_hi = 5 * record.sigma, record.s_lo = record.s_hi - 0.2 * record.sigma * (n - 1);
     record.done = false, record.shield = 0, record.shield_max = 0.3;
-    csr3(latcom.curv, latcom.narc - 1, record, n);
+    csr3(latcom.curv, latcom.narc - 1, record, n, work.projected.kernel);
     benchmark::DoNotOptimize(record.array[1]);
   }
   state.counters["grid points/s"] = benchmark::Counter(n, benchmark::Counter::kIsIterationInvariantRate);

@@ -21,13 +21,18 @@ MovingBunch ptlmov() { return {ptlcom_store.particle, ptlcom_store.section, ptlc
 
 void ptlplc() { ptlcom_store.sections_valid = true; }
 
-void pgbunch(ParticleTable& particles, SectionTable& sections) {
-  ParticleRecord& bunch = ptlcom_store;
-  pgbytes(&bunch.npart, sizeof bunch.npart);
-  const auto n = static_cast<std::size_t>(bunch.npart);
-  pgbytes(&particles[1], n * sizeof(Particle));
-  pgbytes(&sections[1], n * sizeof(std::int32_t));
-  pgbytes(&bunch.ctptcl, sizeof bunch.ctptcl);
+void pgbunch(const ParticleTable& particles, const SectionTable& sections) {
+  const std::int32_t n = ptlcom_store.npart;
+  pgsend(&n, sizeof n);
+  pgsend(particles.run(1, n).data(), particles.run(1, n).size_bytes());
+  pgsend(sections.run(1, n).data(), sections.run(1, n).size_bytes());
+}
+
+void pgbunch() {
+  std::int32_t& n = ptlcom_store.npart;
+  pgbytes(&n, sizeof n);
+  pgbytes(ptlcom_store.particle.run(1, n).data(), ptlcom_store.particle.run(1, n).size_bytes());
+  pgbytes(ptlcom_store.section.run(1, n).data(), ptlcom_store.section.run(1, n).size_bytes());
 }
 
 }  // namespace tessaron

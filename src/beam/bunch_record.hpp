@@ -51,8 +51,10 @@ MovingBunch ptlmov();
 /// Every particle has been placed in its section of the lattice.
 void ptlplc();
 
-/// Both sides of a process group, at the start of a force evaluation: the number of particles and the time go
-/// to the workers' records, the bunch to the tables given.
-void pgbunch(ParticleTable& particles, SectionTable& sections);
+/// At the start of a force evaluation the master sends a bunch of as many particles as its record has to the
+/// workers,
+void pgbunch(const ParticleTable& particles, const SectionTable& sections);
+/// and a worker receives it in its record.
+void pgbunch();
 
 }  // namespace tessaron

@@ -9,7 +9,7 @@
 #include "common/end_request.hpp"
 #include "driver/group_transfer.hpp"
 #include "forces/force_settings.hpp"
-#include "forces/models.hpp"
+#include "forces/force_work.hpp"
 #include "group/process_group.hpp"
 #include "lattice/lattice_definition.hpp"
 #include "monitors/monitors.hpp"

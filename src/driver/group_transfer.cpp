@@ -4,7 +4,7 @@
 
 #include "beam/bunch_record_owner.hpp"
 #include "forces/force_settings_owner.hpp"
-#include "forces/models.hpp"
+#include "forces/force_work.hpp"
 #include "group/process_group.hpp"
 #include "lattice/lattice_record_owner.hpp"
 

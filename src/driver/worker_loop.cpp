@@ -17,10 +17,9 @@ void pgworker() {
     if (command == "tracker") {
       pgsetup();
     } else if (command == "parallel forces") {
-      ForceType type = ForceType::none;
       // The master meets a failed evaluation itself and tells of it; a worker waits for the next command.
-      MovingBunch bunch = ptlmov();
-      (void)frcims(type, bunch.particle, bunch.section, bunch.ctptcl, worker_forces);
+      pgbunch();
+      (void)frcims(ForceType::none, ptlcom.particle, ptlcom.section, 0, worker_forces);
     } else if (command == "stopp") {
       return;
     }

@@ -6,6 +6,7 @@
 
 #include "beam/bunch_record.hpp"
 #include "forces/force_settings_owner.hpp"
+#include "forces/force_work_owner.hpp"
 #include "forces/models.hpp"
 #include "group/process_group.hpp"
 #include "run/line_writer.hpp"
@@ -18,15 +19,15 @@ namespace {
 Status shared_model(ForceType type, const ParticleTable& particles, const SectionTable& sections, double ct,
                     ForceTable& forces) {
   pgstr("parallel forces");
-  // The tables are sent from here and come back as they are: only a worker's own tables are filled.
-  return frcims(type, const_cast<ParticleTable&>(particles), const_cast<SectionTable&>(sections), ct, forces);
+  pgbunch(particles, sections);
+  return frcims(type, particles, sections, ct, forces);
 }
 
 Status evaluate(ForceType type, const ParticleTable& particles, const SectionTable& sections, double ct,
                 ForceTable& forces) {
   switch (type) {
     case ForceType::projected:
-      return force1(particles, sections, forces);
+      return force1(particles, sections, force_work_store.projected, forces);
     case ForceType::csr_p_to_p:
     case ForceType::csr_p_to_m:
     case ForceType::csr_g_to_p:
@@ -68,13 +69,13 @@ Status forcei(ForceType type, const ParticleTable& particles, const SectionTable
   return status;
 }
 
-Status frcims(ForceType& type, ParticleTable& particles, SectionTable& sections, double& ct,
+Status frcims(ForceType type, const ParticleTable& particles, const SectionTable& sections, double ct,
               ForceTable& forces) {
-  pgbunch(particles, sections);
   exchange_settings(type, ct);
-  static constinit ObserverTeam team;  // all zero: it takes no room in the program file
-  const Status status = type == ForceType::csr_p_to_p ? force2(particles, sections, ct, team, forces)
-                                                      : force3(type, particles, sections, ct, team, forces);
+  ForceWork& work = force_work_store;
+  const Status status = type == ForceType::csr_p_to_p
+                            ? force2(particles, sections, ct, work.fields, forces)
+                            : force3(type, particles, sections, ct, work.fields, work.green, forces);
   if (status != ok) msgout("error in frcims");
   return status;
 }

@@ -13,9 +13,9 @@ namespace tessaron {
 /// Updates the sub-bunch sizes for this time and bunch.
 [[nodiscard]] Status frcsub(ForceType type, const ParticleTable& particles, double ct);
 
-/// The part of an evaluation that all processes of a group run. On a worker `type` and `ct` come from the
-/// master, and so does the bunch.
-[[nodiscard]] Status frcims(ForceType& type, ParticleTable& particles, SectionTable& sections, double& ct,
-                            ForceTable& forces);
+/// The part of an evaluation that all processes of a group run, each with the whole bunch. On a worker `type`
+/// and `ct` are those of the master.
+[[nodiscard]] Status frcims(ForceType type, const ParticleTable& particles, const SectionTable& sections,
+                            double ct, ForceTable& forces);
 
 }  // namespace tessaron

@@ -35,6 +35,8 @@ void pgstr(std::string_view text);
 void pgrecv(Text<80>& text);
 /// Both sides: `size` bytes pass from the master to all. For records that are copied as they lie in memory.
 void pgbytes(void* data, std::size_t size);
+/// The master's side of it, for data that it may only read.
+void pgsend(const void* data, std::size_t size);
 /// Both sides: rows of reals pass from the master to all. `capacity` is the room in rows.
 void pgrows(double* array, int row_length, int rows, int capacity);
 /// On all: rows of reals are summed element by element over the group; the sum arrives on the master.

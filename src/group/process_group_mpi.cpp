@@ -95,6 +95,9 @@ void pgbytes(void* data, std::size_t size) {
   }
 }
 
+// A broadcast takes what may be written on, and only reads it on the process that sends.
+void pgsend(const void* data, std::size_t size) { pgbytes(const_cast<void*>(data), size); }
+
 void pgrows(double* array, int row_length, int rows, int capacity) {
   const auto n = static_cast<std::size_t>(std::min(rows, capacity)) * static_cast<std::size_t>(row_length);
   pgbytes(array, n * sizeof(double));

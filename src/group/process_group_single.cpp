@@ -14,6 +14,7 @@ void pgquit() {}
 void pgstr(std::string_view) {}
 void pgrecv(Text<80>&) {}
 void pgbytes(void*, std::size_t) {}
+void pgsend(const void*, std::size_t) {}
 void pgrows(double*, int, int, int) {}
 void pgsum(double*, int, int) {}
 void pgorf(bool*, int) {}

@@ -63,7 +63,7 @@ TEST_F(GreensForce, ReusedEqualsRebuilt) {
   forces(csr_g_to_m, 1e-9);
   EXPECT_FALSE(noted());
   forces(csr_g_to_m, 1e-9);
-  grnrst();
+  forget_mesh();
   forces(csr_g_to_m, 1e-9);
   EXPECT_FALSE(noted());
   force_settings_store.use_old_mesh = false;
@@ -76,14 +76,14 @@ TEST_F(GreensForce, InBlocksEqualsInOne) {
   arc_bunch(60, 2e-4, 1e-4);
   shake(1e-3, 1e-3);
   const auto whole = forces(csr_g_to_m);
-  ASSERT_FALSE(green_work.mesh.more());
-  ASSERT_EQ(green_work.mesh.gfirst, 1);
-  const auto rows = static_cast<std::int32_t>(green_work.mesh.ngreen);
+  ASSERT_FALSE(work.green.mesh.more());
+  ASSERT_EQ(work.green.mesh.gfirst, 1);
+  const auto rows = static_cast<std::int32_t>(work.green.mesh.ngreen);
   for (const int blocks : {2, 5, 20}) {
-    grnrst();
+    forget_mesh();
     green_set_capacity(rows / blocks);
     EXPECT_LT(deviation(whole, forces(csr_g_to_m)), 1e-10 * size(whole)) << blocks;
-    EXPECT_GT(green_work.mesh.gfirst, 1);
+    EXPECT_GT(work.green.mesh.gfirst, 1);
     forces(csr_g_to_m);  // such a mesh is not kept
     for (const auto& line : log) EXPECT_EQ(line.find("old"), std::string::npos);
   }

@@ -18,6 +18,7 @@ using reference::table_of;
 
 constexpr double four_pi_eps0 = 1.1126500560536184e-10;
 Csr1d record, other_record;
+KernelWork work;
 
 /// The record of a kernel on the offsets from..to in units of sigma.
 void ask(Csr1d& to_fill, double sigma, double gamma, double s_ref, double from, double to, double shield = 0,
@@ -44,7 +45,7 @@ SteadyState steady_state(double R, double sigma, double gamma, double shield = 0
   curv[1] = {0, R}, curv[2] = {length, 0};
   constexpr int n = 161;
   ask(record, sigma, gamma, length, -8, 8, shield, shield_max);
-  csr2(curv, 1, record, n);
+  csr2(curv, 1, record, n, work);
   const double unit = 1 / (four_pi_eps0 * std::pow(R, 2.0 / 3) * std::pow(sigma, 4.0 / 3));
   SteadyState result{0, 0, 0, 0, 0};
   for (int i = 1; i <= n; ++i) {
@@ -166,28 +167,28 @@ TEST(Csr, PlanesReduceTheSteadyStateLossAsTheTheoryOfParallelPlatesSays) {
 TEST(Csr, AFineGridIsSampledCoarselyWithinTheErrorOfItsSpline) {
   constexpr int n = 601;  // a step of 0.05 sigma
   ask(record, 2e-5, 1000, 12.9, -25, 5);
-  csr3(table_of(chicane), m_of(chicane), record, n);
+  csr3(table_of(chicane), m_of(chicane), record, n, work);
   ask(other_record, 2e-5, 1000, 12.9, -25, 5);
-  csr2(table_of(chicane), m_of(chicane), other_record, n);
+  csr2(table_of(chicane), m_of(chicane), other_record, n, work);
   double worst = 0;
   for (int i = 1; i <= n; ++i) worst = std::max(worst, std::abs(record.array[i] - other_record.array[i]));
   EXPECT_LT(worst, 5.0 / 384 * std::pow(0.2, 4) * 15 * largest(other_record, n));
   EXPECT_GT(worst, 0);
   record.array[1] = 1;
-  csr3(table_of(chicane), m_of(chicane), record, n);  // done: nothing to do
+  csr3(table_of(chicane), m_of(chicane), record, n, work);  // done: nothing to do
   EXPECT_EQ(record.array[1], 1);
 }
 
 TEST(Spline, IsExactForALineHoldsItsEndsAndFollowsASine) {
   const std::vector<double> line{1, 3, 5, 7};
-  std::vector<double> y2(4);
-  splcof(line, y2);
+  std::vector<double> y2(4), ratio(21);
+  splcof(line, y2, ratio);
   const double values[][2] = {{2.25, 3.5}, {0.9, 1}, {4, 7}, {1e30, 7}};
   for (const auto& [x, y] : values) EXPECT_DOUBLE_EQ(splval(line, y2, x), y);
   std::vector<double> sine;  // without curvature at its ends
   for (int k = 0; k <= 20; ++k) sine.push_back(std::sin(k * pi / 20));
   y2.resize(sine.size());
-  splcof(sine, y2);
+  splcof(sine, y2, ratio);
   for (double x = 1; x < 21; x += 0.1)
     EXPECT_NEAR(splval(sine, y2, x), std::sin((x - 1) * pi / 20), 5.0 / 384 * std::pow(pi / 20, 4));
 }

@@ -6,9 +6,8 @@
 #include <vector>
 
 #include "beam/bunch_record_owner.hpp"
-#include "field/observer_work.hpp"
 #include "forces/force_settings_owner.hpp"
-#include "forces/green/evaluation.hpp"
+#include "forces/force_work.hpp"
 #include "forces/models.hpp"
 #include "lattice/lattice_record_owner.hpp"
 #include "support/capture.hpp"
@@ -20,7 +19,7 @@ struct Models : ::testing::Test {
   static constexpr double p0 = 1000, R = 10;
 
   void SetUp() override {
-    grnrst();
+    forget_mesh();
     green_set_capacity(maxgre);
     force_settings_store = ForceSettings{};
     ptlcom_store.npart = 0;
@@ -28,6 +27,8 @@ struct Models : ::testing::Test {
     straight();
     sizes(2e-5);
   }
+
+  static void forget_mesh() { work.green.kept = {}; }
 
   /// No boundaries: the design orbit is the x axis.
   static void straight() {
@@ -89,9 +90,10 @@ struct Models : ::testing::Test {
   std::vector<Force> forces(ForceType type, double ct = 0) {
     static ForceTable table;
     log = console_of([&] {
-      const Status status = type == ForceType::csr_p_to_p
-                                ? force2(ptlcom.particle, ptlcom.section, ct, team, table)
-                                : force3(type, ptlcom.particle, ptlcom.section, ct, team, table);
+      const Status status =
+          type == ForceType::csr_p_to_p
+              ? force2(ptlcom.particle, ptlcom.section, ct, work.fields, table)
+              : force3(type, ptlcom.particle, ptlcom.section, ct, work.fields, work.green, table);
       EXPECT_EQ(status, ok);
     });
     const auto run = table.run(1, ptlcom.npart);
@@ -107,7 +109,7 @@ struct Models : ::testing::Test {
   }
   static double size(const std::vector<Force>& a) { return deviation(a, std::vector<Force>(a.size())); }
 
-  static inline ObserverTeam team;
+  static inline ForceWork work;
   std::vector<std::string> log;
   std::mt19937 engine{99};
   double normal() { return std::normal_distribution<double>()(engine); }

@@ -56,7 +56,7 @@ struct Force1 : test::Models {
   Status run() {
     static ForceTable table;
     Status status = failed;
-    log = test::console_of([&] { status = force1(ptlcom.particle, ptlcom.section, table); });
+    log = test::console_of([&] { status = force1(ptlcom.particle, ptlcom.section, work.projected, table); });
     result.assign(&table[1], &table[1] + ptlcom.npart);
     return status;
   }

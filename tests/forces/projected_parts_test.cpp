@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <memory>
 #include <random>
 #include <vector>
 
@@ -11,6 +12,7 @@
 #include "forces/projected/current/charge_smoothing.hpp"
 #include "forces/projected/current/even_gaussian.hpp"
 #include "forces/projected/current/line_current.hpp"
+#include "forces/projected/current/line_moments.hpp"
 
 namespace tessaron {
 namespace {
@@ -21,6 +23,7 @@ namespace {
 TEST(LineCurrent, IsTheSumOfTheCutGaussians) {
   constexpr int n = 8192;
   constexpr double sig = 1e-5, h = 0.2 * sig * 0.70710678118654757, length = 300 * h;
+  const auto moments = std::make_unique<LineMoments>();
   std::mt19937 random(11);
   std::uniform_real_distribution<double> uniform(0, 1);
   for (const double front : {-0.3 * length, 0.9 * length}) {
@@ -34,7 +37,7 @@ TEST(LineCurrent, IsTheSumOfTheCutGaussians) {
     ASSERT_EQ(line_grid(sig, front, front + length, grid), ok);
     place[5] = std::nan(""), place[6] = 10, place[7] = -10;  // these count for nothing
     std::vector<double> curr(static_cast<std::size_t>(grid.nsam)), expected(curr.size());
-    line_current(grid, {n, place.data(), charge.data()}, {curr.data(), grid.n1, grid.n2});
+    line_current(grid, {n, place.data(), charge.data()}, *moments, {curr.data(), grid.n1, grid.n2});
 
     const double peak = speed_of_light / (2.5066282746310002 * grid.s1);
     for (int i = 0; i < n; ++i) {
@@ -53,6 +56,7 @@ TEST(LineCurrent, IsTheSumOfTheCutGaussians) {
 // than exist. The reference is the sum over the indices at which both series exist, to a few roundings of the
 // root sums of squares of both.
 TEST(Convol, IsTheSumWrittenOut) {
+  const auto work = std::make_unique<ConvolutionWork>();
   std::mt19937 random(7);
   std::normal_distribution<double> normal;
   std::uniform_int_distribution<int> from(-60, 40), length(0, 120);
@@ -70,7 +74,7 @@ TEST(Convol, IsTheSumWrittenOut) {
     std::vector<double> c(static_cast<std::size_t>(c2 - c1 + 1), 99.0);
     for (double& value : a) value = normal(random);
     for (double& value : b) value = normal(random);
-    convol({a.data(), a1, a2}, {b.data(), b1, b2}, {c.data(), c1, c2}, stride, 0.5);
+    convol({a.data(), a1, a2}, {b.data(), b1, b2}, {c.data(), c1, c2}, stride, 0.5, *work);
     const double bound = 2e-15 * 0.5 * std::sqrt(static_cast<double>(a.size() * b.size())) + 1e-14;
     double worst = 0;
     for (int m = c1; m <= c2; ++m) {
@@ -90,7 +94,8 @@ struct Charge {
 std::vector<Charge> smoothed(const std::vector<double>& z, double par1, double par2, double odd_charge = 1) {
   std::vector<double> charge(z.size(), 1.0), place(z.size());
   charge[2] = odd_charge;
-  (void)chgsmt(par1, par2, z, charge, place);
+  static SmoothingWork work;
+  (void)chgsmt(par1, par2, z, charge, place, work);
   std::vector<Charge> result;
   for (std::size_t i = 0; i < z.size(); ++i) result.push_back({z[i], charge[i], place[i]});
   return result;

@@ -1,7 +1,6 @@
 #include "common/numbers/fourier.hpp"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <cstddef>
 #include <utility>
@@ -21,31 +20,32 @@ Complex operator+(Complex a, Complex b) { return {a.re + b.re, a.im + b.im}; }
 Complex operator-(Complex a, Complex b) { return {a.re - b.re, a.im - b.im}; }
 Complex operator*(Complex a, Complex b) { return {a.re * b.re - a.im * b.im, a.re * b.im + a.im * b.re}; }
 
-/// Complex numbers as two plain arrays, so that neighbours are worked on side by side.
+/// Where complex numbers stand: two plain arrays.
 struct Numbers {
   double *re, *im;
   Complex operator[](int i) const { return {re[i], im[i]}; }
   void put(int i, Complex value) const { re[i] = value.re, im[i] = value.im; }
 };
 
-constexpr int longest = longest_cycle / 2;
-/// Two arrays, a few cache lines longer than their numbers: runs that are read together would otherwise lie a
-/// power of two apart, all in the same few places of a processor's cache.
 template <int N>
-struct Storage {
-  alignas(64) std::array<double, N + 72> re, im;
-  Numbers numbers() { return {re.data(), im.data()}; }
-};
-constinit Storage<longest> series[2]{}, scratch[2]{};
-constinit Storage<longest / 2 + 1> roots{};  ///< exp(-2 pi i k / roots_of), k = 0 .. roots_of / 2
-constinit int roots_of = 0;
+Numbers numbers(ComplexArray<N>& array) {
+  return {array.re.data(), array.im.data()};
+}
 
-/// Makes roots of unity of an order that is n or a multiple of it.
-void provide_roots(int n) {
-  if (roots_of >= n) return;
-  roots_of = n;
-  for (int k = 0; k <= n / 2; ++k)
-    roots.numbers().put(k, {std::cos(two_pi * k / n), -std::sin(two_pi * k / n)});
+/// exp(-2 pi i k / of), k = 0 .. of / 2.
+struct Roots {
+  Numbers numbers;
+  int of;
+};
+
+/// Roots of unity of an order that is n or a multiple of it.
+Roots roots_for(int n, ConvolutionWork& work) {
+  const Numbers roots = numbers(work.roots);
+  if (work.roots_of < n) {
+    work.roots_of = n;
+    for (int k = 0; k <= n / 2; ++k) roots.put(k, {std::cos(two_pi * k / n), -std::sin(two_pi * k / n)});
+  }
+  return {roots, work.roots_of};
 }
 
 /// The transform of four numbers, all but the first turned by w, w^2, w^3.
@@ -97,8 +97,8 @@ void quarter(int n, int s, int step, Numbers root, Numbers x, Numbers y) {
 }
 
 /// The transform of n numbers, sum x_j exp(-2 pi i j k / n), in place of them.
-void transform(int n, Numbers x, Numbers other) {
-  const int step = roots_of / n;
+void transform(int n, const Roots& roots, Numbers x, Numbers other) {
+  const int step = roots.of / n;
   const Numbers home = x;
   int s = 1;
   for (int length = n; length > 1; length /= 4, s *= 4) {
@@ -109,7 +109,7 @@ void transform(int n, Numbers x, Numbers other) {
         other.put(q + s, a - b);
       }
     } else {
-      quarter(length, s, step * s, roots.numbers(), x, other);
+      quarter(length, s, step * s, roots.numbers, x, other);
     }
     std::swap(x, other);
   }
@@ -131,8 +131,8 @@ void pack(std::span<const double> from, int n, Numbers to) {
 /// transforms of a series' even and odd places,
 ///     E = (Z(k) + Z*(n-k)) / 2,   O = (Z(k) - Z*(n-k)) / (2 i),
 /// those of the convolution are Ea Eb + w^k Oa Ob and Ea Ob + Oa Eb, w = exp(-2 pi i / n).
-void multiply(int n, Numbers a, Numbers b) {
-  const int step = roots_of / n;
+void multiply(int n, const Roots& roots, Numbers a, Numbers b) {
+  const int step = roots.of / n;
   const auto halves = [](Complex z, Complex mirrored) {
     return std::pair<Complex, Complex>{{0.5 * (z.re + mirrored.re), 0.5 * (z.im - mirrored.im)},
                                        {0.5 * (z.im + mirrored.im), 0.5 * (mirrored.re - z.re)}};
@@ -141,7 +141,7 @@ void multiply(int n, Numbers a, Numbers b) {
     const int m = k == 0 ? 0 : n - k;
     const auto [ea, oa] = halves(a[k], a[m]);
     const auto [eb, ob] = halves(b[k], b[m]);
-    const Complex even = ea * eb + roots.numbers()[k * step] * (oa * ob), odd = ea * ob + oa * eb;
+    const Complex even = ea * eb + roots.numbers[k * step] * (oa * ob), odd = ea * ob + oa * eb;
     a.put(m, {even.re + odd.im, odd.re - even.im});  // the mirrored place first: k = m keeps the last
     a.put(k, {even.re - odd.im, even.im + odd.re});
   }
@@ -150,19 +150,19 @@ void multiply(int n, Numbers a, Numbers b) {
 }  // namespace
 
 void cyclic_convolution(int cycle, std::span<const double> a, std::span<const double> b, int first,
-                        std::span<double> c) {
+                        std::span<double> c, ConvolutionWork& work) {
   const int n = cycle / 2;
-  provide_roots(n);
+  const Roots roots = roots_for(n, work);
   over_chunks({2, 2}, [&](const Chunk& chunk) {
     const int i = chunk.number - 1;
-    const Numbers numbers = series[i].numbers();
-    pack(i == 0 ? a : b, n, numbers);
-    transform(n, numbers, scratch[i].numbers());
+    const Numbers x = numbers(work.series[i]);
+    pack(i == 0 ? a : b, n, x);
+    transform(n, roots, x, numbers(work.scratch[i]));
   });
-  const Numbers z = series[0].numbers();
-  multiply(n, z, series[1].numbers());
+  const Numbers z = numbers(work.series[0]);
+  multiply(n, roots, z, numbers(work.series[1]));
   // The transform backwards is the one forwards with real and imaginary parts exchanged.
-  transform(n, {z.im, z.re}, scratch[0].numbers());
+  transform(n, roots, {z.im, z.re}, numbers(work.scratch[0]));
   const double scale = 1.0 / n;
   for (std::size_t i = 0; i < c.size(); ++i) {
     const int place = first + static_cast<int>(i);

@@ -16,27 +16,13 @@ namespace tessaron {
 
 namespace {
 
-/// The test particles of this process with their fields, all in the plane of the lattice. Heights and
-/// vertical angles of particles do not enter.
-struct Targets {
-  std::int32_t n;
-  Table<std::int32_t, maxprt> particle;
-  Table<FieldObserver, maxprt> at;
-  Table<PlaneField, maxprt> field;
-};
-constinit Targets targets{};  // all zero: it takes no room in the program file
-
-void collect_targets(const ParticleTable& particles) {
+/// Calls visit(i) for the test particles of this process, in their order.
+template <class Visit>
+void over_targets(const Visit& visit) {
   const ProcessIdentity id = pgflags();
-  targets.n = 0;
   std::int32_t number = 0;
-  for (std::int32_t i = 1; i <= ptlcom.npart; ++i) {
-    if (!ptlcom.test[i] || !own_item(++number, id)) continue;
-    const std::int32_t k = ++targets.n;
-    targets.particle[k] = i;
-    targets.at[k] = {particles[i].x, particles[i].y, particles[i].phi, gamma_of(particles[i])};
-    targets.field[k] = {};
-  }
+  for (std::int32_t i = 1; i <= ptlcom.npart; ++i)
+    if (ptlcom.test[i] && own_item(++number, id)) visit(i);
 }
 
 void progress(std::int32_t isrc) {
@@ -88,20 +74,21 @@ Status diagnostics(const ParticleTable& particles, const ForceTable& forces) {
 
 }  // namespace
 
-Status force2(const ParticleTable& particles, const SectionTable& sections, double ct, ObserverTeam& team,
+Status force2(const ParticleTable& particles, const SectionTable& sections, double ct, FieldWork& fields,
               ForceTable& forces) {
   FieldSource settings;
   pass_field_settings(particles[1], settings);
   tell_image_cost_of_fields(ForceType::csr_p_to_p, ptlcom.npart, {particles[1], sections[1]}, particles, ct,
-                            team.mine());
-  collect_targets(particles);
-  add_source_fields(particles, sections, ct, settings, targets.at.run(1, targets.n), team, progress,
-                    targets.field.run(1, targets.n));
+                            fields.team.mine());
+  // All in the plane of the lattice: heights and vertical angles of particles do not enter.
+  fields.clear();
+  over_targets([&](std::int32_t i) {
+    fields.add({particles[i].x, particles[i].y, particles[i].phi, gamma_of(particles[i])});
+  });
+  sum_source_fields(particles, sections, ct, settings, progress, fields);
   std::ranges::fill(forces.run(1, ptlcom.npart), Force{});
-  for (std::int32_t k = 1; k <= targets.n; ++k) {
-    const std::int32_t i = targets.particle[k];
-    forces[i] = turned_to_motion(targets.field[k], particles[i].phi);
-  }
+  std::int32_t k = 0;
+  over_targets([&](std::int32_t i) { forces[i] = turned_to_motion(fields.sum[++k], particles[i].phi); });
   pgsum(&forces[1].along, 3, ptlcom.npart);
 
   Status status = ok;

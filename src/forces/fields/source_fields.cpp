@@ -12,9 +12,7 @@ namespace tessaron {
 namespace {
 
 constexpr std::size_t most_sources = 16;  ///< at a time: they fit on the stack
-constexpr std::size_t most_pairs = 8192;  ///< at a time: 30 ms of work
-
-constinit Table<PlaneField, most_pairs> field{};  ///< of the pairs at hand
+constexpr int most_pairs = FieldWork::most_pairs;
 
 /// Sources that share their observers' time.
 struct Sources {
@@ -42,23 +40,23 @@ void take_sources(std::int32_t& particle, std::size_t most, Sources& sources) {
   }
 }
 
-/// The pairs are numbered source by source, and so are the sums: the first fault met is that of the first
-/// pair.
-void add_pairs(const Sources& sources, const ParticleTable& particles, double ct,
-               std::span<const FieldObserver> observers, ObserverTeam& team, std::span<PlaneField> sums) {
-  const std::size_t m = observers.size();
-  over_chunks(Chunks::of(static_cast<int>(sources.n * m), 8, 256), [&](const Chunk& chunk) {
-    ObserverWork& work = team.mine();
+/// Adds the fields of some sources at the observers first .. first + m - 1. The pairs are numbered source by
+/// source, and so are the sums: the first fault met is that of the first pair.
+void add_pairs(const Sources& sources, const ParticleTable& particles, double ct, int first, int m,
+               FieldWork& work) {
+  over_chunks(Chunks::of(static_cast<int>(sources.n) * m, 8, 256), [&](const Chunk& chunk) {
+    ObserverWork& observer = work.team.mine();
     for (int pair = chunk.first; pair <= chunk.last && !end_requested(); ++pair) {
-      const std::size_t k = static_cast<std::size_t>(pair - 1);
-      field[pair] = field_at(sources.source[k / m], observers[k % m], ct, work);
+      const FieldSource& source = sources.source[static_cast<std::size_t>((pair - 1) / m)];
+      work.pair[pair] = field_at(source, work.observer[first + (pair - 1) % m], ct, observer);
     }
   });
   int pair = 0;
   for (std::size_t s = 0; s < sources.n; ++s) {
     const double q = particles[sources.particle[s]].q;
-    for (PlaneField& sum : sums) {
-      const PlaneField& f = field[++pair];
+    for (int k = first; k < first + m; ++k) {
+      const PlaneField& f = work.pair[++pair];
+      PlaneField& sum = work.sum[k];
       sum.x += q * f.x;
       sum.y += q * f.y;
       sum.bz += q * f.bz;
@@ -68,12 +66,11 @@ void add_pairs(const Sources& sources, const ParticleTable& particles, double ct
 
 }  // namespace
 
-void add_source_fields(const ParticleTable& particles, const SectionTable& sections, double ct,
-                       const FieldSource& settings, std::span<const FieldObserver> observers,
-                       ObserverTeam& team, void (*told)(std::int32_t particle), std::span<PlaneField> sums) {
-  const std::size_t m = observers.size();
+void sum_source_fields(const ParticleTable& particles, const SectionTable& sections, double ct,
+                       const FieldSource& settings, void (*told)(std::int32_t particle), FieldWork& work) {
+  std::ranges::fill(work.sum.run(1, work.n), PlaneField{});
   const std::size_t at_a_time =
-      std::clamp<std::size_t>(most_pairs / std::max<std::size_t>(m, 1), 1, most_sources);
+      std::clamp(static_cast<std::size_t>(most_pairs / std::max(work.n, 1)), std::size_t{1}, most_sources);
   Sources sources;
   sources.source.fill(settings);
   for (std::int32_t next = 1, first = 1; next <= ptlcom.npart && !end_requested(); first = next) {
@@ -86,10 +83,8 @@ void add_source_fields(const ParticleTable& particles, const SectionTable& secti
         finit(sources.source[s], "check", 0);
       }
     });
-    for (std::size_t k = 0; k < m; k += most_pairs) {
-      const std::size_t n = std::min(m - k, most_pairs);
-      add_pairs(sources, particles, ct, observers.subspan(k, n), team, sums.subspan(k, n));
-    }
+    for (int k = 1; k <= work.n; k += most_pairs)
+      add_pairs(sources, particles, ct, k, std::min(work.n - k + 1, most_pairs), work);
     for (std::int32_t i = first; i < next; ++i) told(i);
   }
 }

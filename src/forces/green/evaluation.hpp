@@ -25,8 +25,7 @@ struct KeptMesh {
   double ref_phi, ref_gamma;  ///< the motion for which the sums hold
 };
 
-/// What the evaluations of the mesh and Green's models work on, all zero at start. It is large: one place
-/// owns it and passes it down.
+/// What the evaluations of the mesh and Green's models work on, all zero at start.
 struct GreenWork {
   ObservationPoints points;
   BoxMesh boxes;
@@ -44,8 +43,6 @@ struct GreenWork {
   GreenMesh mesh;
   KeptMesh kept;
 };
-/// The one of the program. Owner: `force3`.
-extern const GreenWork& green_work;
 
 /// Field sums of the points [1/m] with one field for all sources: that of a sub-bunch on the path of the mean
 /// particle, tabulated and taken to each source by a shift and a turn. The mesh stays for further evaluations

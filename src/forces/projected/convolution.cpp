@@ -5,7 +5,6 @@
 #include <span>
 
 #include "common/cores/clones.hpp"
-#include "common/numbers/fourier.hpp"
 
 namespace tessaron {
 
@@ -90,7 +89,7 @@ void convol_direct(Series a, Series b, Output c, std::int64_t stride, double fac
   }
 }
 
-void convol(Series a, Series b, Output c, std::int64_t stride, double factor) {
+void convol(Series a, Series b, Output c, std::int64_t stride, double factor, ConvolutionWork& work) {
   // Results exist from `zero` to `end`, wanted are those from `first` to `last`. In a cycle of this length
   // the others may fall on each other, but not on these.
   const std::int64_t zero = std::int64_t{a.lo} + b.lo, end = std::int64_t{a.hi} + b.hi;
@@ -104,7 +103,8 @@ void convol(Series a, Series b, Output c, std::int64_t stride, double factor) {
   std::fill(c.cells, c.cells + size_of(c), 0.0);
   const std::span<double> wanted(c.cells + (first - c.lo), static_cast<std::size_t>(last - first + 1));
   cyclic_convolution(cycle, {a.cells, static_cast<std::size_t>(size_of(a))},
-                     {b.cells, static_cast<std::size_t>(size_of(b))}, static_cast<int>(first - zero), wanted);
+                     {b.cells, static_cast<std::size_t>(size_of(b))}, static_cast<int>(first - zero), wanted,
+                     work);
   for (double& value : wanted) value *= factor;
 }
 

@@ -1,6 +1,8 @@
 #pragma once
 #include <cstdint>
 
+#include "common/numbers/fourier.hpp"
+
 namespace tessaron {
 
 /// A run of reals with an index range of its own, lo .. hi.
@@ -18,7 +20,7 @@ using Output = Indexed<double>;
 /// j running over the indices at which both a and b exist; an empty sum gives 0. Long ones of stride 1 go
 /// through Fourier transforms: the error is a few roundings of the largest results, not of each.
 /// \param stride  every how many steps of a and b a result is wanted, at least 1
-void convol(Series a, Series b, Output c, std::int64_t stride, double factor);
+void convol(Series a, Series b, Output c, std::int64_t stride, double factor, ConvolutionWork& work);
 
 /// The same, every sum written out.
 void convol_direct(Series a, Series b, Output c, std::int64_t stride, double factor);

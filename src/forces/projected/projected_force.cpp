@@ -5,12 +5,9 @@
 #include "common/end_request.hpp"
 #include "forces/fields/image_cost.hpp"
 #include "forces/models.hpp"
-#include "forces/projected/current/charge_smoothing.hpp"
-#include "forces/projected/current/line_current.hpp"
 #include "forces/projected/force_files.hpp"
-#include "forces/projected/kernel/kernel.hpp"
 #include "forces/projected/projected_watch.hpp"
-#include "forces/projected/wake.hpp"
+#include "forces/projected/projected_work.hpp"
 #include "lattice/arc_position.hpp"
 #include "lattice/lattice_record.hpp"
 #include "run/line_writer.hpp"
@@ -18,14 +15,6 @@
 namespace tessaron {
 
 namespace {
-
-Table<double, maxprt> offset;  ///< z of the particles [m of c t] from particle 1, positive towards the tail
-Table<double, maxprt> charge;  ///< of the line charge [C]
-Table<double, maxprt> place;   ///< of the line charge where it is smoothed [m]
-Table<double, nsamax> curr_cells;   ///< line current [A]
-constinit Csr1d csr_kernel{};       ///< kernel of coherent synchrotron radiation [V/m per coulomb]
-Table<double, nsamax> wsum_cells;   ///< total kernel [V/m per coulomb]
-Table<double, nsamax> field_cells;  ///< force on the grid [1/m]
 
 constexpr int fewest_in_chunk = 4096;  ///< particles that are worth a thread's while
 
@@ -38,7 +27,8 @@ struct Range {
 };
 
 /// Offsets along the direction of the orbit at particle 1, and the charges; returns the range of the offsets.
-Range project(const ParticleTable& particles, const ArcPosition& reference, double beta) {
+Range project(const ParticleTable& particles, const ArcPosition& reference, double beta,
+              ProjectedWork& work) {
   const double x0 = particles[1].x, y0 = particles[1].y;
   const Chunks chunks = Chunks::of(ptlcom.npart, fewest_in_chunk);
   Table<Range, most_chunks> ranges;
@@ -48,8 +38,8 @@ Range project(const ParticleTable& particles, const ArcPosition& reference, doub
       const Particle& particle = particles[i];
       const double u = (particle.x - x0) * reference.tx + (particle.y - y0) * reference.ty;
       const double z = -u / beta;
-      offset[i] = z;
-      charge[i] = ptlcom.source[i] ? particle.q : 0.0;
+      work.offset[i] = z;
+      work.charge[i] = ptlcom.source[i] ? particle.q : 0.0;
       range.take(z);
     }
     ranges[chunk.number] = range;
@@ -61,14 +51,15 @@ Range project(const ParticleTable& particles, const ArcPosition& reference, doub
 
 /// The charges of the line current: the particles' own, or smoothed ones. A smoothed charge counts if the
 /// particle that had its number before has the source flag.
-LineCharges line_charges() {
+LineCharges line_charges(ProjectedWork& work) {
   const int n = ptlcom.npart;
   const auto& par = force_settings.par;
-  if (!chgsmt(par[1], par[2], offset.run(1, n), charge.run(1, n), place.run(1, n)))
-    return {n, &offset[1], &charge[1]};
+  const bool smooth = chgsmt(par[1], par[2], work.offset.run(1, n), work.charge.run(1, n),
+                             work.place.run(1, n), work.smoothing);
+  if (!smooth) return {n, &work.offset[1], &work.charge[1]};
   for (int i = 1; i <= n; ++i)
-    if (!ptlcom.source[i]) charge[i] = 0;
-  return {n, &place[1], &charge[1]};
+    if (!ptlcom.source[i]) work.charge[i] = 0;
+  return {n, &work.place[1], &work.charge[1]};
 }
 
 /// The last point of the kernel, in steps ahead of the observer. Its own field ends five rms lengths of a
@@ -82,32 +73,34 @@ int kernel_end(const LineGrid& grid) {
 
 /// The kernel at the offsets nf1..nf2 of the grid: the observer behind the source by k h of c t sees the
 /// source k h beta of path ahead.
-Status csr_part(const LineGrid& grid, double gamma, double beta, double s_ref, Series& kernel) {
+Status csr_part(const LineGrid& grid, double gamma, double beta, double s_ref, ProjectedWork& work,
+                Series& kernel) {
   const int nf1 = 1 - grid.nsam, nf2 = kernel_end(grid), nf = nf2 - nf1 + 1;
   if (nf > nsamax) {
     msgout("nf2-nf1+1.gt.nsamax");
     return failed;
   }
-  csr_kernel.sigma = grid.s1 * beta;
-  csr_kernel.gamma = gamma;
-  csr_kernel.s_ref = s_ref;
-  csr_kernel.s_lo = nf1 * grid.h * beta;
-  csr_kernel.s_hi = nf2 * grid.h * beta;
-  csr_kernel.shield_max = force_settings.shield_max;
+  Csr1d& csr = work.csr;
+  csr.sigma = grid.s1 * beta;
+  csr.gamma = gamma;
+  csr.s_ref = s_ref;
+  csr.s_lo = nf1 * grid.h * beta;
+  csr.s_hi = nf2 * grid.h * beta;
+  csr.shield_max = force_settings.shield_max;
   const int m = latcom.narc - 1;
   if (image_cost_is_due(ForceType::projected)) {
-    csr_kernel.shield = sample_shield();
-    tell_image_cost(ForceType::projected, 1, time_of([&] { csr2(latcom.curv, m, csr_kernel, nf); }));
+    csr.shield = sample_shield();
+    tell_image_cost(ForceType::projected, 1, time_of([&] { csr2(latcom.curv, m, csr, nf, work.kernel); }));
   }
-  csr_kernel.done = false;
-  csr_kernel.shield = force_settings.shield;
-  csr3(latcom.curv, m, csr_kernel, nf);
-  kernel = {csr_kernel.array.run(1, nf).data(), nf1, nf2};
+  csr.done = false;
+  csr.shield = force_settings.shield;
+  csr3(latcom.curv, m, csr, nf, work.kernel);
+  kernel = {csr.array.run(1, nf).data(), nf1, nf2};
   return ok;
 }
 
 /// The sum of the two kernels, each with its scale: par4 takes from the radiation, par5 from the wake.
-Status total_kernel(Series kernel, const SmoothedWake* wake, Series& total) {
+Status total_kernel(Series kernel, const SmoothedWake* wake, Table<double, nsamax>& cells, Series& total) {
   const double csr_scale = 1.0 - force_settings.par[4], wake_scale = 1.0 - force_settings.par[5];
   const double from = wake ? std::min<double>(wake->ia(), kernel.lo) : kernel.lo;
   const int ng2 = wake ? std::max(wake->ib(), kernel.hi) : kernel.hi;
@@ -116,7 +109,7 @@ Status total_kernel(Series kernel, const SmoothedWake* wake, Series& total) {
     return failed;
   }
   const int ng1 = static_cast<int>(from);
-  const Output wsum{&wsum_cells[1], ng1, ng2};
+  const Output wsum{&cells[1], ng1, ng2};
   std::fill_n(wsum.cells, ng2 - ng1 + 1, 0.0);
   if (wake)
     for (int i = static_cast<int>(wake->ia()); i <= wake->ib(); ++i) wsum[i] += (*wake)(i)*wake_scale;
@@ -126,7 +119,8 @@ Status total_kernel(Series kernel, const SmoothedWake* wake, Series& total) {
 }
 
 /// The force on the particles with the test flag: the grid's, linear between its points, 0 off the grid.
-void to_particles(const LineGrid& grid, Series field, ForceTable& forces) {
+void to_particles(const LineGrid& grid, Series field, const Table<double, maxprt>& offset,
+                  ForceTable& forces) {
   const auto entry = [&](double k) {
     return k >= 1.0 && k <= grid.nsam ? field.cells[static_cast<int>(k) - 1] : 0.0;
   };
@@ -149,42 +143,45 @@ void to_particles(const LineGrid& grid, Series field, ForceTable& forces) {
   });
 }
 
-Status evaluate(const ParticleTable& particles, const SectionTable& sections, ForceTable& forces) {
+Status evaluate(const ParticleTable& particles, const SectionTable& sections, ProjectedWork& work,
+                ForceTable& forces) {
   if (ptlcom.npart == 0) {
     msgout("error: no particles for the projected force");
     return failed;
   }
   const ArcPosition reference = arc_position(particles[1].x, particles[1].y, sections[1]);
   const double p0 = ptlcom.reference_momentum, gamma = std::sqrt(p0 * p0 + 1.0), beta = p0 / gamma;
-  const Range range = project(particles, reference, beta);
-  const LineCharges charges = line_charges();
+  const Range range = project(particles, reference, beta, work);
+  const LineCharges charges = line_charges(work);
 
   LineGrid grid{};
   const double sig = force_settings.sigma_long / beta;
   if (const Status status = line_grid(sig, range.low, range.high, grid); status != ok) return status;
-  const Output curr{&curr_cells[1], grid.n1, grid.n2}, field{&field_cells[1], grid.n1, grid.n2};
+  const Output curr{&work.current[1], grid.n1, grid.n2}, field{&work.force[1], grid.n1, grid.n2};
   const Series current{curr.cells, curr.lo, curr.hi}, force{field.cells, field.lo, field.hi};
-  line_current(grid, charges, curr);
+  line_current(grid, charges, work.moments, curr);
   watch_projected({grid, current, kernel_end(grid), reference, gamma, particles});
 
   Series kernel{}, wsum{};
-  if (const Status status = csr_part(grid, gamma, beta, reference.s, kernel); status != ok) return status;
+  if (const Status status = csr_part(grid, gamma, beta, reference.s, work, kernel); status != ok)
+    return status;
   SmoothedWake smoothed;
   SmoothedWake* const wake = force_settings.wake_used ? &smoothed : nullptr;
   if (wake != nullptr)
-    if (const Status status = wake->prepare(grid); status != ok) return status;
-  if (const Status status = total_kernel(kernel, wake, wsum); status != ok) return status;
+    if (const Status status = wake->prepare(grid, work.wake, work.convolution); status != ok) return status;
+  if (const Status status = total_kernel(kernel, wake, work.total, wsum); status != ok) return status;
 
-  convol(wsum, current, field, 1, grid.h / speed_of_light * mc_per_ev);
-  to_particles(grid, force, forces);
+  convol(wsum, current, field, 1, grid.h / speed_of_light * mc_per_ev, work.convolution);
+  to_particles(grid, force, work.offset, forces);
   if (!force_settings.force_test || end_requested()) return ok;
   return force1_diagnostics({grid, sig, current, wsum, force, wake}, ptlcom.npart, particles, forces);
 }
 
 }  // namespace
 
-Status force1(const ParticleTable& particles, const SectionTable& sections, ForceTable& forces) {
-  const Status status = evaluate(particles, sections, forces);
+Status force1(const ParticleTable& particles, const SectionTable& sections, ProjectedWork& work,
+              ForceTable& forces) {
+  const Status status = evaluate(particles, sections, work, forces);
   if (status != ok) msgout("error in force1");
   return status;
 }

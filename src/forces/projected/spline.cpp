@@ -3,17 +3,9 @@
 #include <cmath>
 #include <cstddef>
 
-#include "common/constants.hpp"
-
 namespace tessaron {
 
-namespace {
-
-double ratio[narcsr + 2];
-
-}  // namespace
-
-void splcof(std::span<const double> y, std::span<double> y2) {
+void splcof(std::span<const double> y, std::span<double> y2, std::span<double> ratio) {
   const std::size_t n = y.size();
   if (n == 0) return;
   y2[0] = y2[n - 1] = 0;

@@ -10,8 +10,6 @@ namespace tessaron {
 
 namespace {
 
-Table<double, nsamax> gauss_cells, wake2_cells;
-
 Status too_long(std::string_view message) {
   msgout(message);
   return failed;
@@ -19,22 +17,22 @@ Status too_long(std::string_view message) {
 
 /// Gaussian weights of rms length sg on the step st, their sum in gsum. A Gaussian shorter than the step is
 /// the single weight 1; sg is 0 then.
-Status gaussian_weights(double& sg, double st, Series& gwak, double& gsum) {
+Status gaussian_weights(double& sg, double st, Table<double, nsamax>& cells, Series& gwak, double& gsum) {
   if (sg < st || !(sg > 0)) {
     sg = 0;
-    gauss_cells[1] = 1;
-    gwak = {&gauss_cells[1], 0, 0};
+    cells[1] = 1;
+    gwak = {&cells[1], 0, 0};
     gsum = 1;
     return ok;
   }
   const double reach = std::round(5.0 * sg / st);
   if (!(2.0 * reach + 1.0 <= nsamax)) return too_long("error in wake convolution: ng2-ng1+1.gt.nsamax");
   const int ng = static_cast<int>(reach);
-  gwak = {&gauss_cells[1], -ng, ng};
+  gwak = {&cells[1], -ng, ng};
   gsum = 0;
   for (int j = -ng; j <= ng; ++j) {
     const double u = j * st / sg, weight = std::exp(-0.5 * u * u);
-    gauss_cells[j + ng + 1] = weight;
+    cells[j + ng + 1] = weight;
     gsum += weight;
   }
   return ok;
@@ -42,13 +40,13 @@ Status gaussian_weights(double& sg, double st, Series& gwak, double& gsum) {
 
 }  // namespace
 
-Status SmoothedWake::prepare(const LineGrid& grid) {
+Status SmoothedWake::prepare(const LineGrid& grid, WakeWork& work, ConvolutionWork& convolution) {
   const double sw = force_settings.sigwak, st = force_settings.stpwak, s1 = grid.s1;
   const double L = (grid.n2 - grid.n1) * grid.h, low = std::max(-5.0 * s1, -L);
 
   double sg = sw < s1 ? std::sqrt(s1 * s1 - sw * sw) : 0.0, gsum = 1;
   Series gwak{};
-  if (const Status status = gaussian_weights(sg, st, gwak, gsum); status != ok) return status;
+  if (const Status status = gaussian_weights(sg, st, work.gauss, gwak, gsum); status != ok) return status;
 
   const double st2 = std::sqrt(sg * sg + sw * sw);
   const double kk = std::clamp(std::trunc(0.2 * st2 / st), 1.0, 1e12);
@@ -59,9 +57,9 @@ Status SmoothedWake::prepare(const LineGrid& grid) {
 
   const int n1wak2 = static_cast<int>(first), n2wak2 = static_cast<int>(last);
   const int n1wak = force_settings.n1wak, n2wak = force_settings.n2wak;
-  const Output wake2{&wake2_cells[1], n1wak2, n2wak2};
+  const Output wake2{&work.wake[1], n1wak2, n2wak2};
   convol({wake_table.run(1, n2wak - n1wak + 1).data(), n1wak, n2wak}, gwak, wake2,
-         static_cast<std::int64_t>(kk), 1.0 / gsum);
+         static_cast<std::int64_t>(kk), 1.0 / gsum, convolution);
   wake2_ = {wake2.cells, n1wak2, n2wak2};
   cs_ = kk * st;
   h_ = grid.h;

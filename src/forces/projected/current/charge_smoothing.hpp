@@ -1,7 +1,16 @@
 #pragma once
 #include <span>
 
+#include "common/constants.hpp"
+#include "common/table.hpp"
+
 namespace tessaron {
+
+/// What the smoothing works on.
+struct SmoothingWork {
+  Table<double, maxprt> sorted;           ///< x_1 .. x_m
+  Table<double, maxprt + 1> running_sum;  ///< S(j + 1) = x_1 + .. + x_j; room for the sort before
+};
 
 /// Charge smoothing: lowers the numerical noise of a line charge of equal macro-particles by replacing the
 /// coordinates by moving averages along the sorted bunch. Nothing changes unless par1 rounds to something
@@ -17,6 +26,6 @@ namespace tessaron {
 ///               empty slots. `charge` is changed to go with them.
 /// \return whether the charges were smoothed; `charge` and `place` are untouched if not
 [[nodiscard]] bool chgsmt(double par1, double par2, std::span<const double> z, std::span<double> charge,
-                          std::span<double> place);
+                          std::span<double> place, SmoothingWork& work);
 
 }  // namespace tessaron

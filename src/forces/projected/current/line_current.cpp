@@ -59,12 +59,12 @@ Status line_grid(double sig, double ctmin, double ctmax, LineGrid& grid) {
   return ok;
 }
 
-void line_current(const LineGrid& grid, const LineCharges& charges, Output curr) {
+void line_current(const LineGrid& grid, const LineCharges& charges, LineMoments& moments, Output curr) {
   std::fill_n(curr.cells, grid.nsam, 0.0);
   const double scale = speed_of_light / (sqrt_2pi * grid.s1);
   const auto [n, place, charge] = charges;
   const bool by_moments = moments_pay(n, grid.nsam);
-  if (by_moments && !add_by_moments(grid, charges, scale, curr)) return;
+  if (by_moments && !add_by_moments(grid, charges, scale, moments, curr)) return;
   const GaussianRow row(grid, curr);
   for (int i = 0; i < n; ++i)
     if (!by_moments || near_border(grid, place[i])) row.add(place[i], charge[i] * scale);

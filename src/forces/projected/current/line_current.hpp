@@ -28,11 +28,13 @@ struct LineCharges {
   const double* charge;  ///< [C], 0 for what does not count
 };
 
+struct LineMoments;
 /// The line current [A] on the grid: each charge adds a Gaussian of rms length s1, cut at 5 s1. With
 ///     pos = (place - ctmin) / h + 1
 /// it touches the grid points number nint(pos - dr) .. nint(pos + dr). Where there are more charges than grid
 /// points, all of it is summed by moments; the result is that of the single Gaussians but for rounding.
-/// \param curr grid points n1..n2
-void line_current(const LineGrid& grid, const LineCharges& charges, Output curr);
+/// \param moments  room for them
+/// \param curr     grid points n1..n2
+void line_current(const LineGrid& grid, const LineCharges& charges, LineMoments& moments, Output curr);
 
 }  // namespace tessaron

@@ -5,21 +5,15 @@
 #include <cstdint>
 
 #include "common/cores/chunks.hpp"
-#include "common/cores/lanes.hpp"
-#include "common/table.hpp"
 
 namespace tessaron {
 
 namespace {
 
-constexpr int orders = 2 * lane_count;  ///< moments of a half cell
-constexpr int per_cell = 2 * orders;    ///< of both halves
-constexpr int most_grids = 16;          ///< partial sums of the moments
+constexpr int orders = LineMoments::orders, per_cell = LineMoments::per_cell;
+constexpr int most_grids = 16;  ///< partial sums of the moments
 constexpr int fewest_in_chunk = 4096;
 constexpr int reach = 25;  ///< where a Gaussian is cut, in steps of the grid
-
-/// Moments of the chunks, one grid of nsam cells after the other: as many chunks as find room.
-alignas(64) Table<double, nsamax * per_cell> moments;
 
 /// What the moments of a cell add to the grid points -reach .. reach steps from it.
 struct Weights {
@@ -119,10 +113,11 @@ double sum_of_cells(const double* cells, const double* weights, int n) {
 
 }  // namespace
 
-bool add_by_moments(const LineGrid& grid, const LineCharges& charges, double scale, Output curr) {
+bool add_by_moments(const LineGrid& grid, const LineCharges& charges, double scale, LineMoments& moments,
+                    Output curr) {
   const int size = grid.nsam * per_cell;
   const Chunks chunks = Chunks::of(charges.n, fewest_in_chunk, std::clamp(nsamax / grid.nsam, 1, most_grids));
-  double* const grids = &moments[1];
+  double* const grids = &moments.cells[1];
   std::array<bool, most_grids + 1> left_out{};
   over_chunks(chunks, [&](const Chunk& chunk) {
     double* own = grids + std::int64_t{size} * (chunk.number - 1);

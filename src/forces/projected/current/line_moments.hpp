@@ -1,6 +1,8 @@
 #pragma once
 #include <cmath>
 
+#include "common/cores/lanes.hpp"
+#include "common/table.hpp"
 #include "forces/projected/current/line_current.hpp"
 
 namespace tessaron {
@@ -24,6 +26,14 @@ namespace tessaron {
 /// Source: Greengard, Strain, SIAM J. Sci. Stat. Comput. 12 (1991) 79.
 inline constexpr double cell_border = 0.5 - 1e-9;
 
+/// The moments of the charges, one grid of nsam cells behind the other: each some charges', and in the end
+/// the first one all charges'.
+struct LineMoments {
+  static constexpr int orders = 2 * lane_count;  ///< moments of a half cell
+  static constexpr int per_cell = 2 * orders;    ///< of both halves
+  alignas(64) Table<double, nsamax * per_cell> cells;
+};
+
 /// Whether a charge stands next to the border of two cells, off the grid, or is not a number.
 inline bool near_border(const LineGrid& grid, double coordinate) {
   const double pos = (coordinate - grid.ctmin) / grid.h + 1.0;
@@ -37,6 +47,6 @@ constexpr bool moments_pay(int n, int nsam) { return n >= 4 * nsam; }
 /// Precondition: moments_pay. Works on several cores.
 /// \return whether there are charges near a border: the caller adds them
 [[nodiscard]] bool add_by_moments(const LineGrid& grid, const LineCharges& charges, double scale,
-                                  Output curr);
+                                  LineMoments& moments, Output curr);
 
 }  // namespace tessaron

@@ -34,14 +34,23 @@ struct Csr1d {
 };
 using CurvatureTable = Table<Curvature, maxlat>;
 
+/// What a kernel is worked out on, all zero at start.
+struct KernelWork {
+  static constexpr int images_at_once = 16;
+  Csr1d coarse;  ///< a fine grid's samples, with the coefficients of the spline through them
+  Table<double, narcsr + 2> curvature, ratio;
+  Table<Csr1d, images_at_once> image;  ///< walks of some images
+};
+
 /// Fills the array of the record with n results unless it is done. A grid finer than a fifth of sigma is
 /// computed on a grid of about that step and interpolated with a natural spline.
 /// \param m  entries of the curvature table that open an arc or a straight between arcs: all but the last
-void csr3(const CurvatureTable& curv, int m, Csr1d& record, int n);
+void csr3(const CurvatureTable& curv, int m, Csr1d& record, int n, KernelWork& work);
 
 /// The same without coarse sampling: the unshielded walk and the walks of the images.
 /// \param step_factor  step of the integration in units of sigma; the error of an integral falls at least
 ///                     with its square
-void csr2(const CurvatureTable& curv, int m, Csr1d& record, int n, double step_factor = 0.2);
+void csr2(const CurvatureTable& curv, int m, Csr1d& record, int n, KernelWork& work,
+          double step_factor = 0.2);
 
 }  // namespace tessaron

@@ -14,10 +14,7 @@ namespace tessaron {
 
 namespace {
 
-constexpr int images_at_once = 16, points_worth_a_thread = 2000;
-constinit Csr1d coarse_record{};                        ///< scratch
-constinit Table<Csr1d, images_at_once> image_record{};  ///< scratch
-double curvature_of_coarse[narcsr + 2];
+constexpr int points_worth_a_thread = 2000;
 
 void copy_head(const Csr1d& from, Csr1d& to) {
   to.sigma = from.sigma;
@@ -39,17 +36,17 @@ void warn_of_capacity(double nnt) {
 }
 
 /// Results on a grid of nt + 4 points, one step wider than the range at both ends, and a spline through them.
-void sample_coarsely(const CurvatureTable& curv, int m, Csr1d& record, int n, int nt) {
+void sample_coarsely(const CurvatureTable& curv, int m, Csr1d& record, int n, int nt, KernelWork& work) {
   const double range = record.s_hi - record.s_lo, d = range / (n - 1), ds = range / (nt + 1);
-  copy_head(record, coarse_record);
-  coarse_record.s_lo = record.s_lo - ds;
-  coarse_record.s_hi = record.s_hi + ds;
+  copy_head(record, work.coarse);
+  work.coarse.s_lo = record.s_lo - ds;
+  work.coarse.s_hi = record.s_hi + ds;
   const int points = nt + 4;
-  csr2(curv, m, coarse_record, points);
+  csr2(curv, m, work.coarse, points, work);
 
-  const std::span<const double> y = coarse_record.array.run(1, points);
-  const std::span<double> y2(curvature_of_coarse, static_cast<std::size_t>(points));
-  splcof(y, y2);
+  const std::span<const double> y = work.coarse.array.run(1, points);
+  const std::span<double> y2 = work.curvature.run(1, points);
+  splcof(y, y2, work.ratio.run(1, points));
   for (int i = n; i >= 1; --i) record.array[i] = splval(y, y2, ((i - 1) * d + ds) / ds + 1.0);
   record.done = true;
 }
@@ -65,37 +62,38 @@ void add_image(double i, const Csr1d& image, int n, Csr1d& record) {
 
 }  // namespace
 
-void csr2(const CurvatureTable& curv, int m, Csr1d& record, int n, double step_factor) {
+void csr2(const CurvatureTable& curv, int m, Csr1d& record, int n, KernelWork& work, double step_factor) {
   const double h0 = record.shield, hm = record.shield_max;
   csrpth(curv, m, record, n, 0.0, step_factor);
   if (!(hm > 0 && h0 > 0 && hm > h0)) return;
 
   // The walks of some images at a time; their arrays are added one after the other.
+  constexpr int images_at_once = KernelWork::images_at_once;
   const double images = std::round(hm / h0);
   for (double i = 1; i <= images && !end_requested(); i += images_at_once) {
     const int some = static_cast<int>(std::min<double>(images_at_once, images - i + 1.0));
     over_chunks(Chunks::of(some, 1 + points_worth_a_thread / n), [&](const Chunk& chunk) {
       for (int k = chunk.first; k <= chunk.last; ++k) {
-        copy_head(record, image_record[k]);
-        csrpth(curv, m, image_record[k], n, (i + k - 1.0) * h0, step_factor);
+        copy_head(record, work.image[k]);
+        csrpth(curv, m, work.image[k], n, (i + k - 1.0) * h0, step_factor);
       }
     });
-    for (int k = 1; k <= some; ++k) add_image(i + k - 1.0, image_record[k], n, record);
+    for (int k = 1; k <= some; ++k) add_image(i + k - 1.0, work.image[k], n, record);
   }
 }
 
-void csr3(const CurvatureTable& curv, int m, Csr1d& record, int n) {
+void csr3(const CurvatureTable& curv, int m, Csr1d& record, int n, KernelWork& work) {
   if (record.done) return;
   const double range = record.s_hi - record.s_lo, unit = 0.2 * record.sigma;
-  if (n < 11 || unit <= std::abs(range / (n - 1))) return csr2(curv, m, record, n);
+  if (n < 11 || unit <= std::abs(range / (n - 1))) return csr2(curv, m, record, n, work);
 
   const double nt = std::trunc(range / unit), nnt = nt + 2.0;
   if (nnt > narcsr) {
     warn_of_capacity(nnt);
   } else if (nt >= 0 && nt + 4.0 < n) {
-    return sample_coarsely(curv, m, record, n, static_cast<int>(nt));
+    return sample_coarsely(curv, m, record, n, static_cast<int>(nt), work);
   }
-  csr2(curv, m, record, n);
+  csr2(curv, m, record, n, work);
 }
 
 }  // namespace tessaron
