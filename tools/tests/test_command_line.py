@@ -30,6 +30,9 @@ def test_from_a_bunch_to_pictures(tmp_path):
     assert re.search(r"rms length +(99\.\d+|100\.\d+) um", table) and re.search(r"mean energy +500(\.\d+)? MeV", table)
     result = json.loads(call(tmp_path, "analyse", "b.dat", "b.h5", "--r56", "--json").stdout)
     assert result["path_length"]["r56"] == pytest.approx(0, abs=1e-12) and len(result["series"]["ct"]) == 2
+    call(tmp_path, "make-bunch", "s.dat", "--size", 1e-4, 2e-4, "--divergence", 1e-5, 3e-5)
+    sized = json.loads(call(tmp_path, "analyse", "s.dat", "--json").stdout)["bunches"][0]
+    assert [sized[plane][name] for plane in ("horizontal", "vertical") for name in ("size", "angle")] == pytest.approx([1e-4, 1e-5, 2e-4, 3e-5], rel=0.01)
     for kind in ("phase", "longitudinal", "slices", "series"):
         call(tmp_path, "plot", kind, "b.dat", "-o", f"{kind}.png")
         assert (tmp_path / f"{kind}.png").read_bytes().startswith(b"\x89PNG")
@@ -47,7 +50,6 @@ def test_check_tells_its_verdict_as_status(tmp_path):
 @pytest.mark.parametrize("arguments, words", [
     ("analyse nowhere.dat", "nowhere.dat"), ("make-bunch b.dat --chirp -3.6e1 --charge -1e-9 -n 1", "at least 2 particles"),
     ("convert steps.dat ./steps.dat", "is the file that is read"),
-    ("make-bunch b.dat -n 1", "at least 2 particles"),
     ("make-bunch b.dat --energy 1e9 --momentum 1e9", "--momentum and --energy exclude each other"),
     ("make-bunch b.dat --size 1 1 --beta 1 1", "--size and --beta exclude each other"),
     ("make-bunch b.dat --divergence 1 1", "--divergence has no effect without --size"),

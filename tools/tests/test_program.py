@@ -51,6 +51,7 @@ def test_all_formats_tell_the_same_about_the_orbit(tmp_path, program):
         "tracker { end_time_marker = in end_time_shift_c0 = 0.6 }\n" + "".join(f"monitor {{ name = {fmt} format = {fmt} }}\n" for fmt in ("fmt1", "fmt2", "fmt3")))
     orbit = read_orbit(tmp_path / "tessar.in")
     found = [coordinates(*on_orbit(read_bunch(tmp_path / fmt, fmt), orbit)) for fmt in ("fmt1", "fmt2", "fmt3")]
+    assert walk_deck(tmp_path / "tessar.in").beam.ct == pytest.approx(read_bunch(tmp_path / "fmt1", "fmt1").ct, abs=1e-6)
     for local in found[:2]:
         assert local.place == pytest.approx(1.6, abs=1e-3)
         for name, digits in (("s", 1e-13), ("u", 1e-13), ("w", 1e-13), ("pu", 1e-3), ("ps", 1e-3), ("energy", 1e-3)):

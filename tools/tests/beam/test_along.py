@@ -1,5 +1,6 @@
 """What is told along the beam line: energy budget, bunching, optics."""
 import csv
+import shutil
 
 import numpy as np
 import pytest
@@ -125,6 +126,11 @@ def test_a_run_told_along_its_way(tmp_path, program, monkeypatch, capsys):
     assert [row["kind"] for row in rows] == ["drift", "dipole", "drift"]
     loss = read_bunch("END.dat").energy.mean() - bunch.energy.mean()
     assert sum(float(row["mean_energy_change_eV"]) for row in rows) == pytest.approx(loss, rel=1e-9) and float(rows[1]["mean_energy_change_eV"]) < 0.5 * loss
+    shutil.copytree(tmp_path, tmp_path / "none")
+    (tmp_path / "none/tessar.in").write_text((tmp_path / "tessar.in").read_text().replace("projected", "none"))
+    assert main(["run", "none", "--program", str(program)]) == 0 and main(["budget", "--less", "none"]) == 0
+    mean, other, difference = [line for line in capsys.readouterr().out.splitlines() if line.startswith("dipole 1 ")][1].split()[-6:-3]
+    assert mean == difference and abs(float(other)) < 1e-3 < abs(float(mean))  # there is no force in the other
     assert main(["slices", ".", "--csv", "s.csv", "-n", "10", "-o", "s.png"]) == 0
     rows = list(csv.DictReader(open("s.csv")))
     assert len(rows) == 40 and {row["file"] for row in rows} == {"start.dat", "IN.dat", "OUT.dat", "END.dat"} and all(99 <= float(row["particles"]) <= 101 for row in rows)

@@ -48,6 +48,8 @@ def test_energy_change_particle_by_particle():
     after.offsets[3] += np.array([-1e3, -3e3, -1e3, -3e3])
     change = analyse.energy_change(before, after)
     assert change.mean == pytest.approx(-2e3, rel=1e-6) and change.rms == pytest.approx(1e3, rel=1e-6)
+    columns = analyse.series([after.at_time(3.0), before])
+    assert list(columns["ct"]) == [0, 3] and columns["loss"] == pytest.approx([0, 2e3], rel=1e-6)
 
 
 def test_one_particle_has_numbers_too():
@@ -75,9 +77,8 @@ def test_coordinates_about_the_orbit(radius, arc, place):
     s, u, slope, delta = np.array([2e-4, 1e-4, 5e-5, 1e-3])[:, None] * random.standard_normal((4, 300))
     s += place
     orbit: list = []
-    add_boundary(orbit, {"delta_s": 1.0}, 0, "", True)
-    add_boundary(orbit, {"delta_s": arc}, radius, "", True)
-    add_boundary(orbit, {"delta_s": 1.0}, 0, "", True)
+    for length, r in ((1.0, 0), (arc, radius), (1.0, 0)):
+        add_boundary(orbit, {"delta_s": length}, r, "", True)
     local = coordinates(bunch_on_arc(s, u, slope, delta, radius, 1.0, arc), orbit)
     np.testing.assert_allclose(local.s + local.place, s, atol=1e-13)
     np.testing.assert_allclose(local.u + local.offset, u, atol=1e-13)

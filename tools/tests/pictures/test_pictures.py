@@ -5,8 +5,12 @@ import numpy as np
 import pytest
 from matplotlib.collections import PathCollection, QuadMesh
 
+from tessaron import Dipole, Drift, Lattice
 from tessaron.beam.generate import BunchRequest, Plane, make_bunch
+from tessaron.command.cli import main
+from tessaron.lattice.sections import sections_of
 from tessaron.pictures import plots, style
+from tessaron.pictures.floor import _outline
 from tessaron.pictures.style import some, unit_of
 from tessaron.report import page
 
@@ -34,6 +38,21 @@ def test_the_drawn_density_is_that_of_the_whole_bunch(particles):
         np.testing.assert_allclose(drawn + np.histogram2d(*places, edges)[0] / particles, whole, atol=1e-9)
         assert whole.sum() > 0.99 and places.shape[1] + round(in_cells * particles) == particles  # the tails are there too
     plots.plt.close(figure)
+
+
+def test_a_force_is_drawn_along_the_motion_and_the_current_with_it(tmp_path, monkeypatch):
+    (tmp_path / "fc1.dat").write_text("0 0 -2e-6 1000\n1e-6 2e-5 1e-6 1001\n")  # motion along y: 20 um of dy are 20 um ahead
+    (tmp_path / "curr.dat").write_text("0\n3e-5\n5\n6\n7\n")  # from particle 1 to 30 um behind it
+    monkeypatch.setattr(plots, "save", lambda figure, path: shown.append(figure.axes))
+    shown: list = []
+    assert main(["plot", "force", str(tmp_path / "fc1.dat"), "--current", str(tmp_path / "curr.dat"), "--direction", "90"]) == 0
+    assert shown[0][0].lines[0].get_xdata() == pytest.approx([0, 20]) and shown[0][1].dataLim.x0 == pytest.approx(-30)
+
+
+def test_drawn_faces_lie_on_their_boundaries():
+    section = sections_of(boundaries := Lattice([Drift(1), Dipole.sbend(1.0, 0.02, e1=0.3, e2=-0.2)]).boundaries())[-1]
+    for (x, y), b in zip(_outline(section, 0.01)[:, [0, -1, 119, 120]].T, np.repeat(boundaries, 2)):
+        assert (x - b.x) * b.nx + (y - b.y) * b.ny == pytest.approx(0, abs=1e-6)
 
 
 def test_a_choice_of_dots_is_random_and_always_the_same():

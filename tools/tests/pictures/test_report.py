@@ -14,6 +14,7 @@ from decks import DECK
 from tessaron.beam.generate import BunchRequest, make_bunch
 from tessaron.command.cli import main
 from tessaron.files.bunchfiles import write_bunch
+from tessaron.report.headline import headline
 from tessaron.report.report import write_report
 from tessaron.run.folder import RunFolder
 from tessaron.run.process import run_program
@@ -75,7 +76,7 @@ def test_the_page_is_whole_and_needs_nothing_from_elsewhere(page):
     assert all(item.startswith(("data:image/png;base64,", "#")) for item in outline.loaded)
     assert all(anchor[1:] in outline.targets for anchor in outline.anchors) and len(outline.anchors) >= 9
     assert len(outline.images) == PICTURES and all(len(image["alt"]) > 20 for image in outline.images)
-    for words in ("&lt;b&gt;large&lt;/b&gt;", "way_0003.dat", "not a bunch", "name = way.dat", 'lang="en"', "@media print", "viewport", "compression",
+    for words in ('number">2</td><td class="number">1</td><td>warning: &lt;b&gt;large&lt;/b&gt;', "way_0003.dat", "not a bunch", "name = way.dat", 'lang="en"', "@media print", "viewport", "compression",
                   'class="verdict good"', "completed at", "dipole 1 (in - out)", "R56"):
         assert words in text
     assert "<b>large" not in text
@@ -109,7 +110,7 @@ def test_a_run_that_died_is_told_first(folder, tmp_path, spoil, words):
     assert not verdict.completed and words in "\n".join([verdict.line, *verdict.details])
 
 
-def test_a_failed_run_has_a_report_and_a_status(tmp_path, capsys):
+def test_a_failed_run_has_a_report_and_a_status(tmp_path, program, capsys):
     (tmp_path / "tessar.in").write_text("lattice { dipol { } }\nmonitor { name = end.dat }\n")
     assert main(["report", str(tmp_path), "-o", str(tmp_path / "page.html")]) == 1
     assert "no sign of a run" in capsys.readouterr().out
@@ -117,6 +118,13 @@ def test_a_failed_run_has_a_report_and_a_status(tmp_path, capsys):
     assert "no element" in text and "left no log" in text and Outline(text).open == []
     assert text.index('class="verdict bad"') < text.index("<h2")
     assert main(["report", str(tmp_path / "nowhere")]) == 1 and "no tessar.in" in capsys.readouterr().err
+    assert main(["run", str(tmp_path), "--program", str(program)]) == 1 and "stopped at tessar.in:1" in capsys.readouterr().out
+
+
+def test_the_headline_compares_before_and_behind():
+    before, behind = (make_bunch(BunchRequest(1000, energy, 1e-9, length)).moments() for energy, length in ((1e9, 2e-4), (0.9e9, 1e-4)))
+    rows = {name: cells for name, *cells in headline(before, behind)[1]}
+    assert rows["compression"][1] == "2" and rows["mean energy loss / keV"][1:] == ["100000", "-10.0000 %"]
 
 
 def test_a_browser_shows_it(page, tmp_path):
