@@ -1,6 +1,6 @@
 #pragma once
 #include "field/images/straight_entrance.hpp"
-#include "field/path/path_query.hpp"
+#include "field/path/path_record.hpp"
 #include "field/settings.hpp"
 #include "field/source/profile.hpp"
 

@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "common/cores/lane_angles.hpp"
+#include "common/numbers/integer_power.hpp"
 #include "motion/pusher_fast.hpp"
 
 namespace tessaron::pusher {

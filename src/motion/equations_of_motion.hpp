@@ -2,6 +2,7 @@
 #include <cmath>
 #include <complex>
 
+#include "common/numbers/integer_power.hpp"
 #include "lattice/magnet_field.hpp"
 #include "motion/pusher.hpp"
 #include "motion/runge_kutta.hpp"
@@ -52,31 +53,6 @@ enum class ForceKind { none, along, all };
 
 /// A turning rate: force over momentum. A particle at rest, or one that moves straight up, does not turn.
 inline double turn(double force, double momentum) { return momentum == 0 ? 0 : force / momentum; }
-
-/// (x + iz)^n, the exact integer power, in place. Real is a number or several.
-template <class Real>
-[[gnu::always_inline]] inline void raise_to_power(Real& x, Real& z, std::int32_t n) {
-  Real re = Real{} + 1.0, im{}, a = x, b = z;
-  for (; n > 0; n /= 2) {
-    if (n % 2 == 1) {
-      const Real next = re * a - im * b;
-      im = re * b + im * a;
-      re = next;
-    }
-    const Real square = a * a - b * b;
-    b = 2.0 * a * b;
-    a = square;
-  }
-  x = re;
-  z = im;
-}
-
-/// z^n, the exact integer power.
-inline std::complex<double> integer_power(std::complex<double> z, std::int32_t n) {
-  double re = z.real(), im = z.imag();
-  raise_to_power(re, im, n);
-  return {re, im};
-}
 
 /// Rates in the plane frame:
 ///     x' = beta cos theta cos phi      y' = beta cos theta sin phi     z' = beta sin theta     p' = f1

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "common/end_request.hpp"
+#include "field/path/path_query.hpp"
 #include "field/source_record.hpp"
 
 namespace tessaron {

@@ -4,7 +4,7 @@
 #include "common/constants.hpp"
 #include "common/cores/lanes.hpp"
 #include "common/table.hpp"
-#include "field/path/path_query.hpp"
+#include "field/path/path_record.hpp"
 #include "field/settings.hpp"
 #include "field/slots.hpp"
 

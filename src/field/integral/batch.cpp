@@ -5,6 +5,7 @@
 
 #include "common/constants.hpp"
 #include "common/cores/lanes.hpp"
+#include "field/path/path_query.hpp"
 #include "field/source/velocity_terms.hpp"
 
 namespace tessaron {

@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "common/constants.hpp"
+#include "field/path/path_query.hpp"
 
 namespace tessaron {
 

@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "common/constants.hpp"
+#include "field/path/path_query.hpp"
 #include "field/source/velocity_terms.hpp"
 
 namespace tessaron {

@@ -1,5 +1,5 @@
 #pragma once
-#include "field/path/path_query.hpp"
+#include "field/path/path_record.hpp"
 #include "field/vec3.hpp"
 
 namespace tessaron {

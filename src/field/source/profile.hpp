@@ -1,7 +1,7 @@
 #pragma once
 #include <cmath>
 
-#include "field/path/path_query.hpp"
+#include "field/path/path_record.hpp"
 
 namespace tessaron {
 
