@@ -12,7 +12,7 @@ from tessaron.deck.keys import FORCE_TYPES
 from tessaron.files.bunchfiles import write_bunch
 from tessaron.files.runlog import read_log
 from tessaron.run.process import run_program
-from tessaron.study.cost import cost_of
+from tessaron.study.cost import STORED_FILES, cost_of
 from tessaron.study.cost_bench import mesh_points, thinned
 
 BUNCH = make_bunch(BunchRequest(400, 1e9, 1e-9, 1e-4, horizontal=Plane(sizes=(5e-5, 1e-6))))
@@ -47,6 +47,10 @@ def test_without_a_program_prices_are_stored_ones_and_say_so(folder, capsys, mon
     assert main(["check", "--cost", "--json"]) == 0
     told = json.loads(capsys.readouterr().out)
     assert [(item["line"], item["severity"]) for item in told["findings"]] == [(9, "warning")] and "of one core" in told["findings"][0]["text"]
+    (folder / "tessar.in").write_text((folder / "tessar.in").read_text().replace("type = steps", ""))  # the whole bunch at every step
+    assert main(["check", "--cost", "--json"]) == 0
+    more = json.loads(capsys.readouterr().out)["cost"]["seconds"] - told["cost"]["seconds"]
+    assert more == pytest.approx(STORED_FILES[1] * len(BUNCH) * told["cost"]["trackers"][0]["steps"], rel=1e-3)
     assert told["cost"]["seconds"] > 3600 and not told["cost"]["measured"] and told["cost"]["trackers"][0]["steps"] > 3000
 
 
