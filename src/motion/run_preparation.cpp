@@ -8,8 +8,6 @@ namespace tessaron {
 
 namespace {
 
-BoundaryPoints reference_points;
-
 /// Sections have a length, and arcs end before they meet their own beginning.
 Status check_sections() {
   for (int i = 2; i <= latcom.nlat; ++i) {
@@ -43,8 +41,9 @@ void find_boundary_times() {
   // Without a bunch there is no reference particle to follow.
   for (int i = 1; i <= maxlat; ++i) lattim(i, 0);
   if (ptlcom.npart < 1) return;
-  fbpts(ptlcom.particle[1], ptlcom.section[1], ptlcom.ctptcl, reference_points);
-  for (int i = 1; i <= latcom.nlat; ++i) lattim(i, reference_points[i].ct);
+  BoundaryPoints reference;
+  fbpts(ptlcom.particle[1], ptlcom.section[1], ptlcom.ctptcl, reference);
+  for (int i = 1; i <= latcom.nlat; ++i) lattim(i, reference[i].ct);
 }
 
 }  // namespace

@@ -16,7 +16,7 @@ struct DeckLine {
 };
 
 /// All open files of the run: a stack of deck files (streams 10 to 19), a pool of data streams (20 to 30) and
-/// the log. Owner: run/file_table.cpp.
+/// the log. Owner: run/files/file_table.cpp.
 struct FileTable {
   int cudeck = 9;    ///< current deck stream; 9 when the deck has ended
   Text<80> inpath;   ///< directory of files that are read; "undefined" for none

@@ -5,7 +5,7 @@
 
 namespace tessaron {
 
-/// The file table as its writers see it: run/file_table.cpp and the reader of `io_path`.
+/// The file table as its writers see it: run/files/file_table.cpp and the reader of `io_path`.
 extern FileTable filetab_store;
 
 /// Opens the log `name` under `outpath`; `logopen` becomes true on success.
