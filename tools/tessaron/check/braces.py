@@ -4,11 +4,10 @@ from __future__ import annotations
 import re
 from typing import NamedTuple
 
-from ..deck.keys import COMMANDS, ELEMENTS
+from ..deck.keys import COMMANDS, ELEMENTS, SUB_BLOCKS
 from ..deck.reader import Place, split_line
 
-_INSIDE = ("position", "properties", "integer_array", "real_array")
-_LEVELS = {**{word: 0 for word in COMMANDS if word != "exit"}, **{word: 1 for word in ELEMENTS}, **{word: 2 for word in _INSIDE}}
+_LEVELS = {**{word: 0 for word in COMMANDS if word != "exit"}, **{word: 1 for word in ELEMENTS}, **{word: 2 for word in SUB_BLOCKS}}
 _SPARE = re.compile(r"[-+.\deEdD ,;]*")  # lines of numbers, of which a deck may hold many
 
 

@@ -38,10 +38,17 @@ def doubt_model(state: CheckState, once: Once, sigma: float | None) -> None:
     if kind != "projected" or radius is None:
         return
     planes = plane_distance(state)
-    if planes and sigma is not None and KERNEL_REACH * sigma < ENOUGH_REACH * beam.length:
-        once("planes", state.forces["shield"].place, f"planes {planes:g} m apart: the kernel ends before the bunch does, so that most of the shielding "
-             "is lost; write shield_reach = bunch")
+    if planes and sigma is not None:
+        short = KERNEL_REACH * sigma < ENOUGH_REACH * beam.length
+        if short or _drift_behind_arc(state):
+            once("planes", state.forces["shield"].place, f"planes {planes:g} m apart: the kernel ends before the bunch does, "
+                 f"{'so that most of the shielding is lost' if short else 'which is enough in arcs, but not in the drifts behind them'}; write shield_reach = bunch")
     _doubt_line(state, once, where, radius)
+
+
+def _drift_behind_arc(state: CheckState) -> bool:
+    radii = [b.r for b in state.boundaries[1:]]
+    return any(before and not r for before, r in zip(radii, radii[1:]))
 
 
 def plane_distance(state: CheckState) -> float | None:

@@ -3,8 +3,8 @@ from __future__ import annotations
 
 from math import asin, atan2, cos, degrees, pi, radians, sin
 
-from ..deck.blocks import Value, read_block
-from ..deck.keys import CAPACITY, ELEMENTS, POSITION, PROPERTIES
+from ..deck.blocks import Value, meant, read_block, suggestion
+from ..deck.keys import CAPACITY, ELEMENTS, POSITION, PROPERTIES, SUB_BLOCKS
 from ..deck.reader import DeckReader, Token, real_of
 from ..lattice.geometry import Boundary, add_boundary
 from .state import CheckState
@@ -20,7 +20,10 @@ def check_lattice(state: CheckState, reader: DeckReader, command: Token) -> None
         if token.text == "}":
             break
         if token.text not in ELEMENTS:
-            state.error(token.place, f"lattice has no element {token.text!r}; there are {', '.join(ELEMENTS)}")
+            state.error(token.place, f"lattice has no element {token.text!r}{suggestion(token.text, ELEMENTS)}")
+            if near := meant(token.text, ELEMENTS):
+                _element(state, reader, Token(near, token.place), pools)
+                continue
             state.lattice_good = False
             follow = reader.token()
             if follow.text == "{":
@@ -40,8 +43,12 @@ def _element(state: CheckState, reader: DeckReader, kind: Token, pools: dict[str
     order = ["position", "properties", "position"] if bends else ["position", "properties"]
     done: list[str] = []
     properties: dict[str, Value] = {}
+    misplaced = False
     while True:
         token = reader.command()
+        if not misplaced and token.text not in SUB_BLOCKS and (near := meant(token.text, SUB_BLOCKS)):
+            state.error(token.place, f"{kind.text} has no {token.text!r}; did you mean {near}?")
+            token = Token(near, token.place)
         if token.text == "}":
             if not bends and len(done) < 2:
                 state.error(token.place, f"{kind.text} needs position and properties")
@@ -52,12 +59,15 @@ def _element(state: CheckState, reader: DeckReader, kind: Token, pools: dict[str
             _array(state, reader, token, properties)
             continue
         if len(done) >= len(order) or token.text != order[len(done)]:
-            state.error(token.place, f"{kind.text}: {token.text!r} does not belong here; the order is {', '.join(order)}")
-            state.lattice_good = False
-            if token.text in ("position", "properties", "integer_array", "real_array"):
+            if not misplaced:
+                state.error(token.place, f"{kind.text}: {token.text!r} does not belong here; the order is {', '.join(order)}")
+            state.lattice_good, misplaced = False, True
+            if token.text in SUB_BLOCKS:
                 reader.expect("{", f"to open {token.text}")
+            if token.text in (*SUB_BLOCKS, "{"):
                 reader.skip_block()
             continue
+        misplaced = False
         done.append(token.text)
         if token.text == "properties":
             blamed = len(state.findings)
@@ -104,13 +114,16 @@ def _position(state: CheckState, reader: DeckReader, token: Token, kind: str, r:
         return
     if before is not None and boundary.s <= before.s:
         where = f"{before.s - boundary.s:.6g} m before" if boundary.s < before.s else "on"
-        state.error(token.place, f"this boundary lies {where} the one ahead of it; sections need a length above 0")
+        why = f"delta_s = {numbers['delta_s']:g}: " if numbers.get("delta_s", 1.0) <= 0 else ""
+        state.error(token.place, f"{why}this boundary lies {where} the one ahead of it; sections need a length above 0")
         state.lattice_good = False
     if before is not None and r and (turn := abs(boundary.s - before.s) / abs(r)) >= 2 * pi * (1 - 1e-12):
         state.error(token.place, f"this arc turns by {degrees(turn):.6g} degrees; one dipole bends by less than 360{_as_angle(numbers, r)}")
         state.lattice_good = False
     elif before is not None and r and turn > pi * (1 + 1e-9) and "rho" not in numbers:
         state.warn(token.place, f"this arc turns by {degrees(turn):.4g} degrees{_as_angle(numbers, r)}")
+    if before is None and numbers.get("delta_s", 0.0) < 0:
+        state.warn(token.place, f"delta_s = {boundary.s:g} is below 0: the first boundary lies upstream of the origin")
     if abs(boundary.nx * boundary.tx + boundary.ny * boundary.ty) < 0.2:
         state.warn(token.place, "the boundary line runs nearly along the orbit")
 

@@ -8,7 +8,7 @@ import numpy as np
 
 from ..beam.bunch import Bunch
 from ..constants import REST_ENERGY
-from ..deck.blocks import Value, read_value
+from ..deck.blocks import Value, meant, read_value, suggestion
 from ..deck.keys import CAPACITY, PARTICLES
 from ..deck.reader import REAL, DeckFault, DeckReader, Place, Token, integer_of, real_of
 from ..files.bunchfiles import bunch_of_table, numbers_of
@@ -32,7 +32,11 @@ def check_particles(state: CheckState, reader: DeckReader, command: Token) -> No
     values: dict[str, Value] = {}
     while (key := reader.command()).text != "}":
         if key.text not in PARTICLES:
-            raise DeckFault(f"particles has no key {key.text!r}; there are {', '.join(PARTICLES)}", key.place)
+            fault = DeckFault(f"particles has no key {key.text!r}{suggestion(key.text, PARTICLES)}", key.place)
+            if (near := meant(key.text, PARTICLES)) is None:
+                raise fault
+            state.error(fault.place, fault.text)
+            key = Token(near, key.place)
         reader.expect("=", f"behind {key.text}")
         if key.text == "array":
             _array(state, reader, key, values)
@@ -149,7 +153,7 @@ def _lab_frame(state: CheckState, values: dict[str, Value]) -> None:
 def place_beam(state: CheckState) -> None:
     """Finds particle 1 on the design orbit; called ahead of a tracker or a monitor, when bunch and lattice are known."""
     beam = state.beam
-    if beam is None or beam.tracked or not state.boundaries:
+    if beam is None or beam.tracked or not state.boundaries or not state.lattice_good:
         return
     x, y, px, py = beam.lab
     beam.path, distance, direction = orbit_position(state.boundaries, x, y)

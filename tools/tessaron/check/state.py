@@ -147,8 +147,8 @@ class CheckState:
         return value.text if value is not None and value.good else "none"
 
     def marker_time(self, marker: str) -> float | None:
-        """When particle 1 meets the first boundary with this marker, c*t [m]; None without one or without a bunch."""
-        for boundary in self.boundaries:
+        """When particle 1 meets the first boundary with this marker, c*t [m]; None without one, without a bunch or in a lattice that failed."""
+        for boundary in self.boundaries if self.lattice_good else []:
             if boundary.marker == marker and self.beam is not None:
                 return self.beam.ct + (boundary.s - self.beam.path) / self.beam.beta
         return None

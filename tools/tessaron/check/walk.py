@@ -7,7 +7,7 @@ from __future__ import annotations
 
 from pathlib import Path
 
-from ..deck.blocks import read_block
+from ..deck.blocks import meant, read_block, suggestion
 from ..deck.keys import COMMANDS, IO_PATH
 from ..deck.reader import DeckEnd, DeckFault, DeckReader, Place, Token
 from .braces import brace_fault
@@ -64,10 +64,11 @@ def _walk(state: CheckState, reader: DeckReader, until: Place | None) -> None:
             pending = None
             if until is not None and command.place.file == until.file and command.place.line >= until.line:
                 return
+            command = _spelled(state, command)
             if command.text == "exit":
                 _behind_exit(state, reader)
                 return
-            _carry_out(state, reader, command)
+            pending = _carry_out(state, reader, command)
         except DeckEnd:
             return
         except DeckFault as fault:
@@ -78,18 +79,40 @@ def _walk(state: CheckState, reader: DeckReader, until: Place | None) -> None:
                 return
 
 
-def _carry_out(state: CheckState, reader: DeckReader, command: Token) -> None:
+def _spelled(state: CheckState, command: Token) -> Token:
+    """A command; a slip of the pen is told, and counts as the command that it meant."""
+    if command.text in COMMANDS:
+        return command
+    state.error(command.place, f"unknown command {command.text!r}{suggestion(command.text, COMMANDS)}")
+    return Token(meant(command.text, COMMANDS) or command.text, command.place)
+
+
+def _carry_out(state: CheckState, reader: DeckReader, command: Token) -> Token | None:
+    """One command with its block; the next command, where that has been read already."""
     blocks = {"lattice": check_lattice, "particles": check_particles, "forces": check_forces, "track_step": check_track_step,
               "tracker": check_tracker, "monitor": check_monitor, "online_monitor": check_online_monitor, "io_path": _io_path,
               "track_accuracy": _track_accuracy}
     if command.text not in blocks:
-        raise DeckFault(f"unknown command {command.text!r}; there are {', '.join(COMMANDS)}", command.place)
+        return _behind_unknown(state, reader, command)
     if state.stored is not None and command.text in ("particles", "lattice", "forces"):
         state.stored.older_than = command
     try:
         blocks[command.text](state, reader, command)
     except DeckEnd:
         raise DeckFault(f"the deck ends inside {command.text}; a }} is missing", command.place) from None
+    return None
+
+
+def _behind_unknown(state: CheckState, reader: DeckReader, command: Token) -> Token | None:
+    """Passes over the block of an unknown command, which may have been any of those that are missing."""
+    state.lattice_good &= bool(state.boundaries)
+    state.beam_failed |= state.beam is None
+    state.forces_place = state.forces_place or command.place
+    token = reader.command()
+    if token.text == "{":
+        reader.skip_block()
+        return None
+    return token if token.text in COMMANDS and reader.at_line_start else _next_command(reader)
 
 
 def _io_path(state: CheckState, reader: DeckReader, command: Token) -> None:

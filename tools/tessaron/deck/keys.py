@@ -106,6 +106,7 @@ ONLINE_MONITOR = {
 }
 
 ELEMENTS = ("dipole", "quadrupole", "multipole", "thin_quadrupole", "discrete_free")
+SUB_BLOCKS = ("position", "properties", "integer_array", "real_array")  #: of an element
 POSITION = {"rho": real(unit="m"), "psi": real(unit="degrees"), "delta_s": real(unit="m"), "delta_psi": real(unit="degrees"),
             "marker": TEXT, "duty": FLAG}
 _OFFSETS = {"strength": real(), "alpha": real(unit="degrees"), "horizontal_offset": real(unit="m"), "vertical_offset": real(unit="m")}

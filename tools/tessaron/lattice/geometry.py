@@ -87,7 +87,7 @@ def _relative_arc(before: Boundary, keys: dict[str, float], r: float) -> Boundar
     if "delta_s" not in keys:
         raise ValueError("the end of an arc needs delta_s, or rho and psi")
     if keys["delta_s"] < 0:
-        raise ValueError("delta_s of an arc is negative")
+        raise ValueError(f"delta_s = {keys['delta_s']:g}: the length of an arc must be above 0")
     boundary = _arc(before, keys["delta_s"], r)
     boundary.nx, boundary.ny = _normal(keys, (boundary.tx, boundary.ty))
     return boundary

@@ -55,7 +55,7 @@ def test_relative_and_absolute_words_give_the_same_lattice():
     ([(0, {})], "rho or delta_s"),
     ([(0, {"rho": 1.0, "psi": 90.0})], "along the orbit"),
     ([(0, {"delta_s": 1.0}), (2.0, {"rho": 3.0})], "needs delta_s"),
-    ([(0, {"delta_s": 1.0}), (2.0, {"delta_s": -1.0})], "negative"),
+    ([(0, {"delta_s": 1.0}), (2.0, {"delta_s": -1.0})], "must be above 0"),
     ([(0, {"delta_s": 1.0}), (0.5, {"rho": 3.0, "psi": 0.0})], "does not reach"),
     ([(0, {"delta_s": 0.1 * k}) for k in range(101)], "more than 100"),
 ])
