@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <charconv>
 #include <cstring>
 
 #include "common/freeform.hpp"
@@ -81,7 +82,7 @@ void tell_where_run_stopped(std::string_view doing) {
 void tell_run_ended(std::string_view signal, std::string_view place, std::string_view doing, double ct) {
   Line line;
   line << "tessaron: ended by " << signal << " at " << place << " (" << doing
-       << "), ct =" << FreeForm(ct).view() << " m";
+       << "), ct =" << FreeForm(rounded(ct)).view() << " m";
   line.write();
 }
 
@@ -112,6 +113,15 @@ void tell_person(std::string_view text) {
   Line line;
   line << "tessaron: " << text;
   line.write();
+}
+
+double rounded(double value) {
+  std::array<char, 32> digits;
+  const auto end =
+      std::to_chars(digits.data(), digits.data() + digits.size(), value, std::chars_format::scientific, 3)
+          .ptr;
+  std::from_chars(digits.data(), end, value);
+  return value;
 }
 
 void tell_write_failed(std::string_view name, int code) {

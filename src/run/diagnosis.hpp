@@ -31,6 +31,9 @@ void tell_argument_refused(std::string_view word);
 /// Tells a person what the console does not: `text`, behind the program's name.
 void tell_person(std::string_view text);
 
+/// The value as a person wants it in such a line: to four significant digits.
+double rounded(double value);
+
 /// Tells that a file could not be written, with the code of the write. The run goes on, and what waits is
 /// tried again with the next write.
 void tell_write_failed(std::string_view name, int code);

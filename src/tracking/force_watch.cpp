@@ -26,7 +26,7 @@ void begin_force_watch() {
 
 void note_failed_evaluation(double ct) {
   if (++failed_evaluations > 1) return;
-  tell_person(FreeForm("the self force failed at ct =", ct,
+  tell_person(FreeForm("the self force failed at ct =", rounded(ct),
                        "m and counts as 0 there: the bunch is not to be trusted from there on")
                   .items());
 }

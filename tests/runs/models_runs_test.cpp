@@ -264,7 +264,7 @@ TEST(ModelRuns, WhereTheProjectedForceIsNotTrueIsToldOnceInATracker) {
       {2e7, 1e-5, 0, "sigma_long = 1e-4", "leaves out the field of uniform motion"},
       {5e9, 5e-3, 0, "sigma_long = 1e-4", "takes the bunch for a line"},
       {5e9, 1e-5, 2e-3, "sigma_long = 1e-4", ""},
-      {5e9, 1e-5, 0, "sigma_long = 1e-5 shield = 0.01", "planes"},
+      {5e9, 1e-5, 0, "sigma_long = 1e-5 shield = 0.01", "the kernel ends 3.536e-05 m ahead"},
       {5e9, 1e-5, 0, "sigma_long = 1e-5 shield = 0.01 shield_reach = bunch", ""},
       {5e9, 1e-5, 0, "sigma_long = relative relative_long = 1 shield = 0.01", ""},
   };

@@ -79,7 +79,7 @@ void watch_planes(const WatchedEvaluation& e, double R, double sigma) {
   if (!(f.shield < 20 * std::cbrt(R * sigma * sigma))) return;
   if (on_arc(e.reference.s) && e.end * e.grid.h > 3 * sigma) return;
   told_of_planes = true;
-  tell_person(FreeForm("planes", f.shield, "m apart: the kernel ends", e.end * e.grid.h,
+  tell_person(FreeForm("planes", f.shield, "m apart: the kernel ends", rounded(e.end * e.grid.h),
                        "m ahead of the observer, before the bunch does, so "
                        "that most of the shielding is lost; "
                        "write shield_reach = bunch in the forces block")
@@ -96,12 +96,12 @@ void watch_line(const WatchedEvaluation& e, double R, double sigma) {
   if (share > 0.03) {
     tell_person(FreeForm("the projected force leaves out the field of uniform motion, "
                          "at s =",
-                         e.reference.s, "m about", std::round(100 * share),
+                         rounded(e.reference.s), "m about", std::round(100 * share),
                          "percent of that of the radiation; the csr_ models have it")
                     .items());
   } else if (width > 0.3) {
-    tell_person(FreeForm("the projected force takes the bunch for a line, but at s =", e.reference.s,
-                         "m its rms width is", section.width, "m, above 0.3 (sigma^2 R)^(1/3)")
+    tell_person(FreeForm("the projected force takes the bunch for a line, but at s =", rounded(e.reference.s),
+                         "m its rms width is", rounded(section.width), "m, above 0.3 (sigma^2 R)^(1/3)")
                     .items());
   } else {
     return;
