@@ -20,7 +20,7 @@ def check_monitor(state: CheckState, reader: DeckReader, command: Token) -> None
     note_output(state, values["name"].text, command.place)
     state.particles_written += len(state.beam.bunch) if state.beam else 0
     state.outputs.append(OutputFile(values["name"].text, "bunch", values["format"].text if "format" in values else "fmt1"))
-    if "format" in values and values["format"].text == "fmt3" and not state.boundaries:
+    if "format" in values and values["format"].text == "fmt3" and not state.boundaries and state.lattice_good:
         state.warn(values["format"].place, "fmt3 needs a lattice")
 
 
@@ -156,7 +156,7 @@ def _time(state: CheckState, monitor: OnlineMonitor, which: str) -> float | None
     time = state.marker_time(marker.text)
     if time is None:
         if state.lattice_good:
-            state.warn(marker.place, f"no field boundary has the marker {marker.text}; online_monitor {monitor.name} will not become active")
+            state.warn(marker.place, f"{state.no_marker(marker.text)}; online_monitor {monitor.name} will not become active")
         return None
     shift = monitor.values.get(f"{which}_time_shift_c0")
     return time + (shift.number or 0.0 if shift is not None else 0.0)

@@ -6,7 +6,7 @@ from pathlib import Path
 from typing import TYPE_CHECKING
 
 from ..beam.bunch import Bunch
-from ..deck.blocks import Value
+from ..deck.blocks import Value, meant
 from ..deck.reader import DeckReader, Place, Token
 from ..lattice.geometry import Boundary
 
@@ -156,6 +156,11 @@ class CheckState:
     def has_marker(self, marker: str) -> bool:
         """Whether a boundary has this marker."""
         return any(boundary.marker == marker for boundary in self.boundaries)
+
+    def no_marker(self, marker: str) -> str:
+        """The message that there is no such marker, with the one that was meant."""
+        near = meant(marker, [boundary.marker for boundary in self.boundaries])
+        return f"no field boundary has the marker {marker}" + (f" (did you mean {near}?)" if near else "")
 
     def output_path(self, name: str) -> Path:
         """A file that the program writes."""

@@ -121,7 +121,7 @@ def _end_time(state: CheckState, command: Token, values: dict[str, Value]) -> fl
     if names[0] == "end_time_marker":
         if not state.has_marker(value.text):
             if state.lattice_good:
-                state.error(value.place, f"no field boundary has the marker {value.text}")
+                state.error(value.place, state.no_marker(value.text))
             return None
         end = state.marker_time(value.text)
         if end is not None and shift is not None:

@@ -103,8 +103,9 @@ def _command(reader: DeckReader, name: str) -> Token:
 
 
 def meant(word: str, words: Iterable[str]) -> str | None:
-    """The one of some words that a slip of the pen may have meant, or that it is; None if none is near."""
-    return next(iter(get_close_matches(word, words, 1, 0.7)), None)
+    """The one of some words that a slip of the pen may have meant, in whatever case, or that it is; None if none is near."""
+    known = {text.lower(): text for text in words}
+    return next((known[text] for text in get_close_matches(word.lower(), known, 1, 0.7)), None)
 
 
 def suggestion(word: str, words: Iterable[str]) -> str:
