@@ -104,7 +104,7 @@ class Bunch:
             request = replace(self.request, particles=count)
             return replace(make_bunch(request), request=request)
         if not 1 <= count <= len(self):
-            raise ValueError(f"with_particles: {count} particles cannot be chosen from {len(self)}")
+            raise ValueError(f"with_particles: 1 to {len(self)} particles can be chosen from the bunch, not {count}")
         chosen = np.sort(np.random.default_rng(seed).choice(len(self) - 1, count - 1, replace=False) + 1)
         chosen = np.insert(chosen, 0, 0)
         total = self.charge[chosen].sum()

@@ -9,6 +9,7 @@ from __future__ import annotations
 
 import sys
 from argparse import ArgumentParser, Namespace
+from math import isfinite
 from pathlib import Path
 from typing import TYPE_CHECKING
 
@@ -61,6 +62,10 @@ def run(options: Namespace) -> None:
     refuse_without(options, "deck", options.at_marker is not None or target == "sdds", "without --at-marker, or an SDDS file to write")
     if options.at_marker is not None and options.deck is None:
         raise ValueError("--at-marker needs the lattice: --deck FILE, a deck, a lattice or a latout.dat")
+    for name, unit in (("charge", "coulomb"), ("instant", "metres"), ("rotate", "degrees"), ("ahead", "metres"), ("time", "metres")):
+        value = getattr(options, name)
+        if value is not None and not isfinite(value):
+            raise ValueError(f"--{name} must be a finite number of {unit}, not {value!r}")
     bunch = formats.load(options.input, source, 0.0, options.species, options.iteration, options.beam_axis, options.page, options.instant,
                          options.take)
     bunch = _as_wanted(bunch, options)
@@ -128,7 +133,7 @@ def _at_marker(bunch: Bunch, options: Namespace) -> Bunch:
 def _twiss(text: str) -> tuple[tuple[float, float], tuple[float, float]]:
     """(beta, beta y), (alpha, alpha y) from two or four numbers."""
     numbers = [float(word) for word in text.split(",")]
-    if len(numbers) not in (2, 4):
+    if len(numbers) not in (2, 4) or not all(isfinite(number) for number in numbers):
         raise ValueError(text)
     return (numbers[0], numbers[-2]), (numbers[1], numbers[-1])
 

@@ -5,13 +5,17 @@ Both count x to the left, angles to the right, and k1 above 0 as focusing in the
 """
 from __future__ import annotations
 
+import re
 from math import atan2, hypot, pi, sin
 from typing import AbstractSet, Callable
 
 import numpy as np
 
 from ..lattice.elements import Dipole, Drift, Element, Map, Marker, Multipole, Quadrupole, ThinQuadrupole, length_of
+from .attributes import DECISIVE, meant
+from .definition import Definition
 from .pieces import Piece
+from .source import LatticeFault
 
 ROLL = 1e-5  #: rad within which a roll counts as none or as half a turn; files write 1.5708
 HELD = "the program holds the magnets of the orbit plane alone"
@@ -29,9 +33,11 @@ class Numbers:
     """The attributes of an element by their names in small letters, and the remarks that were made on it."""
 
     def __init__(self, number: Callable[[str], float], array: Callable[[str], list[float]] = lambda name: [],
-                 given: AbstractSet[str] = frozenset()) -> None:
-        """:param given: names of the attributes whose passing over is to be told."""
-        self._number, self._array, self.unread = number, array, set(given)
+                 given: AbstractSet[str] = frozenset(), others: AbstractSet[str] = frozenset()) -> None:
+        """:param given: names of the attributes whose passing over is to be told.
+        :param others: attributes of the language that mean nothing here."""
+        self._number, self._array, self.unread, self.others = number, array, set(given), others
+        self.own: tuple[str, ...] = ("l",)  #: attributes of its class by which an element is what it is, strength first
         self.remarks: list[str] = []
 
     def __call__(self, name: str) -> float:
@@ -64,18 +70,48 @@ class Numbers:
 Builder = Callable[[Numbers], Element]
 
 
-def built(name: str, kind: str, place: object, builder: Builder | None, numbers: Numbers) -> Piece:
+def built(definition: Definition, kind: str, builder: Builder | None, numbers: Numbers) -> Piece:
     """The piece that a builder makes; one without an element where that cannot be had, or for None as a builder.
 
-    :raises ValueError: numbers that no element can have.
+    :raises LatticeFault: numbers that no element can have.
     """
+    element, lacking = None, ""
     try:
-        if builder is None:
-            raise NoCounterpart("no element of this kind", numbers.length)
-        element = builder(numbers)
-    except NoCounterpart as error:
-        return Piece(name, kind, place, Drift(error.length).length, None, str(error), tuple(numbers.remarks))
-    return Piece(name, kind, place, length_of(element), element, remarks=tuple(numbers.remarks), unread=tuple(sorted(numbers.unread)))
+        try:
+            if builder is None:
+                raise NoCounterpart("no element of this kind", numbers.length)
+            element = builder(numbers)
+            length = length_of(element)
+        except NoCounterpart as error:
+            length, lacking = Drift(error.length).length, str(error)
+    except LatticeFault:
+        raise
+    except ValueError as error:
+        words = re.sub(r"^[A-Z]\w+: ", "", str(error))  # without the name of our class
+        raise LatticeFault(definition.place, f"{definition.name} ({kind}): {words}") from None
+    slips, doubts = _strangers(definition, kind, element, numbers)
+    return Piece(definition.name, kind, definition.place, length, element, lacking, tuple(numbers.remarks),
+                 tuple(sorted(numbers.unread & numbers.others.union(numbers.own))) if element is not None else (), slips, doubts)
+
+
+def _strangers(definition: Definition, kind: str, element: Element | None, numbers: Numbers) -> tuple[tuple[str, ...], tuple[str, ...]]:
+    """Attributes that the class has not, in words: slips of those that decide what the element does and are missing, and others.
+
+    Where there is no element, only its length is of interest.
+    """
+    slips, doubts = [], []
+    idle = any(getattr(element, name, 1) == 0 for name in ("angle", "k1", "strength"))
+    for word in sorted(numbers.unread - numbers.others - set(numbers.own)):
+        near = meant(word, numbers.own, numbers.others)
+        giver = definition.giver(word)
+        text = f"{kind} {giver.name!r} has no attribute {word!r}"
+        if near in DECISIVE.intersection(numbers.own) - definition.given and (near == "l" or element is not None):
+            slips.append(f"{giver.place}: {text}: did you mean {near!r}?")
+        elif element is not None:
+            guess = f" (did you mean {near!r}?)" if near and near not in definition.given else ""
+            doubts.append(f"{giver.place}: warning: {text} that is known here{guess}: it is passed over"
+                          + (", and the magnet has no strength" if idle else ""))
+    return tuple(slips), tuple(doubts)
 
 
 def marker(numbers: Numbers) -> Element:
@@ -104,6 +140,7 @@ def collimator(numbers: Numbers) -> Element:
 def inert(names: str, words: str) -> Builder:
     """A drift where the attributes are 0, for example a corrector that is switched off."""
     def build(numbers: Numbers) -> Element:
+        numbers.own = (*names.split(), "l")
         numbers.refuse(numbers.length, names, words)
         return Drift(numbers.length)
     return build
@@ -126,8 +163,9 @@ def rectangular_bend(chord: bool) -> Builder:
 
 
 def _bend(numbers: Numbers, length: float, face: float) -> Element:
+    numbers.own = ("angle", "l", "e1", "e2", "tilt")
     angle, roll = numbers("angle"), numbers("tilt")
-    numbers.refuse(length, "k1 k1s k2 k2s k3", "a combined-function bend")
+    numbers.refuse(length, "k1 k1s k2 k2s k3 k3s k0s", "a combined-function bend")
     numbers.refuse(length, "dx dy dz etilt fse", "a bend with errors")
     _refuse_errors(numbers, length)
     if (field := numbers("k0")) and abs(field * length - angle) > 1e-6 * abs(angle):
@@ -142,7 +180,11 @@ def _bend(numbers: Numbers, length: float, face: float) -> Element:
     numbers.remark("h1 h2", "the curvature of the pole faces is left out")
     if numbers("hgap") and (numbers("fint") or numbers("fintx")):
         numbers.remark("hgap", "edges are hard: the fringe fields are left out, which changes the vertical focusing")
-    return Dipole(length, side * angle, side * (face + numbers("e1")), side * (face + numbers("e2")))
+    faces = [face + numbers("e1"), face + numbers("e2")]
+    if abs(steepest := max(faces, key=abs)) >= pi / 2:
+        raise ValueError(f"a face would be turned by {steepest:.6g} rad against the orbit, where less than a right angle is possible"
+                         + (f"; half the bend's angle of {angle:.6g} rad is part of that" if face else ""))
+    return Dipole(length, side * angle, *(side * turn for turn in faces))
 
 
 def magnet(poles: int) -> Builder:
@@ -150,6 +192,7 @@ def magnet(poles: int) -> Builder:
     order = poles // 2
 
     def build(numbers: Numbers) -> Element:
+        numbers.own = (f"k{order - 1}", f"k{order - 1}s", "l", "tilt", "dx", "dy")
         length, scale = numbers.length, 1 + numbers("fse")
         upright, skew = scale * numbers(f"k{order - 1}"), scale * numbers(f"k{order - 1}s")
         numbers.refuse(length, " ".join(f"k{k} k{k}s" for k in range(4) if k != order - 1), "a combined-function magnet")
@@ -179,6 +222,7 @@ def _refuse_errors(numbers: Numbers, length: float) -> None:
 
 def thin_multipole(numbers: Numbers) -> Element:
     """A thin quadrupole; other orders have no counterpart."""
+    numbers.own = ("knl", "ksl", "tilt")
     upright, skew = numbers.array("knl"), numbers.array("ksl")
     if any(skew):
         raise NoCounterpart("a thin skew multipole", numbers.length)

@@ -32,6 +32,10 @@ class Definition(Generic[V]):
         """An attribute, its own or inherited; None for one that is not given."""
         return next((owner.values[name] for owner in self._owners() if name in owner.values), None)
 
+    def giver(self, name: str) -> "Definition[V]":
+        """Itself, or the element from which it inherits an attribute that is given."""
+        return next(owner for owner in self._owners() if name in owner.values)
+
     def _owners(self) -> Iterator["Definition[V]"]:
         owner: Union[str, "Definition[V]"] = self
         while isinstance(owner, Definition):

@@ -26,6 +26,8 @@ class Piece:
     lacking: str = ""  #: what it would take
     remarks: tuple[str, ...] = ()  #: what its element leaves out
     unread: tuple[str, ...] = ()  #: attributes that were passed over
+    slips: tuple[str, ...] = ()  #: attributes that it has not, in place of one that it needs
+    doubts: tuple[str, ...] = ()  #: others that it has not
 
 
 @dataclass(frozen=True)
@@ -48,6 +50,8 @@ def lattice_of(pieces: Sequence[Piece], source: str, choice: Choice = Choice()) 
     """
     replaced = {name.lower() for name in choice.replace_by_drift}
     pieces = _part(pieces, choice.between, source) if choice.between else pieces
+    if slips := [slip for piece in pieces for slip in piece.slips]:
+        raise ValueError(f"{source}: an attribute that no such element has would leave it without what was meant\n" + _list(slips))
     refused = [piece for piece in pieces if piece.element is None and piece.type.lower() not in replaced]
     if refused:
         raise ValueError(f"{source}: the program has no counterpart for\n" + _list(f"{p.place}: {p.name} ({p.type}): {p.lacking}" for p in refused)
@@ -65,6 +69,7 @@ def lattice_of(pieces: Sequence[Piece], source: str, choice: Choice = Choice()) 
         remarks.append(f"{source}: the line begins with a magnet at s = 0: let the bunch start ahead of it, or put a drift into the line")
     if words := _unread(pieces):
         remarks.append(f"{source}: attributes that were passed over: {words}")
+    tell(doubt for piece in pieces for doubt in piece.doubts)
     tell(remarks + row.remarks)
     boundaries = row.boundaries
     if boundaries > CAPACITY["maxlat"]:

@@ -105,9 +105,9 @@ def test_one_command_puts_a_foreign_bunch_ahead_of_a_magnet(tmp_path, askew, cap
 
 
 @pytest.mark.parametrize("arguments, words", [("--at-marker M", "--at-marker needs the lattice"), ("--deck d", "--deck has no effect without --at-marker, or an SDDS file"),
-                                              ("--page 2", "--page is for SDDS files"), ("--take 41", "41 particles cannot be chosen from 40"),
-                                              ("--take 0", "0 particles cannot be chosen"), ("--match 0,1", "beta must be a number above 0"),
-                                              ("--charge nan", "the charge must be a number"), ("--sdds ascii", "a kind of SDDS was asked for")])
+                                              ("--page 2", "--page is for SDDS files"), ("--take 41", "1 to 40 particles can be chosen from the bunch, not 41"),
+                                              ("--take 0", "can be chosen from the bunch, not 0"), ("--match 0,1", "beta must be a number above 0"),
+                                              ("--charge nan", "--charge must be a finite number of coulomb, not nan"), ("--rotate nan", "--rotate must be a finite number of degrees"), ("--sdds ascii", "a kind of SDDS was asked for")])
 def test_what_cannot_be_done_is_told_and_nothing_written(tmp_path, monkeypatch, askew, capsys, arguments, words):
     monkeypatch.chdir(tmp_path)
     askew.save("b.csv")

@@ -161,7 +161,11 @@ BAD = {  # file, words of the message
         ("l0: line = (d);" + "".join(f"l{k + 1}: line = (l{k}, l{k});" for k in range(45)), "more than 100000 members"),
         ("x := y; y := x; e: drift, l := x; u: line = (e);", "a.madx:2: expressions nest deeper"), ("e: drift, l = " + "-(" * 900 + "1" + ")" * 900 + ";u: line = (q, e);", "a.madx:2: expressions nest deeper"),
         ("e: drift, l = 1/0; u: line = (e);", "a.madx:2: an expression has no value"), ("e: drift, l = table(t); u: line = (e);", "a.madx:2: the function 'table' is not known"),
-        ("e: drift, l = -1; u: line = (d, e);", "a.madx:2: e (drift): Drift: length must be 0 or above"), ("c: rfcavity, l = -1, volt = 1; u: line = (d, c);", "a.madx:2: c (rfcavity): Drift: length must be"), ("if (x > 1) { y = 2; }", "a.madx:2: 'if': conditions, loops"),
+        ("e: drift, l = -1; u: line = (d, e);", "a.madx:2: e (drift): length must be 0 or above"), ("c: rfcavity, l = -1, volt = 1; u: line = (d, c);", "a.madx:2: c (rfcavity): length must be"), ("if (x > 1) { y = 2; }", "a.madx:2: 'if': conditions, loops"),
+        ("", "a.madx: the file defines no line and no sequence"), ("s: sequence, l = 2; s, at = 1; endsequence;", "a.madx:2: the sequence s contains itself"),
+        ("e: quadrupole, l = .2, kl = 1.2; u: line = (e);", "a.madx:2: quadrupole 'e' has no attribute 'kl': did you mean 'k1'?"), ("m: multipole, kn = {0, 1}; u: line = (d, m);", "did you mean 'knl'?"),
+        ("e: sbend, l = 1, angel = .1;\nf: e; u: line = (d, f);", "a.madx:2: sbend 'e' has no attribute 'angel': did you mean 'angle'?"),
+        ("c: rfcavity, length = 3, volt = 2; u: line = (d, c);", "'c' has no attribute 'length': did you mean 'l'?"), ("e: rbend, l = 1, angle = 3.5; u: line = (e);", "a.madx:2: e (rbend): a face would be turned by 1.75 rad"),
         ("seqedit, sequence = s;", "'seqedit'"), ("call, file = b.madx;", "a.madx:2: the called file 'b.madx' is not there"), ("call, file = a.madx;", "call each other in a ring"),
         ("s: sequence, l = 2; q, at = 1; b, at = 1.2; endsequence;", "a.madx:2: b begins 0.15 m ahead of the end of q"),
         ("s: sequence, l = 2; b, at = 1.9; endsequence;", "ends 0.15 m behind the end of the sequence s"),
@@ -179,7 +183,8 @@ BAD = {  # file, words of the message
         ("U: LINE=(D, E)", "a.lte:2: 'E' is neither an element nor a line"), ("U: LINE=(D", "a.lte:2: the statement 'U:LINE=(D' breaks off"), ("U: LINE=(D,-V)\nV: LINE=(2*U)", "the line V contains itself"),
         ("U: LINE=(9999999*D)", "more than 100000 members"), ("C: FOO, L=1\nU: LINE=(C)", "a.lte:2: 'FOO' is neither a type"), ("C: CSR, L=1\nU: LINE=(C)", "several types: csrdrift, csrcsbend"),
         ("H: KQUAD, L=.1, BORE=1, B=1\nU: LINE=(H)", "a.lte:2: H is told by its field (BORE, B), which needs --momentum"), ("#INCLUDE: b.lte", "a.lte:2: the included file 'b.lte' is not there"),
-        ("#INCLUDE: a.lte", "include each other in a ring"), ("Q: QUAD, L=-1\nU: LINE=(Q)", "a.lte:2: Q (QUAD): Quadrupole: length must be above 0"), ("U: LINE=(0*D)", "a.lte: the line holds nothing"),
+        ("Q: KQUAD, L=.2, K=1.2\nU: LINE=(Q)", "a.lte:2: KQUAD 'Q' has no attribute 'k': did you mean 'k1'?"), ("", "a.lte: the file defines no line"),
+        ("#INCLUDE: a.lte", "include each other in a ring"), ("Q: QUAD, L=-1\nU: LINE=(Q)", "a.lte:2: Q (QUAD): length must be above 0"), ("U: LINE=(0*D)", "a.lte: the line holds nothing"),
         ("R: RFCA, L=1, VOLT=1e6\nB: CSBEND, L=1, ANGLE=.1, &\nK1=1\nM: MALIGN, DX=1\nU: LINE=(R, 2*B, M, D)",
          "a.lte:2: R (RFCA): a cavity (volt = 1e+06)\na.lte:3: B (CSBEND): a combined-function bend (k1 = 1)\na.lte:5: M (MALIGN): no element of this kind\n--replace"),
     ],
@@ -199,10 +204,10 @@ def test_bad_files_are_told_by_file_line_and_word_and_nothing_is_written(tmp_pat
 def test_what_is_left_out_is_told(tmp_path, capsys):
     lattice = converted(tmp_path, "a.madx", BEGIN[".madx"] + """c: rfcavity, l = .3, volt = 2;
         f: b, fint = .5, hgap = .01; w: marker; v: marker; s: sextupole, l = .1, k2 := k2s1; t: quadrupole, l = .1, k1s = 2;
-        thin: multipole, knl = {0, .3}; q, kmax = 2; u: line = (d, c, f, w, v, s, t, 2*q, d, thin, w); twiss; """, "--replace-by-drift", "RFcavity")
+        thin: multipole, knl = {0, .3}; q, kmax = 2, foo = 3; u: line = (d, c, f, w, v, s, t, 2*q, d, thin, w); twiss; """, "--replace-by-drift", "RFcavity")
     told = capsys.readouterr().err
     for words in ("a.madx:2: c (rfcavity) is replaced by a drift of 0.3 m: a cavity", "a.madx:3: f (sbend): edges are hard", "v (marker) stands on the same place as w",
-                  "'k2s1' was never given a value and counts as 0", "passed over: twiss (line 4)", "passed over: quadrupole kmax"):
+                  "'k2s1' was never given a value and counts as 0", "passed over: twiss (line 4)", "passed over: quadrupole kmax", "a.madx:1: warning: quadrupole 'q' has no attribute 'foo' that is known here: it is passed over\n"):
         assert words in told
     assert list(lattice.markers) == ["f_in", "w", "s_in", "s_out", "t_in", "t_out", "q_in", "q_out", "q.2_in", "q.2_out", "thin"]
     assert lattice.s_of("thin") == lattice.length == pytest.approx(3.4, abs=1e-12)

@@ -15,6 +15,7 @@ from ..definition import Definition
 from ..lines import Line, expanded
 from ..pieces import Choice, Piece, lattice_of
 from ..source import LatticeFault, opened
+from .attributes import PASSED_OVER
 from .rpn import Calculator
 from .text import statement, statements
 
@@ -128,9 +129,11 @@ class ElegantFile:
         :raises ValueError: there is none, or none of that name.
         """
         wanted = name or self.used
+        if not self.lines:
+            raise ValueError("the file defines no line")
         line = self.lines.get(wanted) or self.lines.get(wanted.upper())
         if line is None:
-            raise ValueError(f"no line {wanted!r}; there {'are ' + ', '.join(self.lines) if self.lines else 'is none'}")
+            raise ValueError(f"no line {wanted!r}; there are {', '.join(self.lines)}")
         for member, reverse, place in expanded(line, self.lines.get):
             if member not in self.elements:
                 raise LatticeFault(place, f"{member!r} is neither an element nor a line")
@@ -152,16 +155,11 @@ class ElegantFile:
                 return _face(kind, name, number)
             return self._gradient(definition, number) if name == "k1" and kind in ("quad", "kquad") and number("bore") else number(name)
 
-        numbers = to.Numbers(settled, given=definition.given - _ELSEWHERE)
+        numbers = to.Numbers(settled, given=definition.given - _ELSEWHERE, others=PASSED_OVER)
         bend, rectangular = TYPES[kind] in (_bend, _RECTANGULAR), kind == "rben"
         if off := [f"edge{k}effects" for k in "12" if bend and not number(f"edge{k}effects") and (rectangular or number(f"e{k}"))]:
             numbers.remarks.append(f"an edge without effect is taken as a face square to the orbit ({' and '.join(off)} off)")
-        try:
-            return to.built(definition.name, kind.upper(), definition.place, TYPES[kind], numbers)
-        except ValueError as error:
-            if isinstance(error, LatticeFault):
-                raise
-            raise LatticeFault(definition.place, f"{definition.name} ({kind.upper()}): {error}") from None
+        return to.built(definition, kind.upper(), TYPES[kind], numbers)
 
     def _gradient(self, definition: Definition, number: Callable[[str], float]) -> float:
         """k1 [1/m^2] from the field at the pole tip."""

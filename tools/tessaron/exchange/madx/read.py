@@ -19,6 +19,7 @@ from ..definition import Definition
 from ..lines import Item, Line, expanded
 from ..pieces import Choice, Piece, lattice_of, tell
 from ..source import LatticeFault, Statement, opened
+from .attributes import PASSED_OVER
 from .sequence import Entry, Sequence, placed
 from .text import Given, statement, statements
 from .values import CONSTANTS, Names
@@ -145,14 +146,20 @@ class MadxFile:
         return self.names.value(*self._beam["particle"]).text.lower()
 
     def _only(self) -> str:
-        inner = {entry.definition.type for sequence in self.sequences.values() for entry in sequence.entries}
-        for line in self.lines.values():
-            inner |= _members(line.items)
-        free = [name for name in (*self.sequences, *self.lines) if name not in inner]
-        if len(free) != 1:
+        """The one that no other one holds; where all are held, one that holds itself, which its layout will refuse."""
+        members = {name: {entry.definition.type for entry in sequence.entries} for name, sequence in self.sequences.items()}
+        members |= {name: _members(line.items) for name, line in self.lines.items()}
+        if not members:
+            raise ValueError("the file defines no line and no sequence")
+        inner = set().union(*members.values())
+        free = [name for name in members if name not in inner]
+        if len(free) > 1:
             raise ValueError(f"the file has {len(free)} lines and sequences that no other one holds ({', '.join(free[:20])}) and no `use`; "
                              "--line NAME chooses one")
-        return free[0]
+        name = free[0] if free else next(iter(members))
+        for _ in () if free else members:  # from holder to holder, until round a ring
+            name = next(other for other in members if name in members[other])
+        return name
 
     def _carry_out(self, words: str, head: str, mark: str, place: Place) -> None:
         command = mark in ("", "(", "{")
@@ -293,12 +300,7 @@ class MadxFile:
 
         kind = definition.type
         builder = to.rectangular_bend(chord=self.rbarc) if kind == "rbend" else TYPES[kind]
-        try:
-            return to.built(definition.name, kind, definition.place, builder, to.Numbers(number, array, definition.given - _ELSEWHERE))
-        except ValueError as error:
-            if isinstance(error, LatticeFault):
-                raise
-            raise LatticeFault(definition.place, f"{definition.name} ({kind}): {error}") from None
+        return to.built(definition, kind, builder, to.Numbers(number, array, definition.given - _ELSEWHERE, PASSED_OVER))
 
 
 def lattice_of_madx(path: Path, choice: Choice = Choice()) -> tuple[Lattice, float | None]:
