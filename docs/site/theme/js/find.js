@@ -1,5 +1,6 @@
 // The search page: filters the entries of search-index.js while one types. Sections and table rows that have all words come
-// first, keys and messages ahead of mere mentions; if none has them all (a message with its numbers, say), those with most.
+// first, keys and messages ahead of mere mentions, the history of changes last; if none has them all (a message with its
+// numbers, say), those with most.
 const query = document.getElementById("query");
 const most = 60;
 
@@ -7,7 +8,7 @@ function score(entry, words, whole) {
   const key = entry.key.toLowerCase(), heading = entry.heading.toLowerCase();
   const all = [key, heading, entry.page.toLowerCase(), entry.text.toLowerCase()].join(" ");
   const hits = words.filter(word => all.includes(word)).length;
-  if (!hits) return 0;
+  if (!hits || entry.url.startsWith("CHANGELOG")) return 10 * hits;
   const names = key.split(/[\s,]+/);
   const place = key === whole ? 6 : names.includes(whole) ? 5 : key.includes(whole) ? 4 : heading === whole ? 4
     : heading.includes(whole) ? 3 : words.some(word => key.includes(word)) ? 2 : 1;
