@@ -32,7 +32,7 @@ MISTAKES = [
     (UP_TO_ARRAY, SLANTED, 5, ERROR, "never meets the boundary out at s = 2.57 m: it has a radius of 0.952381 m here"),
     ("name = bunch.dat", "name = bunch.txt", 5, ERROR, "does not exist"),
     ("fmt1", "fmt3", 5, ERROR, "must be one of fmt1, fmt2, umbra"),
-    ("fmt1 array", "umbra array", 1, ERROR, "no whole records of 10"),
+    ("fmt1 array", "umbra array", 1, ERROR, "cannot be whole records of 10"),
     ("projected", "csr", 6, ERROR, "must be one of none"),
     ("type = projected", "", 6, ERROR, "forces needs type"),
     ("relative_long", "relativ_long", 6, ERROR, "no key 'relativ_long'; did you mean relative_long?"),

@@ -45,6 +45,7 @@ def test_check_tells_its_verdict_as_status(tmp_path):
     (tmp_path / "tessar.in").write_text(DECK.replace("fmt1", "fmt9"))
     result = call(tmp_path, "check", "tessar.in", "--json", status=1)
     assert [item["line"] for item in json.loads(result.stdout) if item["severity"] == "error"] == [5]
+    assert call(tmp_path, "check", status=1).stdout.splitlines()[-1].startswith("1 error, ")
 
 
 @pytest.mark.parametrize("arguments, words", [
@@ -55,7 +56,7 @@ def test_check_tells_its_verdict_as_status(tmp_path):
     ("make-bunch b.dat --divergence 1 1", "--divergence has no effect without --size"),
     ("plot force noise.bin", "noise.bin"), ("plot floor noise.bin", "noise.bin"), ("plot steps noise.bin", "noise.bin"),
     ("plot force steps.dat", "steps.dat: no force file"), ("plot floor steps.dat", "steps.dat: no lattice"),
-    ("plot phase steps.dat steps.dat", "phase shows one file"), ("analyse steps.dat", "steps.dat: 8 columns are no bunch format"),
+    ("plot phase steps.dat steps.dat", "phase shows one file"), ("analyse steps.dat", "steps.dat: 8 columns cannot be a bunch format"),
 ])
 def test_failures_are_one_line(tmp_path, monkeypatch, capsys, arguments, words):
     monkeypatch.chdir(tmp_path)

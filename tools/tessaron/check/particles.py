@@ -13,6 +13,7 @@ from ..deck.keys import CAPACITY, PARTICLES
 from ..deck.reader import REAL, DeckFault, DeckReader, Place, Token, integer_of, real_of
 from ..files.bunchfiles import bunch_of_table, numbers_of
 from ..lattice.geometry import orbit_position
+from ..words import counted
 from .state import Beam, CheckState
 
 _REALS = re.compile(rf"(?:{REAL}(?: {REAL})*)?")
@@ -56,7 +57,7 @@ def _array(state: CheckState, reader: DeckReader, key: Token, values: dict[str, 
         return
     count = len(records) // width
     if len(records) % width:
-        state.error(first, f"the {fmt} array holds {len(words)} numbers, which are no whole records of {width}"
+        state.error(first, f"the {fmt} array holds {counted(len(words), 'number')}, which cannot be whole records of {width}"
                     + (" behind a header of 7" if header else ""))
         return
     if count > CAPACITY["maxprt"]:

@@ -34,6 +34,7 @@ def run(options: Namespace) -> int:
     from ..lattice.sections import straight_lattice
     from ..pictures.tables import budget_table, text_table
     from ..run.folder import RunFolder
+    from ..words import counted
     from .common import status_of
 
     folder = RunFolder(options.folder)
@@ -42,7 +43,7 @@ def run(options: Namespace) -> int:
     boundaries = folder.orbit.boundaries
     if options.straight:
         Path(options.straight).write_text(straight_lattice(boundaries))
-        print(f"{options.straight}: {len(boundaries)} boundaries, {boundaries[-1].s:.6g} m")
+        print(f"{options.straight}: {counted(len(boundaries), 'boundary')}, {boundaries[-1].s:.6g} m")
         return 0
     stations = read_stations(folder)
     rows = energy_budget(stations, boundaries)

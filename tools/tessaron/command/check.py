@@ -23,6 +23,7 @@ def run(options: Namespace) -> int:
     from ..check.walk import walk_deck
     from ..deck.keys import FORCE_TYPES
     from ..study.cost import LONG, cost_of, time_in_words
+    from ..words import counted
 
     deck = Path(options.deck)
     state = walk_deck(deck)
@@ -38,5 +39,5 @@ def run(options: Namespace) -> int:
         table = [{"file": f.place.file, "line": f.place.line, "severity": f.severity, "text": f.text} for f in findings]
         print(json.dumps({"findings": table, "cost": cost and cost.numbers()} if options.cost else table, indent=1))
     else:
-        print(*findings, f"{errors} errors, {len(findings) - errors} warnings", *([] if cost is None else [cost]), sep="\n")
+        print(*findings, f"{counted(errors, 'error')}, {counted(len(findings) - errors, 'warning')}", *([] if cost is None else [cost]), sep="\n")
     return 1 if errors else 0

@@ -4,6 +4,7 @@ from __future__ import annotations
 from pathlib import Path
 
 from ..lattice.lattice import Lattice
+from ..words import counted
 from .pieces import Choice
 
 SUFFIXES = {".madx": "madx", ".mad": "madx", ".seq": "madx", ".lte": "elegant", ".csv": "survey"}  #: others are decks
@@ -47,7 +48,7 @@ def save(path: str | Path, lattice: Lattice, source: str, momentum: float | None
     text = _text(path, fmt, lattice, source, momentum)
     path.write_text(text)
     turned = round(sum(getattr(element, "angle", 0.0) for element in lattice), 12) + 0.0  # no -0
-    return (f"{path}: {'lattice block' if fmt == 'deck' else fmt}, {len(lattice.boundaries())} boundaries, {lattice.length:.9g} m, "
+    return (f"{path}: {'lattice block' if fmt == 'deck' else fmt}, {counted(len(lattice.boundaries()), 'boundary')}, {lattice.length:.9g} m, "
             f"turns by {turned:.6g} rad" + (f", {momentum * 1e-6:.6g} MeV/c" if momentum else ""))
 
 

@@ -5,6 +5,7 @@ from dataclasses import dataclass
 from typing import Callable, Iterator, Mapping, Union
 
 from ..deck.reader import Place
+from ..words import counted
 from .source import LatticeFault
 
 DEEPEST, LONGEST = 50, 100_000  #: lines within lines; steps of an expansion
@@ -86,6 +87,6 @@ class _Expansion:
             yield item.what, reverse, line.place_of(item)
             return
         if len(found.formals) != len(item.arguments):
-            raise LatticeFault(line.place_of(item), f"the line {item.what} has {len(found.formals)} arguments, not {len(item.arguments)}")
+            raise LatticeFault(line.place_of(item), f"the line {item.what} has {counted(len(found.formals), 'argument')}, not {len(item.arguments)}")
         yield from self.line(found, reverse, {formal.lower(): (line, argument, bound)
                                               for formal, argument in zip(found.formals, item.arguments)})

@@ -17,6 +17,7 @@ import numpy as np
 from ..beam.bunch import Bunch
 from ..constants import SPEED_OF_LIGHT
 from ..deck.reader import plain_real
+from ..words import counted
 
 COLUMNS = ("x", "y", "z", "px", "py", "pz", "clock", "charge", "species", "status")
 ELECTRON, NORMAL = 1, 5
@@ -42,7 +43,7 @@ def read_astra(path: str | Path) -> tuple[Bunch, str]:
         if wrong.any():
             _refuse(path, table, int(np.argmax(wrong)), what)
     if lost.all():
-        raise ValueError(f"{path}: all {len(table)} particles are lost")
+        raise ValueError(f"{path}: all of {counted(len(table), 'particle')} lost")
     rows = table[:, :6].T
     origin = rows[:, 0].copy()
     rows[:, 0] -= np.where(np.isin(range(6), _RELATIVE), origin, 0.0)  # as in the lines below
@@ -111,7 +112,7 @@ def _record(path: str | Path, number: int, line: str) -> list[float]:
         ends = np.cumsum([0] + [real] * 8 + [integer] * 2)
         words = [line[a:b].strip() for a, b in zip(ends[:-1], ends[1:])]
     if len(words) != len(COLUMNS):
-        raise ValueError(f"{path}:{number}: {len(words)} words; a particle has {len(COLUMNS)}: {', '.join(COLUMNS)}")
+        raise ValueError(f"{path}:{number}: {counted(len(words), 'word')}; a particle has {len(COLUMNS)}: {', '.join(COLUMNS)}")
     values = []
     for name, word in zip(COLUMNS, words):
         try:

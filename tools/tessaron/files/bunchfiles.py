@@ -16,6 +16,7 @@ import numpy as np
 from ..beam.bunch import Bunch, frame_along, from_absolute
 from ..constants import REST_ENERGY, SPEED_OF_LIGHT
 from ..deck.reader import plain_real
+from ..words import counted
 from .astra import looks_like_astra
 from .fixed import fixed_numbers
 
@@ -81,7 +82,7 @@ def guess_format(path: str | Path) -> str:
     try:
         return "astra" if looks_like_astra(first) else {6: "fmt0", 7: "fmt1", 10: "umbra", 12: "fmt3"}[columns]
     except KeyError:
-        raise ValueError(f"{path}: {columns} columns are no bunch format") from None
+        raise ValueError(f"{path}: {counted(columns, 'column')} cannot be a bunch format") from None
 
 
 def read_bunch(path: str | Path, fmt: str | None = None, charge: float = 0.0) -> Bunch:
@@ -140,7 +141,7 @@ def read_fmt3(path: str | Path) -> tuple[np.ndarray, np.ndarray]:
 
 def _table(words: np.ndarray | list[str], columns: int) -> np.ndarray:
     if not len(words) or len(words) % columns:
-        raise ValueError(f"{len(words)} numbers are no whole records of {columns}")
+        raise ValueError(f"{counted(len(words), 'number')} cannot be whole records of {columns}")
     return numbers_of(words).reshape(-1, columns)
 
 

@@ -8,6 +8,7 @@ import numpy as np
 
 from ..beam.bunch import Bunch
 from ..deck.keys import CAPACITY
+from ..words import counted
 from .astra import read_astra, write_astra
 from .bunchfiles import WRITABLE, guess_format, read_bunch, write_bunch
 from .csvfiles import read_csv, write_csv
@@ -113,7 +114,7 @@ def save(path: str | Path, bunch: Bunch, fmt: str | None = None, version: str | 
         write_astra(path, bunch)
     else:
         write_bunch(path, bunch, fmt)
-    return (f"{path}: {fmt}, {len(bunch)} particles, {bunch.charge.sum() * 1e9:.6g} nC, particle 1 with {bunch.momentum[0] * 1e-6:.6g} MeV/c, "
+    return (f"{path}: {fmt}, {counted(len(bunch), 'particle')}, {bunch.charge.sum() * 1e9:.6g} nC, particle 1 with {bunch.momentum[0] * 1e-6:.6g} MeV/c, "
             f"c*t = {bunch.ct:.6g} m{told}")
 
 

@@ -19,6 +19,7 @@ from .. import __version__
 from ..beam.bunch import Bunch
 from ..beam.makers import at_latest_time
 from ..constants import SI_ELEMENTARY_CHARGE, SPEED_OF_LIGHT
+from ..words import counted
 
 EV_PER_C = SI_ELEMENTARY_CHARGE / SPEED_OF_LIGHT  # kg m/s
 VERSIONS = ("2.0.0", "1.1.0")
@@ -220,5 +221,5 @@ def _component(species: h5py.Group, record: str, n: int, unit: float, axis: str 
     scale = float(node.attrs.get("unitSI", unit)) / unit
     values = np.full(n, node.attrs["value"], dtype=float) if "value" in node.attrs else np.asarray(node, dtype=float)
     if values.shape != (n,):
-        raise ValueError(f"{name} has {values.shape} values for {n} particles")
+        raise ValueError(f"{name} has {values.shape} values for {counted(n, 'particle')}")
     return values if scale == 1.0 else values * scale

@@ -8,6 +8,7 @@ import numpy as np
 
 from ..constants import REST_ENERGY
 from ..lattice.geometry import Boundary
+from ..words import counted
 from .bunchfiles import numbers_in, numbers_of
 
 
@@ -132,7 +133,7 @@ def read_green(path: str | Path) -> GreenFile:
 def _table(path: str | Path, columns: int) -> np.ndarray:
     words = numbers_in(path)
     if not len(words) or len(words) % columns:
-        raise ValueError(f"{path}: {len(words)} numbers are no whole lines of {columns}")
+        raise ValueError(f"{path}: {counted(len(words), 'number')} cannot be whole lines of {columns}")
     try:
         return numbers_of(words).reshape(-1, columns)
     except ValueError as error:

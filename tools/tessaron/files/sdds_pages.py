@@ -9,6 +9,7 @@ from typing import Iterable, Sequence
 
 import numpy as np
 
+from ..words import counted
 from .sdds_header import NUMBERS, Definition, Header, SddsFile, read_header, unquoted
 
 KINDS = ("binary", "ascii", "big-endian")  #: of the files written; binary is little-endian
@@ -155,7 +156,7 @@ def _row_lines(file: SddsFile, header: Header, rows: int | None) -> tuple[list[i
         if text is None:
             if rows is None:
                 break
-            file.refuse(f"the row count is {rows}, but the file ends behind {len(texts)} lines of rows")
+            file.refuse(f"the row count is {rows}, but the file ends behind {counted(len(texts), 'line')} of rows")
         if text.startswith("!"):
             continue
         if not text.strip():
@@ -174,10 +175,11 @@ def _set_columns(file: SddsFile, header: Header, page: Page, wanted: Sequence[st
     if header.lines_per_row == 1:
         for number, words in zip(numbers, lines):
             if len(words) != width:
-                file.refuse(f"{len(words)} words in a row of {width} columns: {' '.join(words)[:60]}", number)
+                file.refuse(f"{counted(len(words), 'word')} in a row of {counted(width, 'column')}: {' '.join(words)[:60]}", number)
     words = list(chain.from_iterable(lines))
     if len(words) % width or rows is not None and len(words) != rows * width:
-        file.refuse(f"{len(words)} words are no " + (f"{rows} " if rows is not None else "") + f"rows of {width} columns")
+        wanted = "rows" if rows is None else counted(rows, "row")
+        file.refuse(f"{counted(len(words), 'word')} cannot be {wanted} of {counted(width, 'column')}")
     for k, column in enumerate(header.columns):
         if column.name in wanted and column.type in NUMBERS:
             try:
@@ -207,7 +209,7 @@ def _binary_page(file: SddsFile, header: Header, page: Page, wanted: Sequence[st
     if rows == _LONG_COUNT:
         rows = _integer(file, order, "the row count", "i8")
     if rows < 0 or rows * _least_bytes(header) > file.left:
-        file.refuse_byte(f"the row count {rows} does not fit the {file.left} bytes behind it; the file is cut, or its byte order another one", start)
+        file.refuse_byte(f"the row count {rows} does not fit the {counted(file.left, 'byte')} behind it; the file is cut, or its byte order another one", start)
     for parameter in header.parameters:
         if parameter.fixed is None:
             page.parameters[parameter.name] = _binary_value(file, parameter, order)
@@ -252,7 +254,7 @@ def _skip(file: SddsFile, definition: Definition, count: int, order: str) -> Non
         file.take(count * np.dtype(NUMBERS[definition.type]).itemsize, definition.name)
         return
     if 4 * count > file.left:
-        file.refuse_byte(f"{count} texts of {definition.name} do not fit the {file.left} bytes that are left")
+        file.refuse_byte(f"{counted(count, 'text')} of {definition.name} would not fit the {counted(file.left, 'byte')} left")
     for _ in range(count):
         file.take(_integer(file, order, f"the length of {definition.name}"), f"a text of {definition.name}")
 
@@ -280,7 +282,7 @@ def _by_rows(file: SddsFile, header: Header, page: Page, wanted: Sequence[str], 
             pieces[-1].append(column)
     kinds = [_row_type(piece, header.order) for piece in pieces]
     if len(pieces) == 1:
-        found = [file.take(rows * kinds[0].itemsize, f"{rows} rows")]
+        found = [file.take(rows * kinds[0].itemsize, counted(rows, "row"))]
     else:
         found = [bytearray() for _ in pieces]
         for _ in range(rows):

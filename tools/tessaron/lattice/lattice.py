@@ -8,6 +8,7 @@ from typing import TYPE_CHECKING, Iterable, Iterator, Sequence
 
 import numpy as np
 
+from ..words import counted
 from . import layout
 from .elements import Drift, Element, length_of
 from .geometry import Boundary, design_orbit
@@ -183,7 +184,7 @@ class Lattice:
     def _repr_html_(self) -> str:
         rows = "".join(f"<tr><td>{start:.6g}</td><td>{end:.6g}</td><td>{element!r}</td></tr>"
                        for start, end, element in self.placed() if not isinstance(element, Drift))
-        return f"<table><tr><th>s / m</th><th>to / m</th><th>{len(self)} elements, {self.length:.6g} m</th></tr>{rows}</table>"
+        return f"<table><tr><th>s / m</th><th>to / m</th><th>{counted(len(self), 'element')}, {self.length:.6g} m</th></tr>{rows}</table>"
 
     @cached_property
     def _blocks(self) -> list[layout.Block]:

@@ -9,6 +9,7 @@ from ..files import outputs
 from ..pictures import along, plots, tables
 from ..run.folder import RunFolder
 from ..run.process import DECK
+from ..words import counted
 from . import headline
 from .album import Album
 from .looks import Look, Told, look_at
@@ -153,7 +154,7 @@ def _lattice(content: Page, album: Album, run: RunFolder, looks: list[Look]) -> 
     boundaries = outputs.read_latout(latout) if latout.is_file() else run.orbit.boundaries
     bends = sum(bool(b.r) for b in boundaries)
     album.add("Lattice from above with the design orbit", lambda: plots.floor_plan(boundaries),
-              f"{len(boundaries)} boundaries, {bends} bends, {boundaries[-1].s:.5g} m of orbit" if boundaries else "")
+              f"{counted(len(boundaries), 'boundary')}, {counted(bends, 'bend')}, {boundaries[-1].s:.5g} m of orbit" if boundaries else "")
     found = album.attempt("Optics", lambda: along.optics_of_run(run, looks[0].summary if looks else None))
     if found is not None:
         content.table("Optics without self force, from rays that the program tracks", *tables.optics_table(found, run.orbit.boundaries))

@@ -15,6 +15,7 @@ from ..files import bunchfiles
 from ..files.ending import CONSOLE, ERRORS, Ending, ending_of, read_ending
 from ..files.runlog import RunLog, read_log
 from ..lattice.geometry import Boundary
+from ..words import counted
 from .orbit import LATOUT, Orbit, on_orbit, orbit_beside
 from .process import DECK
 
@@ -125,7 +126,7 @@ class RunFolder:
         found = []
         trackers = len(self.log.integrated_errors) if self.log is not None else self.state.trackers
         if trackers < self.state.trackers:
-            found.append(f"{trackers} of {self.state.trackers} trackers reached their end")
+            found.append(f"{trackers} of {counted(self.state.trackers, 'tracker')} reached the end")
         monitors = {monitor.name: monitor for monitor in self.state.monitors}
         for output in dict.fromkeys(self.state.outputs):
             if output.kind != "green":

@@ -110,7 +110,7 @@ REFUSED = [  # content, words of the message
     ((ASTRA + "\n0 0 0 0 0 0 0 -1e-3 1 -1\n").encode(), "b:3: status -1: the bunch is still at the cathode"),
     ((ASTRA * 2 + "0 0 0 0 0 0 0 1e-3 3 5\n").encode(), "b:3: species 3; the program tracks electrons"),
     ((ASTRA * 2 + "0 0 0 0 0 0 0 1e-3 1 5.5\n").encode(), "b:3: status 5.5"),
-    (ASTRA.replace(" 5\n", " -7\n").encode() * 2, "all 2 particles are lost"),
+    (ASTRA.replace(" 5\n", " -7\n").encode() * 2, "all of 2 particles lost"),
 ]
 
 

@@ -72,7 +72,7 @@ def test_tables(tmp_path):
     grid = outputs.read_grid(path)
     assert list(grid.position) == [-1, 0, 1] and list(grid.value) == [5, 6, 7]
     path.write_text("1 2 3\n")
-    with pytest.raises(ValueError, match="no whole lines of 8"):
+    with pytest.raises(ValueError, match="cannot be whole lines of 8"):
         outputs.read_steps(path)
 
 
