@@ -52,7 +52,7 @@ if(Python3_FOUND)
     OUTPUT ${pages}/tessaron.1.gz ${pages}/tessaron-tools.1.gz ${pages}/completion ${pages}/changelog.gz
     COMMAND ${Python3_EXECUTABLE} ${CMAKE_SOURCE_DIR}/packaging/pages.py $<TARGET_FILE:tessaron> ${pages}
             "${TESSARON_CONTACT}"
-    DEPENDS tessaron packaging/pages.py ${commands}
+    DEPENDS tessaron packaging/pages.py CHANGELOG.md ${commands}
     COMMENT "Making man pages and completion" VERBATIM)
   add_custom_target(pages ALL DEPENDS ${pages}/tessaron.1.gz)
   install(FILES ${pages}/tessaron.1.gz ${pages}/tessaron-tools.1.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)

@@ -11,11 +11,12 @@ import os
 import re
 import subprocess
 import sys
-import time
+from datetime import datetime, timezone
 from pathlib import Path
 
 sys.dont_write_bytecode = True
-sys.path.insert(0, str(Path(__file__).resolve().parent.parent / "tools"))
+SOURCES = Path(__file__).resolve().parent.parent
+sys.path.insert(0, str(SOURCES / "tools"))
 
 import tessaron  # noqa: E402
 from tessaron.command.cli import build_parser  # noqa: E402
@@ -35,8 +36,16 @@ def item(term: str, text: str) -> str:
     return f".TP\n\\fB{plain(term)}\\fR\n{plain(text) or chr(92) + '&'}\n"
 
 
+def dated() -> datetime:
+    """The time that all pages bear: SOURCE_DATE_EPOCH, where it is set, else the day of the last release in CHANGELOG.md."""
+    if "SOURCE_DATE_EPOCH" in os.environ:
+        return datetime.fromtimestamp(float(os.environ["SOURCE_DATE_EPOCH"]), timezone.utc)
+    day = re.search(r"^## \S+ \((\d{4}-\d\d-\d\d)\)$", (SOURCES / "CHANGELOG.md").read_text(), re.M)[1]
+    return datetime.fromisoformat(day + "T12:00+00:00")
+
+
 def head(name: str, what: str) -> str:
-    return f'.TH {name.upper()} 1 "" "tessaron {tessaron.__version__}" "User Commands"\n.SH NAME\n{name} \\- {plain(what)}\n'
+    return f'.TH {name.upper()} 1 "{dated().date()}" "tessaron {tessaron.__version__}" "User Commands"\n.SH NAME\n{name} \\- {plain(what)}\n'
 
 
 def program_page(text: str) -> str:
@@ -75,8 +84,8 @@ def tools_page(parser: argparse.ArgumentParser) -> str:
 
 
 def changelog(contact: str) -> str:
-    """Debian's changelog, which points to the one for people. The date is that of SOURCE_DATE_EPOCH, where it is set."""
-    date = email.utils.formatdate(float(os.environ.get("SOURCE_DATE_EPOCH", time.time())), localtime=True)
+    """Debian's changelog, which points to the one for people."""
+    date = email.utils.format_datetime(dated())
     return (f"tessaron ({tessaron.__version__}) unstable; urgency=medium\n\n  * What changed for users stands in CHANGELOG.md.\n\n"
             f" -- {contact}  {date}\n")
 

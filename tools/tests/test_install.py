@@ -82,5 +82,5 @@ def test_another_prefix_has_everything_in_its_place(build, tmp_path):
     assert tools == program.replace("tessaron", "tessaron-tools") and usage.startswith("usage: tessaron-tools check")
     for name, words in (("tessaron", ["tessar.in", r"\-\-version"]), ("tessaron-tools", [r"\-\-bash\-completion", r"\-\-beam\-axis"])):
         page = shell(f"zcat {name}.1.gz", tmp_path / "share/man/man1", clean_environment()).stdout
-        assert all(word in page for word in words)
+        assert all(word in page for word in words) and re.match(rf'\.TH {name.upper()} 1 "20\d\d-\d\d-\d\d"', page)
     assert (tmp_path / "share/doc/tessaron/docs/pictures/phase.png").exists() and not list(tmp_path.rglob("test_*.py"))
