@@ -2,7 +2,7 @@
 from __future__ import annotations
 
 from difflib import SequenceMatcher
-from typing import Iterable, Sequence
+from functools import lru_cache
 
 CLOSE = 0.65  #: likeness of two words, of 1, from which one may be a slip of the other
 #: Attributes by which an element bends, focuses, or stands where it does.
@@ -10,7 +10,8 @@ DECISIVE = frozenset("l angle tilt e1 e2 k1 k1s k2 k2s k3 k3s knl ksl kick hkick
 _LENGTH, _STRENGTH = {"length", "len", "lenght"}, {"k", "kl", "g", "grad", "gradient", "strength", "theta"}
 
 
-def meant(word: str, own: Sequence[str], others: Iterable[str]) -> str | None:
+@lru_cache(maxsize=1000)
+def meant(word: str, own: tuple[str, ...], others: frozenset[str]) -> str | None:
     """The attribute of which a word may be a slip; None if it is like none.
 
     :param own: attributes that an element of the class is made from, its strength ahead of the others.

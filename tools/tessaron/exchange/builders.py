@@ -33,7 +33,7 @@ class Numbers:
     """The attributes of an element by their names in small letters, and the remarks that were made on it."""
 
     def __init__(self, number: Callable[[str], float], array: Callable[[str], list[float]] = lambda name: [],
-                 given: AbstractSet[str] = frozenset(), others: AbstractSet[str] = frozenset()) -> None:
+                 given: AbstractSet[str] = frozenset(), others: frozenset[str] = frozenset()) -> None:
         """:param given: names of the attributes whose passing over is to be told.
         :param others: attributes of the language that mean nothing here."""
         self._number, self._array, self.unread, self.others = number, array, set(given), others
