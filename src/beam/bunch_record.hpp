@@ -23,7 +23,8 @@ using FlagTable = Table<bool, maxprt>;
 
 /// The bunch. Particle 1 is the reference particle. All start values are zero; the tables lie apart, which
 /// keeps them out of the program file. Owner: particle input; the step loop advances `particle`, `section`
-/// and `ctptcl`, the preparation of a run fills `section` and `sections_valid`.
+/// and `ctptcl`, the preparation of a run fills `section` and `sections_valid`. On a worker the group
+/// transfer of the driver and `pgbunch` fill it.
 struct ParticleRecord {
   std::int32_t npart = 0;
   TableSlot<ParticleTable> particle;
@@ -41,7 +42,7 @@ struct ParticleRecord {
 extern const ParticleRecord& ptlcom;
 
 /// What moves with time: the places and sections of the particles, and the bunch time. The preparation of a
-/// run, the step and a worker's evaluation write it; nobody else asks for it.
+/// run and the step write it; nobody else asks for it.
 struct MovingBunch {
   TableSlot<ParticleTable>& particle;
   TableSlot<SectionTable>& section;

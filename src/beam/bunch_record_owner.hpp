@@ -3,7 +3,7 @@
 
 namespace tessaron {
 
-/// The bunch as its writers see it: particle input, preparation of a run, step loop, process group.
+/// The bunch as its writers see it: the folder beam, and the driver's group transfer.
 extern ParticleRecord ptlcom_store;
 
 }  // namespace tessaron

@@ -9,8 +9,8 @@
 namespace tessaron {
 
 /// The process group that shares the work of the force models. One source file implements it for one process,
-/// where all of it does nothing; another one over MPI takes its place. Calls on "both sides" are collective:
-/// every process reaches them in the same order.
+/// where all of it does nothing; another one over MPI takes its place. Calls on "both sides", the master
+/// and the workers, are collective: every process reaches them in the same order.
 
 /// Who this process is. Owner: `pgstart`, before the main operation; it never changes afterwards.
 struct ProcessIdentity {
@@ -39,11 +39,11 @@ void pgbytes(void* data, std::size_t size);
 void pgsend(const void* data, std::size_t size);
 /// Both sides: rows of reals pass from the master to all. `capacity` is the room in rows.
 void pgrows(double* array, int row_length, int rows, int capacity);
-/// On all: rows of reals are summed element by element over the group; the sum arrives on the master.
+/// Both sides: rows of reals are summed element by element over the group; the sum arrives on the master.
 void pgsum(double* array, int row_length, int rows);
-/// On all: flags are merged by a logical or on the master.
+/// Both sides: flags are merged by a logical or on the master.
 void pgorf(bool* flags, int count);
-/// On all: flags pass from the master to all.
+/// Both sides: flags pass from the master to all.
 void pgflg(bool* flags, int count, int capacity);
 
 /// Work items are numbered from 1 and shared round-robin over the group.

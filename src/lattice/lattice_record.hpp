@@ -40,7 +40,8 @@ struct Curvature {
 
 /// The lattice of the run. Section i is the stretch of orbit before boundary i; 1 lies before the first
 /// boundary, nlat + 1 behind the last.
-/// Owner: the lattice reader.
+/// Owner: the lattice reader; the preparation of a run adds arcs, times and `latready` by the operations
+/// below.
 struct LatticeRecord {
   std::int32_t nlat = 0;
   std::int32_t ipool_used = 0;

@@ -3,7 +3,7 @@
 
 namespace tessaron {
 
-/// The lattice as its writers see it: lattice reader, preparation of a run, process group.
+/// The lattice as its writers see it: the folder lattice, and the driver's group transfer.
 extern LatticeRecord latcom_store;
 
 }  // namespace tessaron

@@ -3,7 +3,7 @@
 
 namespace tessaron {
 
-/// The online monitors as their writers see them: block reader, preparation of a run, hooks.
+/// The online monitors as their writers see them: block reader, `monchk`, hooks.
 extern MonitorTable montab_store;
 
 }  // namespace tessaron

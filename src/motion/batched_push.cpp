@@ -1,6 +1,5 @@
 #include "motion/batched_push.hpp"
 
-#include <algorithm>
 #include <cmath>
 
 #include "common/cores/lane_angles.hpp"

@@ -3,7 +3,7 @@
 
 namespace tessaron {
 
-/// The tracking record as its writers see it: the tracker commands.
+/// The tracking record as its writers see it: the tracker commands and the step loop.
 extern TrackingRecord trkcom_store;
 
 /// Marks the stored forces of the step loop as empty.

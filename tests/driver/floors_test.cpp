@@ -45,7 +45,7 @@ TEST(Floors, EveryArrowPointsDown) {
       const std::string header = match[1], below = match[2];
       EXPECT_LE(floor_of(below), floor_of(folder)) << entry.path() << " reaches up to " << header;
       if (header.ends_with("_owner.hpp")) {
-        EXPECT_TRUE(below == folder || folder == "driver")
+        EXPECT_TRUE(below == folder || entry.path().filename() == "group_transfer.cpp")
             << entry.path() << " writes the record of " << below;
       }
       ++arrows;
@@ -59,7 +59,8 @@ TEST(Floors, EveryArrowPointsDown) {
 TEST(Floors, TheTableOfShortNamesIsTrue) {
   const fs::path root = TESSARON_SOURCE_DIR;
   std::ifstream page(root / "docs/developer.md");
-  const std::regex row(R"(^\| (`[a-z0-9_`, ]+`) \|.*\| ([a-z0-9_/]+\.hpp) \|$)"), name("`([a-z0-9_]+)`");
+  const std::regex row(R"(^\| (`[A-Za-z0-9_`, ]+`) \|.*\| ([a-z0-9_/]+\.hpp) \|$)"),
+      name("`([A-Za-z0-9_]+)`");
   int names = 0;
   std::smatch match;
   for (std::string line; std::getline(page, line);) {

@@ -1,6 +1,5 @@
 #include "field/integral/quadrature.hpp"
 
-#include <algorithm>
 #include <cmath>
 
 #include "field/integral/integrand.hpp"

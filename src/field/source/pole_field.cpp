@@ -1,6 +1,5 @@
 #include "field/source/pole_field.hpp"
 
-#include <algorithm>
 #include <cmath>
 
 #include "common/console.hpp"

@@ -27,7 +27,8 @@ struct PlaneField {
   double bz;    ///< c times the vertical magnetic field [V/m]
 };
 
-/// What evaluations with a path for each source work on, all zero at start.
+/// What field evaluations work on: room for each thread; observers, pairs and sums of the models that have a
+/// path for each source. All zero at start.
 struct FieldWork {
   static constexpr int most_pairs = 8192;  ///< at a time: 30 ms of work
   ObserverTeam team;

@@ -1,3 +1,5 @@
+#include <cmath>
+
 #include "common/console.hpp"
 #include "forces/fields/field_settings.hpp"
 #include "forces/fields/image_cost.hpp"
@@ -6,8 +8,6 @@
 #include "forces/models.hpp"
 #include "group/process_group.hpp"
 #include "run/line_writer.hpp"
-
-#include <cmath>
 
 namespace tessaron {
 

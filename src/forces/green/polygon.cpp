@@ -1,6 +1,5 @@
 #include "forces/green/polygon.hpp"
 
-#include <algorithm>
 #include <array>
 #include <cmath>
 #include <limits>

@@ -13,8 +13,8 @@ namespace tessaron {
 /// evaluation.
 struct ProjectedWork {
   Table<double, maxprt> offset;  ///< z of the particles [m of c t] from particle 1, positive towards the tail
-  Table<double, maxprt> charge;  ///< of the line charge [C]
-  Table<double, maxprt> place;   ///< of the line charge where it is smoothed [m]
+  Table<double, maxprt> charge;  ///< that makes the line current [C], at `offset` or at `place`
+  Table<double, maxprt> place;   ///< of the charges where they are smoothed [m]
   SmoothingWork smoothing;
   LineMoments moments;
 

@@ -1,6 +1,5 @@
 #include "forces/green/mesh/lookup.hpp"
 
-#include <algorithm>
 #include <atomic>
 
 #include "common/console.hpp"

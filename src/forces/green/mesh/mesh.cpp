@@ -5,7 +5,6 @@
 #include <limits>
 
 #include "common/console.hpp"
-#include "forces/whole_part.hpp"
 #include "run/line_writer.hpp"
 
 namespace tessaron {
