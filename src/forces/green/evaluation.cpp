@@ -111,6 +111,9 @@ void over_tiles(const GreenWork& work, std::string_view progress, const Add& add
 /// threads.
 template <class AtPair>
 void over_pairs(std::int32_t first, std::int32_t last, std::int32_t ne, const AtPair& at_pair) {
+  // All tiles at all points can still be counted.
+  static_assert((std::int64_t{maxprt} / GreenSourceTile::capacity + 1) * maxprt <=
+                std::numeric_limits<int>::max());
   const ProcessIdentity id = pgflags();
   over_chunks(Chunks::of((last - first + 1) * ne, 16, 256), [&](const Chunk& chunk) {
     for (int pair = chunk.first - 1; pair < chunk.last && !end_requested(); ++pair) {

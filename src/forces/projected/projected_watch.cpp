@@ -13,8 +13,7 @@ namespace tessaron {
 
 namespace {
 
-bool told_of_planes = false,
-     told_of_line = false;  // in the present tracking run
+bool told_of_planes = false, told_of_line = false;  // in the present tracking run
 
 constexpr int most_sampled = 1000;  ///< particles that tell the size of a bunch
 
@@ -53,8 +52,7 @@ struct Section {
   double width, height;  ///< rms [m]
 };
 
-/// The rms width, less what is linear in the place along the bunch, and height
-/// of the sources.
+/// The rms width, less what is linear in the place along the bunch, and height of the sources.
 Section cross_section(const ParticleTable& particles, const ArcPosition& reference) {
   const Particle& origin = particles[1];
   const int step = std::max(1, ptlcom.npart / most_sampled);

@@ -29,7 +29,7 @@ class Optics:
     alpha_w: np.ndarray
     dispersion: np.ndarray  #: u per relative momentum [m]
     dispersion_slope: np.ndarray
-    r56: np.ndarray  #: distance behind per relative momentum since s = 0 [m]
+    r56: np.ndarray  #: path length per relative momentum since the start [m]
 
     def plot(self) -> "Figure":
         """Beta functions, dispersion and R56 along s."""

@@ -21,6 +21,7 @@ from ..beam.orbit import coordinates
 from ..constants import REST_ENERGY
 from ..files.bunchfiles import read_bunch, write_bunch
 from ..lattice.geometry import Boundary
+from ..lattice.optics import Optics
 from .orbit import Orbit
 from .process import DECK, RunFailed, run_program
 
@@ -48,19 +49,11 @@ class TransferMaps:
     t566: np.ndarray  #: (N,) half the second derivative of the path length to delta [m]
 
 
-@dataclass
-class TrackedOptics:
-    """Optics along s, arrays of one length."""
+@dataclass(frozen=True)
+class TrackedOptics(Optics):
+    """Optics along s with what rays tell besides. R56 is that of particles that start on the dispersion orbit."""
 
-    s: np.ndarray  #: [m]
-    beta_u: np.ndarray  #: in the orbit plane [m]
-    alpha_u: np.ndarray
-    beta_w: np.ndarray  #: vertical [m]
-    alpha_w: np.ndarray
-    dispersion: np.ndarray  #: u per relative momentum [m]
-    dispersion_slope: np.ndarray
-    r56: np.ndarray  #: path length per relative momentum since the start, for particles that start on the dispersion orbit [m]
-    t566: np.ndarray  #: its second order, for particles that start on the design orbit [m]
+    t566: np.ndarray  #: second order of the path length, for particles that start on the design orbit [m]
     phase_u: np.ndarray  #: phase advance [rad]
     phase_w: np.ndarray
 
